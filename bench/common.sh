@@ -1,0 +1,18 @@
+# Helpers for the benchmark scripts: time a command, take a ratio, report peak memory.
+# seconds CMD...: wall-clock seconds of the best of three runs
+seconds() {
+  local best="" t
+  for _ in 1 2 3; do
+    local start end
+    start=$(date +%s.%N)
+    "$@" >/dev/null 2>&1
+    end=$(date +%s.%N)
+    t=$(echo "$end - $start" | bc -l)
+    if [ -z "$best" ] || [ "$(echo "$t < $best" | bc -l)" = 1 ]; then best=$t; fi
+  done
+  printf '%.3f' "$best"
+}
+# ratio A B: A / B with three decimals
+ratio() { printf '%.3f' "$(echo "$1 / $2" | bc -l)"; }
+# peak_kib CMD...: peak resident memory of one run, in KiB
+peak_kib() { /usr/bin/time -f '%M' "$@" 2>&1 >/dev/null | tail -n 1; }

@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Installs every Debian package that building, testing, benchmarking and running Wavelocker need.
+# Idempotent: packages already present are skipped without touching the network.
+set -euo pipefail
+
+PACKAGES=(
+  # build
+  cmake ninja-build g++ pkg-config ccache make
+  qt6-base-dev qt6-base-dev-tools libgl-dev
+  libgtest-dev libgmock-dev
+  # audio files
+  libsndfile1-dev libavformat-dev libavcodec-dev libavutil-dev libswresample-dev
+  # audio engine, MIDI and plugins
+  libjack-jackd2-dev jackd2 libfluidsynth-dev timgm6mb-soundfont libsmf-dev liblilv-dev lv2-dev
+  # property lists, zip, web service, service registration
+  libplist-dev zlib1g-dev libminizip-dev libcpp-httplib-dev libssl-dev libavahi-client-dev
+  # tools the tests and benchmarks compare against or drive
+  time bc sox libsox-fmt-all ffmpeg zip unzip p7zip-full libarchive-tools nginx-light
+  chromium curl xvfb xauth dbus
+)
+
+missing=()
+for p in "${PACKAGES[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+done
+# The browser tests need node and npm; the machine image may already carry its own build of them.
+if ! command -v node >/dev/null || ! command -v npm >/dev/null; then
+  missing+=(nodejs npm)
+fi
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+SUDO=""
+[ "$(id -u)" -ne 0 ] && SUDO="sudo"
+export DEBIAN_FRONTEND=noninteractive
+$SUDO apt-get update -q
+$SUDO apt-get install -y -q --no-install-recommends "${missing[@]}"

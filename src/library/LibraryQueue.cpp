@@ -1,0 +1,7 @@
+#include "library/LibraryQueue.h"
+
+platform::SerialQueue& fileListUpdateQueue()
+{
+    static platform::SerialQueue queue(QStringLiteral("com.orvenic.Wavelocker.listUpdate"));
+    return queue;
+}

@@ -1,0 +1,24 @@
+#pragma once
+#include <QString>
+
+// Where the program keeps its files. Every location follows the XDG variables at the
+// moment it is asked, so tests can point them at a temporary tree.
+namespace platform::Locations {
+
+QString dataHome();    // $XDG_DATA_HOME or ~/.local/share
+QString cacheHome();   // $XDG_CACHE_HOME or ~/.cache
+QString configHome();  // $XDG_CONFIG_HOME or ~/.config
+
+// `--library DIR` wins over WAVELOCKER_LIBRARY, which wins over the app-group folder.
+void setLibraryOverride(const QString& dir);
+QString libraryRoot();
+// The shared container the library root lives in; empty when the root was overridden,
+// since then there is no container of ours to migrate from.
+QString appGroupContainer();
+QString privateDocuments();
+QString appLibrary();
+QString pasteboards();
+// Private temporary folder (mode 0700), created on demand.
+QString tempDir();
+
+}  // namespace platform::Locations

@@ -1,0 +1,20 @@
+#pragma once
+#include <QString>
+#include <QVariant>
+#include <QVariantMap>
+
+// The user-defaults store: QSettings for organisation "Orvenic", application "Wavelocker",
+// with defaults registered in code at start. Safe from any thread.
+namespace platform::Settings {
+
+// Registered defaults answer for keys that were never stored; they are not written.
+void registerDefaults(const QVariantMap& defaults);
+QVariant value(const QString& key);
+bool contains(const QString& key);  // stored, not merely defaulted
+void setValue(const QString& key, const QVariant& value);
+void remove(const QString& key);
+void sync();
+// Re-reads the backing file's location from the environment (tests switch XDG trees).
+void reload();
+
+}  // namespace platform::Settings

@@ -1,0 +1,17 @@
+#pragma once
+#include <QStringList>
+
+namespace tool {
+
+struct Command {
+    const char* name;
+    const char* usage;  // after "wavelocker-tool "
+    int (*run)(const QStringList& args);
+};
+
+// Every subcommand, in the order the help lists them.
+const QList<Command>& commands();
+
+// One function per subcommand, each in its own file beside this one.
+
+}  // namespace tool
