@@ -76,6 +76,8 @@ bool waitUntil(const std::function<bool()>& pred, int timeoutMs)
         if (deadline.hasExpired())
             return pred();
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        // processEvents alone never runs deleteLater() at the top loop level.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QThread::msleep(2);
     }
     return true;
