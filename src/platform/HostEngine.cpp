@@ -1,0 +1,509 @@
+#include "platform/HostEngine.h"
+
+#include "platform/Log.h"
+#include "platform/NotificationCenter.h"
+#include "platform/RealtimeLog.h"
+
+#include <jack/jack.h>
+#include <jack/metadata.h>
+#include <cerrno>
+#include <cstring>
+
+namespace platform {
+namespace {
+
+constexpr size_t kMessageSlots = 4096;
+constexpr int kPumpIntervalMs = 10;
+constexpr int kRetryIntervalMs = 1000;
+
+// libjack reports through one process-wide function. Its complaints while we look for a
+// server are expected, and the audio thread must not reach the log's lock.
+std::atomic<int> gQuiet{0};
+thread_local bool tOnAudioThread = false;
+
+void jackError(const char* text)
+{
+    if (gQuiet.load(std::memory_order_relaxed) || tOnAudioThread)
+        return;
+    log(QStringLiteral("JACK: %1").arg(QString::fromLocal8Bit(text)));
+}
+
+void jackInfo(const char*) {}
+
+jack_client_t* client(void* c) { return static_cast<jack_client_t*>(c); }
+
+}  // namespace
+
+struct HostEngine::Ports {
+    std::array<jack_port_t*, kHostChannels> in{};
+    std::array<jack_port_t*, kHostChannels> out{};
+    std::array<jack_port_t*, kHostChannels> receiver{};
+    std::array<jack_port_t*, kHostChannels> sender{};
+};
+
+HostEngine::HostEngine(QString clientName, QObject* parent)
+    : QObject(parent), mName(std::move(clientName)), mToAudio(kMessageSlots), mFromAudio(kMessageSlots)
+{
+    for (auto& s : mScratch)
+        s.assign(HostGraph::kMaxFrames, 0.0f);
+    mAudioGraph = new HostGraph;
+    mPump.setInterval(kPumpIntervalMs);
+    connect(&mPump, &QTimer::timeout, this, &HostEngine::pump);
+    mRetry.setInterval(kRetryIntervalMs);
+    connect(&mRetry, &QTimer::timeout, this, &HostEngine::retryServer);
+    static const bool handlersSet = [] {
+        jack_set_error_function(jackError);
+        jack_set_info_function(jackInfo);
+        return true;
+    }();
+    (void)handlersSet;
+}
+
+HostEngine::~HostEngine()
+{
+    setSessionActive(false);
+    delete mAudioGraph;
+}
+
+double HostEngine::sampleRate() const
+{
+    const uint32_t rate = mSampleRate.load(std::memory_order_relaxed);
+    return rate ? double(rate) : mLastRate;
+}
+
+QString HostEngine::clientName() const
+{
+    return mClient ? QString::fromUtf8(jack_get_client_name(client(mClient))) : QString();
+}
+
+bool HostEngine::setSessionActive(bool active)
+{
+    if (!active) {
+        mRetry.stop();
+        closeClient();
+        return true;
+    }
+    return mClient || openClient(false);
+}
+
+bool HostEngine::openClient(bool quiet)
+{
+    if (mClient)
+        return true;
+    jack_status_t status{};
+    gQuiet.fetch_add(1);
+    jack_client_t* c = jack_client_open(mName.toUtf8().constData(), JackNoStartServer, &status);
+    gQuiet.fetch_sub(1);
+    if (!c) {
+        if (!quiet)
+            log(QStringLiteral("No JACK server could be reached (status 0x%1); going on without audio")
+                    .arg(unsigned(status), 0, 16));
+        return false;
+    }
+    auto ports = std::make_unique<Ports>();
+    bool ok = true;
+    auto reg = [&](const QString& name, unsigned long flags, const QString& title, const char* group) {
+        jack_port_t* p = jack_port_register(c, name.toUtf8().constData(), JACK_DEFAULT_AUDIO_TYPE, flags, 0);
+        if (!p) {
+            log(QStringLiteral("Could not register JACK port %1").arg(name));
+            ok = false;
+            return p;
+        }
+        const jack_uuid_t uuid = jack_port_uuid(p);
+        if (!title.isEmpty())
+            jack_set_property(c, uuid, JACK_METADATA_PRETTY_NAME, title.toUtf8().constData(), "text/plain");
+        if (group)
+            jack_set_property(c, uuid, JACK_METADATA_PORT_GROUP, group, "text/plain");
+        return p;
+    };
+    for (int i = 0; i < kHostChannels; ++i) {
+        const QString n = QString::number(i + 1);
+        ports->in[i] = reg(QStringLiteral("in_") + n, JackPortIsInput, {}, nullptr);
+        ports->out[i] = reg(QStringLiteral("out_") + n, JackPortIsOutput, {}, nullptr);
+        ports->receiver[i] = reg(QLatin1String(kReceiverName) + QLatin1Char('_') + n, JackPortIsInput,
+                                 QLatin1String(kReceiverTitle) + QLatin1Char(' ') + n, kReceiverTitle);
+        ports->sender[i] = reg(QLatin1String(kSenderName) + QLatin1Char('_') + n, JackPortIsOutput,
+                               QLatin1String(kSenderTitle) + QLatin1Char(' ') + n, kSenderTitle);
+    }
+    if (!ok) {
+        jack_client_close(c);
+        return false;
+    }
+    jack_set_process_callback(c, &HostEngine::process, this);
+    jack_on_info_shutdown(
+        c, [](jack_status_t, const char*, void* self) { static_cast<HostEngine*>(self)->mServerLost = true; },
+        this);
+    jack_set_port_connect_callback(
+        c, [](jack_port_id_t, jack_port_id_t, int, void* self) { static_cast<HostEngine*>(self)->mConnectionsDirty = true; },
+        this);
+    jack_set_buffer_size_callback(
+        c,
+        [](jack_nframes_t frames, void* self) {
+            static_cast<HostEngine*>(self)->mBufferSize = frames;
+            return 0;
+        },
+        this);
+    jack_set_sample_rate_callback(
+        c,
+        [](jack_nframes_t rate, void* self) {
+            static_cast<HostEngine*>(self)->mSampleRate = rate;
+            return 0;
+        },
+        this);
+    jack_set_xrun_callback(
+        c,
+        [](void* self) {
+            static_cast<HostEngine*>(self)->mXruns.fetch_add(1, std::memory_order_relaxed);
+            return 0;
+        },
+        this);
+
+    int captures = 0;
+    if (const char** found = jack_get_ports(c, nullptr, JACK_DEFAULT_AUDIO_TYPE, JackPortIsPhysical | JackPortIsOutput)) {
+        while (found[captures])
+            ++captures;
+        jack_free(found);
+    }
+    mInputChannels = std::min(captures, kHostChannels);
+    mClient = c;
+    mPorts = std::move(ports);
+    mServerLost = false;
+    mBufferSize = jack_get_buffer_size(c);
+    mSampleRate = jack_get_sample_rate(c);
+    mPump.start();
+    pump();  // reports a rate that differs from the last server's
+    return true;
+}
+
+void HostEngine::closeClient()
+{
+    if (!mClient)
+        return;
+    mPump.stop();
+    jack_client_close(client(mClient));
+    mClient = nullptr;
+    mPorts.reset();
+    // The audio thread is gone: whatever it did not take is done here.
+    runPendingHere();
+    setRunning(false);
+    mReceiverConnected = false;
+    mSenderConnected = mConnectedToSelf = false;
+    mInputChannels = 0;
+}
+
+bool HostEngine::start(QString* error)
+{
+    if (!mClient && !openClient(false)) {
+        if (error)
+            *error = QStringLiteral("No JACK server could be reached");
+        return false;
+    }
+    if (mRunning)
+        return true;
+    if (const int rc = jack_activate(client(mClient)); rc != 0) {
+        log(QStringLiteral("Could not activate the JACK client (%1)").arg(rc));
+        if (error)
+            *error = QStringLiteral("Could not activate the JACK client (%1)").arg(rc);
+        return false;
+    }
+    setRunning(true);
+    connectHardware();
+    updateConnections();
+    return true;
+}
+
+void HostEngine::stop()
+{
+    if (!mRunning || !mClient)
+        return;
+    jack_deactivate(client(mClient));
+    runPendingHere();
+    setRunning(false);
+}
+
+void HostEngine::setRunning(bool running)
+{
+    if (mRunning == running)
+        return;
+    mRunning = running;
+    if (onRunningChanged)
+        onRunningChanged(running);
+}
+
+bool HostEngine::setPreferredBufferSize(uint32_t frames)
+{
+    if (!mClient || frames == 0 || frames > HostGraph::kMaxFrames)
+        return false;
+    if (jack_set_buffer_size(client(mClient), frames) != 0)
+        return false;
+    mBufferSize = jack_get_buffer_size(client(mClient));
+    return mBufferSize == frames;
+}
+
+void HostEngine::connectHardware()
+{
+    jack_client_t* c = client(mClient);
+    auto connectAll = [&](unsigned long physicalFlags, bool ours_are_inputs, const std::array<jack_port_t*, kHostChannels>& ours) {
+        const char** hw = jack_get_ports(c, nullptr, JACK_DEFAULT_AUDIO_TYPE, JackPortIsPhysical | physicalFlags);
+        if (!hw)
+            return;
+        int count = 0;
+        while (hw[count])
+            ++count;
+        for (int i = 0; i < kHostChannels && count > 0; ++i) {
+            const char* other = hw[i % count];
+            const char* mine = jack_port_name(ours[i]);
+            const int rc = ours_are_inputs ? jack_connect(c, other, mine) : jack_connect(c, mine, other);
+            if (rc != 0 && rc != EEXIST)
+                log(QStringLiteral("Could not connect %1 and %2").arg(QLatin1String(mine), QLatin1String(other)));
+        }
+        jack_free(hw);
+    };
+    connectAll(JackPortIsOutput, true, mPorts->in);
+    connectAll(JackPortIsInput, false, mPorts->out);
+}
+
+void HostEngine::updateConnections()
+{
+    if (!mClient)
+        return;
+    jack_client_t* c = client(mClient);
+    QStringList senderNames = senderPortNames();
+    bool receiver = false, sender = false, self = false;
+    auto scan = [&](jack_port_t* port, bool& connected, bool* toSelf) {
+        const char** peers = jack_port_get_all_connections(c, port);
+        if (!peers)
+            return;
+        for (int i = 0; peers[i]; ++i) {
+            jack_port_t* peer = jack_port_by_name(c, peers[i]);
+            if (peer && (jack_port_flags(peer) & JackPortIsPhysical))
+                continue;
+            connected = true;
+            if (toSelf && senderNames.contains(QString::fromUtf8(peers[i])))
+                *toSelf = true;
+        }
+        jack_free(peers);
+    };
+    for (int i = 0; i < kHostChannels; ++i) {
+        scan(mPorts->receiver[i], receiver, &self);
+        scan(mPorts->sender[i], sender, nullptr);
+    }
+    const bool changed = receiver != mReceiverConnected || sender != mSenderConnected || self != mConnectedToSelf;
+    mReceiverConnected = receiver;
+    mSenderConnected = sender;
+    mConnectedToSelf = self;
+    if (changed && onConnectionsChanged)
+        onConnectionsChanged();
+}
+
+QStringList HostEngine::receiverPortNames() const
+{
+    QStringList names;
+    if (mPorts)
+        for (jack_port_t* p : mPorts->receiver)
+            names << QString::fromUtf8(jack_port_name(p));
+    return names;
+}
+
+QStringList HostEngine::senderPortNames() const
+{
+    QStringList names;
+    if (mPorts)
+        for (jack_port_t* p : mPorts->sender)
+            names << QString::fromUtf8(jack_port_name(p));
+    return names;
+}
+
+QStringList HostEngine::outputPortNames() const
+{
+    QStringList names;
+    if (mPorts)
+        for (jack_port_t* p : mPorts->out)
+            names << QString::fromUtf8(jack_port_name(p));
+    return names;
+}
+
+void HostEngine::performAsync(std::function<void()> block, std::function<void()> response)
+{
+    if (!mRunning) {
+        if (block)
+            block();
+        if (response)
+            response();
+        return;
+    }
+    if (mInFlight >= kMessageSlots) {
+        log(QStringLiteral("Audio thread message queue is full; dropping a message"));
+        return;
+    }
+    auto* message = new Message{std::move(block), std::move(response)};
+    mToAudio.push(message);
+    ++mInFlight;
+}
+
+void HostEngine::runPendingHere()
+{
+    Message* m = nullptr;
+    while (mFromAudio.pop(m)) {
+        --mInFlight;
+        std::unique_ptr<Message> own(m);
+        if (own->response)
+            own->response();
+    }
+    while (mToAudio.pop(m)) {
+        --mInFlight;
+        std::unique_ptr<Message> own(m);
+        if (own->block)
+            own->block();
+        if (own->response)
+            own->response();
+    }
+    RealtimeLog::drain();
+}
+
+void HostEngine::publishGraph()
+{
+    auto* fresh = new HostGraph(mGraph);
+    if (!mRunning) {
+        delete std::exchange(mAudioGraph, fresh);
+        return;
+    }
+    struct Swap {
+        HostGraph* fresh;
+        HostGraph* old = nullptr;
+    };
+    auto swap = std::make_shared<Swap>(Swap{fresh});
+    performAsync([this, swap] { swap->old = std::exchange(mAudioGraph, swap->fresh); },
+                 [swap] { delete swap->old; });
+}
+
+void HostEngine::addChannel(std::shared_ptr<HostChannel> channel)
+{
+    mGraph.addChannel(std::move(channel));
+    publishGraph();
+}
+
+void HostEngine::removeChannel(const HostChannel* channel)
+{
+    mGraph.removeChannel(channel);
+    publishGraph();
+}
+
+void HostEngine::addFilter(std::shared_ptr<HostFilter> filter, const HostChannel* channel)
+{
+    if (mGraph.addFilter(std::move(filter), channel))
+        publishGraph();
+}
+
+void HostEngine::removeFilter(const HostFilter* filter, const HostChannel* channel)
+{
+    mGraph.removeFilter(filter, channel);
+    publishGraph();
+}
+
+void HostEngine::addOutputReceiver(std::shared_ptr<HostReceiver> receiver, const HostChannel* channel)
+{
+    if (mGraph.addOutputReceiver(std::move(receiver), channel))
+        publishGraph();
+}
+
+void HostEngine::removeOutputReceiver(const HostReceiver* receiver, const HostChannel* channel)
+{
+    mGraph.removeOutputReceiver(receiver, channel);
+    publishGraph();
+}
+
+void HostEngine::addInputReceiver(std::shared_ptr<HostInputReceiver> receiver)
+{
+    mGraph.addInputReceiver(std::move(receiver));
+    publishGraph();
+}
+
+void HostEngine::removeInputReceiver(const HostInputReceiver* receiver)
+{
+    mGraph.removeInputReceiver(receiver);
+    publishGraph();
+}
+
+void HostEngine::setSenderChannel(const HostChannel* channel)
+{
+    mGraph.setSenderChannel(channel);
+    publishGraph();
+}
+
+void HostEngine::pump()
+{
+    Message* m = nullptr;
+    while (mFromAudio.pop(m)) {
+        --mInFlight;
+        std::unique_ptr<Message> own(m);
+        if (own->response)
+            own->response();
+    }
+    RealtimeLog::drain();
+    if (mServerLost.exchange(false)) {
+        serverLost();
+        return;
+    }
+    if (mConnectionsDirty.exchange(false))
+        updateConnections();
+    const uint32_t rate = mSampleRate.load(std::memory_order_relaxed);
+    if (rate && rate != mLastRate) {
+        mLastRate = rate;
+        if (onSampleRateChanged)
+            onSampleRateChanged(rate);
+    }
+}
+
+void HostEngine::serverLost()
+{
+    log(QStringLiteral("The JACK server went away"));
+    closeClient();
+    mRetry.start();
+    NotificationCenter::defaultCenter().post(QLatin1String(kInterruptionBegan), this);
+}
+
+void HostEngine::retryServer()
+{
+    if (!openClient(true))
+        return;
+    mRetry.stop();
+    log(QStringLiteral("The JACK server is back"));
+    NotificationCenter::defaultCenter().post(QLatin1String(kInterruptionEnded), this);
+}
+
+int HostEngine::process(uint32_t frames, void* self) { return static_cast<HostEngine*>(self)->processCycle(frames); }
+
+int HostEngine::processCycle(uint32_t frames)
+{
+    tOnAudioThread = true;
+    Message* m = nullptr;
+    while (mToAudio.pop(m)) {
+        if (m->block)
+            m->block();
+        mFromAudio.push(m);
+    }
+    std::array<float*, kHostChannels> out{}, sender{}, scratch{};
+    std::array<const float*, kHostChannels> in{};
+    const bool fromReceiver = mReceiverConnected.load(std::memory_order_relaxed);
+    for (int c = 0; c < kHostChannels; ++c) {
+        out[c] = static_cast<float*>(jack_port_get_buffer(mPorts->out[c], frames));
+        sender[c] = static_cast<float*>(jack_port_get_buffer(mPorts->sender[c], frames));
+        in[c] = static_cast<const float*>(
+            jack_port_get_buffer(fromReceiver ? mPorts->receiver[c] : mPorts->in[c], frames));
+        scratch[c] = mScratch[c].data();
+    }
+    if (frames > HostGraph::kMaxFrames) {
+        for (int c = 0; c < kHostChannels; ++c) {
+            std::memset(out[c], 0, frames * sizeof(float));
+            std::memset(sender[c], 0, frames * sizeof(float));
+        }
+        return 0;
+    }
+    AudioTimeStamp time;
+    time.sampleTime = double(jack_last_frame_time(client(mClient)));
+    mAudioGraph->render({in.data(), out.data(), sender.data(), scratch.data()}, frames, time);
+    return 0;
+}
+
+}  // namespace platform
