@@ -1,13 +1,11 @@
 #include "audiofiles/RecFormats.h"
 
+#include "platform/FourCC.h"
+
 namespace Utils {
 namespace {
 
-constexpr uint32_t fourCC(const char (&code)[5])
-{
-    return uint32_t(uint8_t(code[0])) << 24 | uint32_t(uint8_t(code[1])) << 16 | uint32_t(uint8_t(code[2])) << 8 |
-           uint32_t(uint8_t(code[3]));
-}
+using platform::fourCC;
 
 struct RecFormat {
     const char* name;
