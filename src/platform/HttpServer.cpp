@@ -1,0 +1,316 @@
+#include "platform/HttpServer.h"
+
+#include "platform/HttpUploadSpool.h"
+#include "platform/Log.h"
+
+#include <QFile>
+#include <QUrl>
+#include <atomic>
+#include <cerrno>
+#include <fcntl.h>
+#include <httplib.h>
+#include <mutex>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+namespace platform {
+namespace {
+
+constexpr size_t kWorkerThreads = 64;  // one per open connection: 32 busy clients must not queue
+constexpr size_t kKeepAliveRequests = 1000;
+constexpr time_t kReadTimeoutSeconds = 30;  // a browser may pause between upload chunks
+constexpr size_t kFileChunkBytes = 256 * 1024;
+constexpr int kStartWaitMs = 2000;
+
+const std::string kTextType = "text/plain; charset=utf-8";
+
+struct Route {
+    QByteArray method;
+    QString path;
+    HttpServer::Handler handler;
+};
+
+// Owns a file descriptor shared by the provider callbacks of one streamed response.
+class FileHandle {
+public:
+    explicit FileHandle(int fd) : mFd(fd) {}
+    ~FileHandle() { if (mFd >= 0) ::close(mFd); }
+    FileHandle(const FileHandle&) = delete;
+    FileHandle& operator=(const FileHandle&) = delete;
+    int fd() const { return mFd; }
+
+private:
+    int mFd;
+};
+
+QString fromStd(const std::string& s) { return QString::fromUtf8(s.data(), qsizetype(s.size())); }
+std::string toStd(const QByteArray& b) { return std::string(b.constData(), size_t(b.size())); }
+
+std::string exactPattern(const QString& path)
+{
+    std::string pattern;
+    for (const char c : path.toStdString()) {
+        if (std::strchr(".^$|()[]{}*+?\\", c))
+            pattern += '\\';
+        pattern += c;
+    }
+    return pattern;
+}
+
+HttpRequest toRequest(const httplib::Request& req)
+{
+    HttpRequest r;
+    r.method = QByteArray::fromStdString(req.method);
+    r.path = fromStd(req.path);
+    for (const auto& [key, value] : req.params) {
+        const QString k = fromStd(key);
+        if (!r.query.contains(k))  // the first of repeated arguments counts
+            r.query.insert(k, fromStd(value));
+    }
+    for (const auto& [key, value] : req.headers) {
+        const QByteArray k = QByteArray::fromStdString(key).toLower();
+        const QByteArray v = QByteArray::fromStdString(value);
+        r.headers.insert(k, r.headers.contains(k) ? r.headers.value(k) + ", " + v : v);
+    }
+    return r;
+}
+
+bool compressible(const QByteArray& type)
+{
+    return type.startsWith("text/") || type.contains("json") || type.contains("javascript") || type.contains("xml");
+}
+
+std::string contentDisposition(const QString& name)
+{
+    QByteArray ascii;
+    for (const QChar c : name)
+        ascii += (c.unicode() >= 0x20 && c.unicode() < 0x7f && c != QLatin1Char('"') && c != QLatin1Char('\\'))
+                     ? char(c.unicode()) : '_';
+    return "attachment; filename=\"" + ascii.toStdString() + "\"; filename*=UTF-8''"
+           + QUrl::toPercentEncoding(name).toStdString();
+}
+
+// Ranges the client asked for that cannot be served (start past the end, empty suffix).
+bool rangesSatisfiable(const httplib::Ranges& ranges, off_t size)
+{
+    for (const auto& [first, last] : ranges) {
+        if (first < 0 ? last <= 0 : first >= size || (last >= 0 && last < first))
+            return false;
+    }
+    return true;
+}
+
+void sendFile(const httplib::Request& req, httplib::Response& res, const HttpResponse& r)
+{
+    const int fd = ::open(QFile::encodeName(r.filePath).constData(), O_RDONLY | O_CLOEXEC);
+    struct stat st {};
+    if (fd < 0 || ::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        if (fd >= 0)
+            ::close(fd);
+        res.status = 404;
+        res.set_content("Not found", kTextType);
+        return;
+    }
+    auto file = std::make_shared<FileHandle>(fd);
+    const std::string type = toStd(r.contentType);
+    if (!r.attachmentName.isEmpty())
+        res.set_header("Content-Disposition", contentDisposition(r.attachmentName));
+    res.set_header("Accept-Ranges", "bytes");
+    if (!req.ranges.empty() && !rangesSatisfiable(req.ranges, st.st_size)) {
+        res.status = 416;
+        res.set_header("Content-Range", "bytes */" + std::to_string(st.st_size));
+        return;
+    }
+    res.status = req.ranges.empty() ? 200 : 206;
+    if (st.st_size == 0) {
+        res.set_content(std::string(), type);
+        return;
+    }
+    const bool gzip = req.ranges.empty() && compressible(r.contentType)
+                      && req.get_header_value("Accept-Encoding").find("gzip") != std::string::npos;
+    auto readInto = [file](size_t offset, size_t length, httplib::DataSink& sink) {
+        std::string buffer(std::min(length, kFileChunkBytes), '\0');
+        const ssize_t n = ::pread(file->fd(), buffer.data(), buffer.size(), off_t(offset));
+        return n > 0 && sink.write(buffer.data(), size_t(n));
+    };
+    if (gzip) {
+        // Only a stream of unknown length is compressed on the way out.
+        const size_t size = size_t(st.st_size);
+        res.set_chunked_content_provider(type, [readInto, size](size_t offset, httplib::DataSink& sink) {
+            if (offset >= size) {
+                sink.done();
+                return true;
+            }
+            return readInto(offset, size - offset, sink);
+        });
+    } else {
+        res.set_content_provider(size_t(st.st_size), type, readInto);
+    }
+}
+
+void apply(const httplib::Request& req, httplib::Response& res, const HttpResponse& r)
+{
+    if (!r.filePath.isEmpty()) {
+        sendFile(req, res, r);
+        return;
+    }
+    res.status = r.status;
+    res.set_content(toStd(r.body), toStd(r.contentType));
+}
+
+void removeTemporaryFiles(const HttpRequest& request)
+{
+    for (const UploadedFile& f : request.files)
+        if (!f.temporaryPath.isEmpty())
+            ::unlink(QFile::encodeName(f.temporaryPath).constData());
+}
+
+}  // namespace
+
+struct HttpServer::Impl {
+    std::vector<Route> routes;
+    Handler fallback;
+    QString uploadFolder;
+    std::atomic<int> logLevel{Info};
+    std::unique_ptr<httplib::Server> server;
+    std::thread thread;
+    std::atomic<int> port{0};
+
+    void handle(const Handler& handler, const httplib::Request& req, httplib::Response& res)
+    {
+        HttpRequest request = toRequest(req);
+        apply(req, res, handler(request));
+    }
+
+    void handlePost(const Handler& handler, const httplib::Request& req, httplib::Response& res,
+                    const httplib::ContentReader& reader)
+    {
+        HttpUploadSpool spool(uploadFolder);
+        bool withinLimits = true;
+        bool complete = false;
+        if (req.is_multipart_form_data()) {
+            complete = reader(
+                [&](const httplib::MultipartFormData& part) {
+                    withinLimits = spool.beginPart(fromStd(part.name), fromStd(part.filename),
+                                                   fromStd(part.content_type));
+                    return withinLimits;
+                },
+                [&](const char* data, size_t length) { return withinLimits = spool.write(data, length); });
+        } else {
+            const bool urlEncoded = req.get_header_value("Content-Type").find("application/x-www-form-urlencoded")
+                                    != std::string::npos;
+            complete = reader([&](const char* data, size_t length) {
+                return withinLimits = !urlEncoded || spool.writeUrlEncoded(data, length);
+            });
+        }
+        if (!withinLimits || !complete) {
+            // The body is not fully read: the connection cannot carry another request.
+            res.set_header("Connection", "close");
+            res.status = withinLimits ? 400 : 413;
+            res.set_content(withinLimits ? "Incomplete request body" : "Request fields too large", kTextType);
+            if (logLevel <= Warning)
+                log(QStringLiteral("Web server: %1 %2 body refused or cut off").arg(fromStd(req.method), fromStd(req.path)));
+            return;
+        }
+        HttpRequest request = toRequest(req);
+        spool.finish(request);
+        const HttpResponse response = handler(request);
+        removeTemporaryFiles(request);
+        apply(req, res, response);
+    }
+
+    void install(httplib::Server& s)
+    {
+        for (const Route& route : routes) {
+            const Handler handler = route.handler;
+            const std::string pattern = exactPattern(route.path);
+            if (route.method == "POST") {
+                s.Post(pattern, [this, handler](const httplib::Request& req, httplib::Response& res,
+                                                const httplib::ContentReader& reader) {
+                    handlePost(handler, req, res, reader);
+                });
+            } else {
+                s.Get(pattern, [this, handler](const httplib::Request& req, httplib::Response& res) {
+                    handle(handler, req, res);
+                });
+            }
+        }
+        if (fallback) {
+            s.Get(".*", [this](const httplib::Request& req, httplib::Response& res) { handle(fallback, req, res); });
+        }
+        s.set_logger([this](const httplib::Request& req, const httplib::Response& res) {
+            if (logLevel <= Verbose)
+                log(QStringLiteral("Web server: %1 %2 %3").arg(fromStd(req.method), fromStd(req.path)).arg(res.status));
+        });
+        s.set_socket_options([](socket_t sock) {
+            // Address reuse for quick restarts, but no shared ports: a second server must fall back.
+            const int yes = 1;
+            ::setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+        });
+        s.new_task_queue = [] {
+            // The server owns and deletes the queue it asks for.
+            return static_cast<httplib::TaskQueue*>(std::make_unique<httplib::ThreadPool>(kWorkerThreads).release());
+        };
+        s.set_keep_alive_max_count(kKeepAliveRequests);
+        s.set_read_timeout(kReadTimeoutSeconds);
+    }
+};
+
+HttpServer::HttpServer() : d(std::make_unique<Impl>()) {}
+
+HttpServer::~HttpServer() { stop(); }
+
+void HttpServer::addRoute(const QByteArray& method, const QString& path, Handler handler)
+{
+    d->routes.push_back({method.toUpper(), path, std::move(handler)});
+}
+
+void HttpServer::setGetFallback(Handler handler) { d->fallback = std::move(handler); }
+void HttpServer::setUploadFolder(const QString& folder) { d->uploadFolder = folder; }
+void HttpServer::setLogLevel(int level) { d->logLevel = level; }
+int HttpServer::logLevel() const { return d->logLevel; }
+
+bool HttpServer::start(const QString& host, const QList<int>& ports)
+{
+    if (isRunning())
+        return true;
+    auto server = std::make_unique<httplib::Server>();
+    d->install(*server);
+    const std::string address = host.toStdString();
+    int bound = 0;
+    for (const int port : ports) {
+        bound = port == 0 ? server->bind_to_any_port(address) : (server->bind_to_port(address, port) ? port : 0);
+        if (bound > 0)
+            break;
+        if (d->logLevel <= Info)
+            log(QStringLiteral("Web server: could not listen on port %1").arg(port));
+    }
+    if (bound <= 0)
+        return false;
+    httplib::Server* raw = server.get();
+    d->server = std::move(server);
+    d->thread = std::thread([raw] { raw->listen_after_bind(); });
+    // stop() only reaches a server that has entered its accept loop.
+    for (int waited = 0; !raw->is_running() && waited < kStartWaitMs; ++waited)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    d->port = bound;
+    return true;
+}
+
+void HttpServer::stop()
+{
+    if (!d->server)
+        return;
+    d->server->stop();
+    if (d->thread.joinable())
+        d->thread.join();
+    d->server.reset();
+    d->port = 0;
+}
+
+bool HttpServer::isRunning() const { return d->server != nullptr; }
+int HttpServer::port() const { return d->port; }
+
+}  // namespace platform

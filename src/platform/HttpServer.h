@@ -1,0 +1,46 @@
+#pragma once
+#include "platform/HttpRequest.h"
+#include "platform/HttpResponse.h"
+
+#include <QList>
+#include <QString>
+#include <functional>
+#include <memory>
+
+namespace platform {
+
+// The embedded HTTP server: exact routes by method and path, one fallback for GET, bodies of
+// POST routes read as form fields with file parts spooled to disk (never held in memory),
+// file responses streamed with range requests, gzip where the client accepts it.
+class HttpServer {
+public:
+    using Handler = std::function<HttpResponse(HttpRequest&)>;
+    // The embedded server's levels: lower logs more (2 = start, stop and failures).
+    enum LogLevel { Debug = 0, Verbose = 1, Info = 2, Warning = 3, Error = 4 };
+
+    HttpServer();
+    ~HttpServer();  // stops
+    HttpServer(const HttpServer&) = delete;
+    HttpServer& operator=(const HttpServer&) = delete;
+
+    // Routes are registered before start.
+    void addRoute(const QByteArray& method, const QString& path, Handler handler);
+    void setGetFallback(Handler handler);
+    // Where file parts are written while they arrive; must be on the file system they move to.
+    void setUploadFolder(const QString& folder);
+    void setLogLevel(int level);
+    int logLevel() const;
+
+    // Binds host to the first port of the list that the system grants (0: any free port)
+    // and serves on a thread of its own.
+    bool start(const QString& host, const QList<int>& ports);
+    void stop();
+    bool isRunning() const;
+    int port() const;  // 0 when stopped
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> d;
+};
+
+}  // namespace platform

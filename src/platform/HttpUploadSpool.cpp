@@ -1,0 +1,147 @@
+#include "platform/HttpUploadSpool.h"
+
+#include <QFile>
+#include <QUrl>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace platform {
+namespace {
+
+const char kTemporaryPattern[] = "/.upload-XXXXXX";
+constexpr mode_t kDocumentMode = 0644;
+
+void removeFile(const QString& path)
+{
+    if (!path.isEmpty())
+        ::unlink(QFile::encodeName(path).constData());
+}
+
+}  // namespace
+
+HttpUploadSpool::HttpUploadSpool(QString uploadFolder) : mFolder(std::move(uploadFolder)) {}
+
+HttpUploadSpool::~HttpUploadSpool()
+{
+    if (mFd >= 0)
+        ::close(mFd);
+    if (mInFile)
+        removeFile(mCurrent.temporaryPath);
+    for (const UploadedFile& f : mFiles)
+        removeFile(f.temporaryPath);
+}
+
+bool HttpUploadSpool::beginPart(const QString& name, const QString& fileName, const QString& contentType)
+{
+    endPart();
+    if (fileName.isEmpty()) {
+        if (mFields.size() >= kMaxFileParts)
+            return false;
+        mFieldName = name;
+        mFieldValue.clear();
+        mInField = true;
+        return true;
+    }
+    if (int(mFiles.size()) >= kMaxFileParts)
+        return false;
+    mCurrent = UploadedFile{name, fileName, contentType, {}, 0, {}};
+    mInFile = true;
+    QByteArray pattern = QFile::encodeName(mFolder) + kTemporaryPattern;
+    mFd = ::mkstemp(pattern.data());
+    if (mFd < 0) {
+        mCurrent.error = QString::fromLocal8Bit(std::strerror(errno));
+    } else {
+        // The file becomes a library document by rename: give it a document's mode, not 0600.
+        ::fchmod(mFd, kDocumentMode);
+        mCurrent.temporaryPath = QFile::decodeName(pattern);
+    }
+    return true;
+}
+
+bool HttpUploadSpool::write(const char* data, size_t length)
+{
+    if (mInField) {
+        if (mFieldValue.size() + qsizetype(length) > kMaxFieldBytes)
+            return false;
+        mFieldValue.append(data, qsizetype(length));
+        return true;
+    }
+    if (!mInFile)
+        return true;
+    mCurrent.size += qint64(length);
+    while (mFd >= 0 && length > 0) {
+        const ssize_t n = ::write(mFd, data, length);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0) {
+            // Keep draining the body so the client reads our answer instead of a reset.
+            mCurrent.error = QString::fromLocal8Bit(std::strerror(n < 0 ? errno : ENOSPC));
+            ::close(mFd);
+            mFd = -1;
+            removeFile(mCurrent.temporaryPath);
+            mCurrent.temporaryPath.clear();
+            break;
+        }
+        data += n;
+        length -= size_t(n);
+    }
+    return true;
+}
+
+bool HttpUploadSpool::writeUrlEncoded(const char* data, size_t length)
+{
+    if (mUrlEncoded.size() + qsizetype(length) > kMaxFieldBytes)
+        return false;
+    mUrlEncoded.append(data, qsizetype(length));
+    return true;
+}
+
+void HttpUploadSpool::endPart()
+{
+    if (mInField) {
+        mFields.insert(mFieldName, QString::fromUtf8(mFieldValue));
+        mInField = false;
+    }
+    if (mInFile) {
+        if (mFd >= 0 && ::close(mFd) != 0 && mCurrent.error.isEmpty()) {
+            mCurrent.error = QString::fromLocal8Bit(std::strerror(errno));
+            removeFile(mCurrent.temporaryPath);
+            mCurrent.temporaryPath.clear();
+        }
+        mFd = -1;
+        mFiles.push_back(mCurrent);
+        mInFile = false;
+    }
+}
+
+void HttpUploadSpool::finish(HttpRequest& request)
+{
+    endPart();
+    if (!mUrlEncoded.isEmpty())
+        mFields.insert(parseUrlEncoded(mUrlEncoded));
+    request.form.insert(mFields);
+    for (UploadedFile& f : mFiles)
+        request.files.push_back(std::move(f));
+    mFiles.clear();
+}
+
+QMap<QString, QString> HttpUploadSpool::parseUrlEncoded(const QByteArray& text)
+{
+    QMap<QString, QString> fields;
+    for (const QByteArray& pair : text.split('&')) {
+        if (pair.isEmpty())
+            continue;
+        const qsizetype eq = pair.indexOf('=');
+        QByteArray key = eq < 0 ? pair : pair.left(eq);
+        QByteArray value = eq < 0 ? QByteArray() : pair.mid(eq + 1);
+        key.replace('+', ' ');
+        value.replace('+', ' ');
+        fields.insert(QUrl::fromPercentEncoding(key), QUrl::fromPercentEncoding(value));
+    }
+    return fields;
+}
+
+}  // namespace platform

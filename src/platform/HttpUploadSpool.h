@@ -1,0 +1,48 @@
+#pragma once
+#include "platform/HttpRequest.h"
+
+#include <QByteArray>
+#include <QString>
+
+namespace platform {
+
+// Collects a POST body part by part: fields into memory up to a small cap, file parts into
+// temporary files of the upload folder. A failed write (disk full) drops that file but keeps
+// reading, so the client still gets an answer.
+class HttpUploadSpool {
+public:
+    static constexpr qsizetype kMaxFieldBytes = 64 * 1024;
+    static constexpr int kMaxFileParts = 32;
+
+    explicit HttpUploadSpool(QString uploadFolder);
+    ~HttpUploadSpool();  // removes every temporary file not handed over
+    HttpUploadSpool(const HttpUploadSpool&) = delete;
+    HttpUploadSpool& operator=(const HttpUploadSpool&) = delete;
+
+    // A part begins: a file part when fileName is not empty. False when over the limits.
+    bool beginPart(const QString& name, const QString& fileName, const QString& contentType);
+    bool write(const char* data, size_t length);
+    // A url-encoded body arrives as one field list.
+    bool writeUrlEncoded(const char* data, size_t length);
+
+    // Ends the last part and moves fields and files into request.
+    void finish(HttpRequest& request);
+
+    static QMap<QString, QString> parseUrlEncoded(const QByteArray& text);
+
+private:
+    void endPart();
+
+    QString mFolder;
+    QString mFieldName;
+    QByteArray mFieldValue;
+    bool mInField = false;
+    int mFd = -1;
+    UploadedFile mCurrent;
+    bool mInFile = false;
+    QByteArray mUrlEncoded;
+    QMap<QString, QString> mFields;
+    std::vector<UploadedFile> mFiles;
+};
+
+}  // namespace platform

@@ -1,0 +1,57 @@
+#pragma once
+#include "platform/HttpServer.h"
+#include "platform/ServiceRegistration.h"
+
+#include <QObject>
+#include <QString>
+#include <mutex>
+
+class GCDWebServerDelegate;
+
+// The embedded web server: routes on a port of this machine, optionally published with
+// Bonjour, with its address for people to type. Started and stopped on the main thread.
+class GCDWebServer : public QObject {
+    Q_OBJECT
+public:
+    static constexpr int kDefaultPort = 80;
+    // Where an unprivileged user lands when port 80 is refused; after it, any free port.
+    static constexpr int kFallbackPort = 8080;
+
+    explicit GCDWebServer(QObject* parent = nullptr);
+    ~GCDWebServer() override;
+
+    // Process-wide, like the server's other log settings; 2 logs start, stop and refusals.
+    static void setLogLevel(int level);
+    static int logLevel();
+
+    void setDelegate(GCDWebServerDelegate* delegate) { mDelegate = delegate; }
+    GCDWebServerDelegate* delegate() const { return mDelegate; }
+    // All interfaces unless set (tests keep to the loopback interface).
+    void setBindAddress(const QString& address) { mBindAddress = address; }
+
+    // A null bonjourName publishes nothing; an empty one publishes under the host name.
+    bool startWithPort(int port, const QString& bonjourName);
+    void stop();
+    bool isRunning() const { return mHttp.isRunning(); }
+    int port() const { return mHttp.port(); }
+    // "http://ADDRESS/" (with ":PORT" unless 80); empty without a local network.
+    QString serverURL() const;
+    // "http://HOST.local/" once Bonjour registration completed; empty before.
+    QString bonjourServerURL() const;
+
+protected:
+    platform::HttpServer& http() { return mHttp; }
+    // Called before every start; subclasses install their routes here.
+    virtual void prepareToStart() {}
+
+private:
+    QString urlFor(const QString& host) const;
+    void bonjourRegistered(const QString& hostName);
+
+    platform::HttpServer mHttp;
+    platform::ServiceRegistration mBonjour;
+    GCDWebServerDelegate* mDelegate = nullptr;
+    QString mBindAddress = QStringLiteral("0.0.0.0");
+    mutable std::mutex mMutex;
+    QString mBonjourHost;
+};

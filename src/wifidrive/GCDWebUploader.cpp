@@ -1,0 +1,369 @@
+#include "wifidrive/GCDWebUploader.h"
+
+#include "platform/Dispatch.h"
+#include "platform/Locations.h"
+#include "platform/Log.h"
+#include "platform/NetworkAddress.h"
+#include "platform/TypeIdentifiers.h"
+#include "wifidrive/GCDWebUploaderDelegate.h"
+#include "wifidrive/WebFileOps.h"
+#include "wifidrive/WebPaths.h"
+#include "wifidrive/WebUploaderSite.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QPointer>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <sys/stat.h>
+
+using platform::HttpRequest;
+using platform::HttpResponse;
+
+namespace {
+
+const QString kUploadFolderName = QStringLiteral(".wavelocker-uploads");
+const QString kAppName = QStringLiteral("Wavelocker");
+const QString kPrologue = QStringLiteral(
+    "<p>Drag &amp; drop files on this window or use the &ldquo;Upload Files&hellip;&rdquo; button to upload "
+    "new files.</p>");
+const QString kEpilogue;
+const QString kFooterFormat = QStringLiteral("%1 %2");
+const QByteArray kJsonType = QByteArrayLiteral("application/json");
+const QByteArray kTextType = QByteArrayLiteral("text/plain; charset=utf-8");
+
+QString appVersion()
+{
+    const QString version = QCoreApplication::applicationVersion();
+    return version.isEmpty() ? QStringLiteral(WL_VERSION) : version;
+}
+
+HttpResponse emptyObject(const QByteArray& type = kJsonType) { return HttpResponse::data("{}", type); }
+
+struct stat statFollowing(const QString& path, bool* exists)
+{
+    struct stat st {};
+    *exists = ::stat(QFile::encodeName(path).constData(), &st) == 0;
+    return st;
+}
+
+QString errnoText() { return QString::fromLocal8Bit(std::strerror(errno)); }
+
+}  // namespace
+
+GCDWebUploader::GCDWebUploader(const QString& uploadDirectory, QObject* parent)
+    : GCDWebServer(parent), mUploadDirectory(QDir::cleanPath(uploadDirectory))
+{
+}
+
+void GCDWebUploader::setDelegate(GCDWebUploaderDelegate* delegate)
+{
+    mDelegate = delegate;
+    GCDWebServer::setDelegate(delegate);
+}
+
+void GCDWebUploader::setAllowedFileExtensions(const QSet<QString>& extensions)
+{
+    mAllowedFileExtensions.clear();
+    for (const QString& e : extensions)
+        mAllowedFileExtensions.insert(e.toLower());
+}
+
+QString GCDWebUploader::title() const { return mTitle.isNull() ? kAppName : mTitle; }
+QString GCDWebUploader::header() const { return mHeader.isNull() ? title() : mHeader; }
+QString GCDWebUploader::prologue() const { return mPrologue.isNull() ? kPrologue : mPrologue; }
+QString GCDWebUploader::epilogue() const { return mEpilogue.isNull() ? kEpilogue : mEpilogue; }
+QString GCDWebUploader::footer() const
+{
+    return mFooter.isNull() ? kFooterFormat.arg(kAppName, appVersion()).toHtmlEscaped() : mFooter;
+}
+
+bool GCDWebUploader::shouldUploadFileAtPath(const QString&, const QString&) { return true; }
+bool GCDWebUploader::shouldMoveItemFromPath(const QString&, const QString&) { return true; }
+bool GCDWebUploader::shouldDeleteItemAtPath(const QString&) { return true; }
+bool GCDWebUploader::shouldCreateDirectoryAtPath(const QString&) { return true; }
+
+void GCDWebUploader::prepareToStart()
+{
+    // Received files must be renamed into the library, so they wait on its file system; what
+    // a crash left there is stale.
+    const QString beside = QFileInfo(mUploadDirectory).path() + QLatin1Char('/') + kUploadFolderName;
+    mUploadFolder = QDir().mkpath(beside) ? beside : platform::Locations::tempDir();
+    ::chmod(QFile::encodeName(mUploadFolder).constData(), 0700);
+    QDirIterator stale(mUploadFolder, {QStringLiteral(".upload-*")}, QDir::Files | QDir::Hidden | QDir::System);
+    while (stale.hasNext())
+        QFile::remove(stale.next());
+    http().setUploadFolder(mUploadFolder);
+    if (mRoutesInstalled)
+        return;
+    mRoutesInstalled = true;
+    http().addRoute("GET", QStringLiteral("/list"), [this](HttpRequest& r) { return listDirectory(r); });
+    http().addRoute("GET", QStringLiteral("/download"), [this](HttpRequest& r) { return downloadFile(r); });
+    http().addRoute("POST", QStringLiteral("/upload"), [this](HttpRequest& r) { return uploadFile(r); });
+    http().addRoute("POST", QStringLiteral("/move"), [this](HttpRequest& r) { return moveItem(r); });
+    http().addRoute("POST", QStringLiteral("/delete"), [this](HttpRequest& r) { return deleteItem(r); });
+    http().addRoute("POST", QStringLiteral("/create"), [this](HttpRequest& r) { return createDirectory(r); });
+    http().setGetFallback([this](HttpRequest& r) { return page(r); });
+}
+
+// --- checks ---------------------------------------------------------------------------------
+
+HttpResponse GCDWebUploader::refuse(int status, const QString& message, const QString& error) const
+{
+    const QString text = error.isEmpty() ? message : QStringLiteral("%1 (%2)").arg(message, error);
+    if (logLevel() <= platform::HttpServer::Warning)
+        platform::log(QStringLiteral("Web uploader: %1 %2").arg(status).arg(text));
+    return HttpResponse::text(status, text);
+}
+
+std::optional<QString> GCDWebUploader::absolutePath(const QString& relative, bool allowRoot,
+                                                    HttpResponse* refusal) const
+{
+    const std::optional<QString> path = WebPaths::join(mUploadDirectory, relative);
+    if (!path || (!allowRoot && *path == mUploadDirectory)) {
+        *refusal = refuse(400, QStringLiteral("Invalid path \"%1\"").arg(relative));
+        return std::nullopt;
+    }
+    if (!WebPaths::staysInside(*path, QStringList{mUploadDirectory} + linkedFolders())) {
+        *refusal = refuse(403, QStringLiteral("\"%1\" is outside the shared folder").arg(relative));
+        return std::nullopt;
+    }
+    return path;
+}
+
+bool GCDWebUploader::checkHidden(const QString& path) const
+{
+    return mAllowHiddenItems || !QFileInfo(path).fileName().startsWith(QLatin1Char('.'));
+}
+
+bool GCDWebUploader::checkFileExtension(const QString& path) const
+{
+    return mAllowedFileExtensions.isEmpty() || mAllowedFileExtensions.contains(QFileInfo(path).suffix().toLower());
+}
+
+bool GCDWebUploader::checkName(const QString& path) const
+{
+    return checkHidden(path) && (QFileInfo(path).isDir() || checkFileExtension(path));
+}
+
+bool GCDWebUploader::isServable(const QString& path) const
+{
+    return WebPaths::staysInside(path, QStringList{mUploadDirectory} + linkedFolders());
+}
+
+void GCDWebUploader::tellDelegate(std::function<void(GCDWebUploaderDelegate*)> call)
+{
+    QPointer<GCDWebUploader> self(this);
+    platform::runOnMain([self, call = std::move(call)] {
+        if (self && self->mDelegate)
+            call(self->mDelegate);
+    });
+}
+
+// --- routes ---------------------------------------------------------------------------------
+
+HttpResponse GCDWebUploader::listDirectory(const HttpRequest& request)
+{
+    const QString relativePath = request.query.value(QStringLiteral("path"));
+    HttpResponse refusal;
+    const std::optional<QString> absolute = absolutePath(relativePath, true, &refusal);
+    if (!absolute)
+        return refusal;
+    bool exists = false;
+    const struct stat st = statFollowing(*absolute, &exists);
+    if (!exists)
+        return refuse(404, QStringLiteral("\"%1\" does not exist").arg(relativePath));
+    if (!S_ISDIR(st.st_mode))
+        return refuse(400, QStringLiteral("\"%1\" is not a directory").arg(relativePath));
+    if (*absolute != mUploadDirectory && !checkHidden(*absolute))
+        return refuse(403, QStringLiteral("Listing directory name \"%1\" is not allowed").arg(relativePath));
+
+    DIR* dir = ::opendir(QFile::encodeName(*absolute).constData());
+    if (!dir)
+        return refuse(500, QStringLiteral("Failed listing directory \"%1\"").arg(relativePath), errnoText());
+    QStringList names;
+    while (const dirent* entry = ::readdir(dir)) {
+        const QString name = QFile::decodeName(entry->d_name);
+        if (name != QLatin1String(".") && name != QLatin1String(".."))
+            names << name;
+    }
+    ::closedir(dir);
+    std::sort(names.begin(), names.end());
+
+    QJsonArray listing;
+    for (const QString& name : names) {
+        const QString itemPath = *absolute + QLatin1Char('/') + name;
+        if (!mAllowHiddenItems && name.startsWith(QLatin1Char('.')))
+            continue;
+        bool itemExists = false;
+        const struct stat item = statFollowing(itemPath, &itemExists);
+        // Links that lead out of the shared folders are not shown: they could not be fetched.
+        if (!itemExists || !isServable(itemPath))
+            continue;
+        const QString itemRelative = WebPaths::appendComponent(relativePath, name);
+        if (S_ISREG(item.st_mode)) {
+            if (!checkFileExtension(itemPath))
+                continue;
+            listing.append(QJsonObject{{QStringLiteral("path"), itemRelative},
+                                       {QStringLiteral("name"), name},
+                                       {QStringLiteral("size"), double(item.st_size)}});
+        } else if (S_ISDIR(item.st_mode)) {
+            listing.append(QJsonObject{{QStringLiteral("path"), itemRelative + QLatin1Char('/')},
+                                       {QStringLiteral("name"), name}});
+        }
+    }
+    return HttpResponse::data(QJsonDocument(listing).toJson(QJsonDocument::Compact), kJsonType);
+}
+
+HttpResponse GCDWebUploader::downloadFile(const HttpRequest& request)
+{
+    const QString relativePath = request.query.value(QStringLiteral("path"));
+    HttpResponse refusal;
+    const std::optional<QString> absolute = absolutePath(relativePath, true, &refusal);
+    if (!absolute)
+        return refusal;
+    bool exists = false;
+    const struct stat st = statFollowing(*absolute, &exists);
+    if (!exists)
+        return refuse(404, QStringLiteral("\"%1\" does not exist").arg(relativePath));
+    if (S_ISDIR(st.st_mode))
+        return refuse(400, QStringLiteral("\"%1\" is a directory").arg(relativePath));
+    if (!checkHidden(*absolute) || !checkFileExtension(*absolute))
+        return refuse(403, QStringLiteral("Downlading file name \"%1\" is not allowed").arg(relativePath));
+    const QString path = *absolute;
+    tellDelegate([this, path](GCDWebUploaderDelegate* d) { d->webUploaderDidDownloadFileAtPath(this, path); });
+    return HttpResponse::file(path, platform::TypeIdentifiers::mimeTypeForPath(path).toUtf8(), QFileInfo(path).fileName());
+}
+
+HttpResponse GCDWebUploader::uploadFile(HttpRequest& request)
+{
+    const QByteArray replyType = request.header("accept").contains("application/json") ? kJsonType : kTextType;
+    const QString relativePath = request.form.value(QStringLiteral("path"));
+    platform::UploadedFile* file = request.file(QStringLiteral("files[]"));
+    if (!file)
+        return refuse(400, QStringLiteral("Missing uploaded file \"files[]\""));
+    if (!WebPaths::isValidName(file->fileName))
+        return refuse(400, QStringLiteral("Invalid file name \"%1\"").arg(file->fileName));
+    if (!checkHidden(file->fileName) || !checkFileExtension(file->fileName))
+        return refuse(403, QStringLiteral("Uploaded file name \"%1\" is not allowed").arg(file->fileName));
+    HttpResponse refusal;
+    const std::optional<QString> folder = absolutePath(relativePath, true, &refusal);
+    if (!folder)
+        return refusal;
+    const QString wanted = *folder + QLatin1Char('/') + file->fileName;
+    if (!WebPaths::join(*folder, file->fileName))
+        return refuse(400, QStringLiteral("Invalid path \"%1\"").arg(WebPaths::appendComponent(relativePath, file->fileName)));
+    const QString destination = WebPaths::uniquePathForPath(wanted);
+    if (!shouldUploadFileAtPath(destination, file->temporaryPath))
+        return refuse(403, QStringLiteral("Uploading file \"%1\" to \"%2\" is not permitted").arg(file->fileName, relativePath));
+    const QString failed = QStringLiteral("Failed moving uploaded file to \"%1\"").arg(relativePath);
+    if (file->temporaryPath.isEmpty())
+        return refuse(500, failed, file->error);
+    QString error;
+    const std::optional<QString> arrived = WebFileOps::moveToFreePath(file->temporaryPath, wanted, &error);
+    if (!arrived)
+        return refuse(500, failed, error);
+    file->temporaryPath.clear();
+    const QString path = *arrived;
+    tellDelegate([this, path](GCDWebUploaderDelegate* d) { d->webUploaderDidUploadFileAtPath(this, path); });
+    return emptyObject(replyType);
+}
+
+HttpResponse GCDWebUploader::moveItem(const HttpRequest& request)
+{
+    const QString oldRelativePath = request.form.value(QStringLiteral("oldPath"));
+    const QString newRelativePath = request.form.value(QStringLiteral("newPath"));
+    HttpResponse refusal;
+    const std::optional<QString> oldPath = absolutePath(oldRelativePath, false, &refusal);
+    if (!oldPath)
+        return refusal;
+    const std::optional<QString> newPath = absolutePath(newRelativePath, false, &refusal);
+    if (!newPath)
+        return refusal;
+    bool exists = false;
+    statFollowing(*oldPath, &exists);
+    if (!exists)
+        return refuse(404, QStringLiteral("\"%1\" does not exist").arg(oldRelativePath));
+    if (!checkName(*oldPath))
+        return refuse(403, QStringLiteral("Moving from item name \"%1\" is not allowed").arg(oldRelativePath));
+    const QString destination = WebPaths::uniquePathForPath(*newPath);
+    if (!checkHidden(destination) || (!QFileInfo(*oldPath).isDir() && !checkFileExtension(destination)))
+        return refuse(403, QStringLiteral("Moving to item name \"%1\" is not allowed").arg(newRelativePath));
+    if (!shouldMoveItemFromPath(*oldPath, destination))
+        return refuse(403, QStringLiteral("Moving \"%1\" to \"%2\" is not permitted").arg(oldRelativePath, newRelativePath));
+    QString error;
+    const std::optional<QString> moved = WebFileOps::moveToFreePath(*oldPath, *newPath, &error);
+    if (!moved)
+        return refuse(500, QStringLiteral("Failed moving \"%1\" to \"%2\"").arg(oldRelativePath, newRelativePath), error);
+    const QString from = *oldPath;
+    const QString to = *moved;
+    tellDelegate([this, from, to](GCDWebUploaderDelegate* d) { d->webUploaderDidMoveItemFromPath(this, from, to); });
+    return emptyObject();
+}
+
+HttpResponse GCDWebUploader::deleteItem(const HttpRequest& request)
+{
+    const QString relativePath = request.form.value(QStringLiteral("path"));
+    HttpResponse refusal;
+    const std::optional<QString> absolute = absolutePath(relativePath, false, &refusal);
+    if (!absolute)
+        return refusal;
+    bool exists = false;
+    statFollowing(*absolute, &exists);
+    if (!exists)
+        return refuse(404, QStringLiteral("\"%1\" does not exist").arg(relativePath));
+    if (!checkName(*absolute))
+        return refuse(403, QStringLiteral("Deleting item name \"%1\" is not allowed").arg(relativePath));
+    if (!shouldDeleteItemAtPath(*absolute))
+        return refuse(403, QStringLiteral("Deleting \"%1\" is not permitted").arg(relativePath));
+    QString error;
+    if (!WebFileOps::removeItem(*absolute, &error))
+        return refuse(500, QStringLiteral("Failed deleting \"%1\"").arg(relativePath), error);
+    const QString path = *absolute;
+    tellDelegate([this, path](GCDWebUploaderDelegate* d) { d->webUploaderDidDeleteItemAtPath(this, path); });
+    return emptyObject();
+}
+
+HttpResponse GCDWebUploader::createDirectory(const HttpRequest& request)
+{
+    const QString relativePath = request.form.value(QStringLiteral("path"));
+    HttpResponse refusal;
+    const std::optional<QString> absolute = absolutePath(relativePath, false, &refusal);
+    if (!absolute)
+        return refusal;
+    const QString wanted = WebPaths::uniquePathForPath(*absolute);
+    if (!checkHidden(wanted))
+        return refuse(403, QStringLiteral("Creating directory name \"%1\" is not allowed").arg(relativePath));
+    if (!shouldCreateDirectoryAtPath(wanted))
+        return refuse(403, QStringLiteral("Creating directory \"%1\" is not permitted").arg(relativePath));
+    QString error;
+    const std::optional<QString> created = WebFileOps::createFreeDirectory(*absolute, &error);
+    if (!created)
+        return refuse(500, QStringLiteral("Failed creating directory \"%1\"").arg(relativePath), error);
+    const QString path = *created;
+    tellDelegate([this, path](GCDWebUploaderDelegate* d) { d->webUploaderDidCreateDirectoryAtPath(this, path); });
+    return emptyObject();
+}
+
+HttpResponse GCDWebUploader::page(const HttpRequest& request)
+{
+    const QMap<QString, QString> variables{
+        {QStringLiteral("device"), platform::deviceName().toHtmlEscaped()},
+        {QStringLiteral("title"), title().toHtmlEscaped()},
+        {QStringLiteral("header"), header().toHtmlEscaped()},
+        {QStringLiteral("prologue"), prologue()},
+        {QStringLiteral("epilogue"), epilogue()},
+        {QStringLiteral("footer"), footer()},
+    };
+    if (std::optional<HttpResponse> response = WebUploaderSite::file(request.path, variables))
+        return *response;
+    return refuse(404, QStringLiteral("\"%1\" does not exist").arg(request.path));
+}

@@ -1,0 +1,82 @@
+#pragma once
+#include "platform/HttpRequest.h"
+#include "platform/HttpResponse.h"
+#include "wifidrive/GCDWebServer.h"
+
+#include <QSet>
+#include <QString>
+#include <QStringList>
+#include <optional>
+
+class GCDWebUploaderDelegate;
+
+// The file-management web application over one folder: the page at "/" and the routes
+// "/list", "/download", "/upload", "/move", "/delete" and "/create". Requests are handled on
+// the server's threads and touch only the file system; the delegate hears of changes on the
+// main thread. Properties are set before the server starts.
+class GCDWebUploader : public GCDWebServer {
+    Q_OBJECT
+public:
+    explicit GCDWebUploader(const QString& uploadDirectory, QObject* parent = nullptr);
+
+    const QString& uploadDirectory() const { return mUploadDirectory; }
+    void setDelegate(GCDWebUploaderDelegate* delegate);
+    GCDWebUploaderDelegate* delegate() const { return mDelegate; }
+
+    // Extensions in lower case; empty allows every file.
+    void setAllowedFileExtensions(const QSet<QString>& extensions);
+    const QSet<QString>& allowedFileExtensions() const { return mAllowedFileExtensions; }
+    void setAllowHiddenItems(bool allow) { mAllowHiddenItems = allow; }
+    bool allowHiddenItems() const { return mAllowHiddenItems; }
+
+    // Page texts; a null string takes the default.
+    void setTitle(const QString& text) { mTitle = text; }
+    void setHeader(const QString& text) { mHeader = text; }
+    void setPrologue(const QString& text) { mPrologue = text; }
+    void setEpilogue(const QString& text) { mEpilogue = text; }
+    void setFooter(const QString& text) { mFooter = text; }
+    QString title() const;
+    QString header() const;
+    QString prologue() const;
+    QString epilogue() const;
+    QString footer() const;
+
+    // Veto points, asked with absolute paths before a change; all allow by default.
+    virtual bool shouldUploadFileAtPath(const QString& path, const QString& temporaryPath);
+    virtual bool shouldMoveItemFromPath(const QString& fromPath, const QString& toPath);
+    virtual bool shouldDeleteItemAtPath(const QString& path);
+    virtual bool shouldCreateDirectoryAtPath(const QString& path);
+
+    // The route handlers, callable without a socket.
+    platform::HttpResponse listDirectory(const platform::HttpRequest& request);
+    platform::HttpResponse downloadFile(const platform::HttpRequest& request);
+    platform::HttpResponse uploadFile(platform::HttpRequest& request);
+    platform::HttpResponse moveItem(const platform::HttpRequest& request);
+    platform::HttpResponse deleteItem(const platform::HttpRequest& request);
+    platform::HttpResponse createDirectory(const platform::HttpRequest& request);
+    platform::HttpResponse page(const platform::HttpRequest& request);
+
+protected:
+    void prepareToStart() override;
+    // Folders outside the upload directory that links inside it may lead to.
+    virtual QStringList linkedFolders() const { return {}; }
+
+private:
+    // Joins a request path to the upload directory; on refusal fills *refusal.
+    std::optional<QString> absolutePath(const QString& relative, bool allowRoot,
+                                        platform::HttpResponse* refusal) const;
+    bool checkHidden(const QString& path) const;
+    bool checkFileExtension(const QString& path) const;
+    bool checkName(const QString& path) const;  // both rules
+    bool isServable(const QString& path) const;
+    platform::HttpResponse refuse(int status, const QString& message, const QString& error = {}) const;
+    void tellDelegate(std::function<void(GCDWebUploaderDelegate*)> call);
+
+    QString mUploadDirectory;
+    QString mUploadFolder;  // where uploads are received, beside the upload directory
+    GCDWebUploaderDelegate* mDelegate = nullptr;
+    QSet<QString> mAllowedFileExtensions;
+    bool mAllowHiddenItems = false;
+    QString mTitle, mHeader, mPrologue, mEpilogue, mFooter;
+    bool mRoutesInstalled = false;
+};

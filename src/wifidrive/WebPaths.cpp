@@ -1,0 +1,109 @@
+#include "wifidrive/WebPaths.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <climits>
+#include <cstdlib>
+#include <memory>
+#include <sys/stat.h>
+
+namespace WebPaths {
+namespace {
+
+bool taken(const QString& path)
+{
+    struct stat st {};
+    return ::lstat(QFile::encodeName(path).constData(), &st) == 0;
+}
+
+// realpath(3) of the longest existing head of path, with the rest appended unchanged.
+std::optional<QString> resolveExisting(const QString& path)
+{
+    QString head = path;
+    QString tail;
+    while (!taken(head)) {
+        const qsizetype slash = head.lastIndexOf(QLatin1Char('/'));
+        if (slash <= 0)
+            return std::nullopt;
+        tail = head.mid(slash) + tail;
+        head.truncate(slash);
+    }
+    std::unique_ptr<char, decltype(&std::free)> real(::realpath(QFile::encodeName(head).constData(), nullptr),
+                                                     &std::free);
+    if (!real)
+        return std::nullopt;
+    return QFile::decodeName(real.get()) + tail;
+}
+
+}  // namespace
+
+std::optional<QString> join(const QString& root, const QString& relative)
+{
+    if (relative.contains(QChar(0)))
+        return std::nullopt;
+    QStringList parts;
+    for (const QString& part : relative.split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
+        if (part == QLatin1String(".."))
+            return std::nullopt;
+        if (part == QLatin1String("."))
+            continue;
+        if (QFile::encodeName(part).size() > NAME_MAX)
+            return std::nullopt;
+        parts << part;
+    }
+    const QString path = parts.isEmpty() ? root : root + QLatin1Char('/') + parts.join(QLatin1Char('/'));
+    if (QFile::encodeName(path).size() >= PATH_MAX)
+        return std::nullopt;
+    return path;
+}
+
+bool staysInside(const QString& path, const QStringList& allowedFolders)
+{
+    const std::optional<QString> real = resolveExisting(path);
+    if (!real)
+        return false;
+    for (const QString& folder : allowedFolders) {
+        const QString realFolder = QFileInfo(folder).canonicalFilePath();
+        if (!realFolder.isEmpty() && (*real == realFolder || real->startsWith(realFolder + QLatin1Char('/'))))
+            return true;
+    }
+    return false;
+}
+
+bool isValidName(const QString& name)
+{
+    return !name.isEmpty() && !name.contains(QLatin1Char('/')) && !name.contains(QChar(0))
+           && name != QLatin1String(".") && name != QLatin1String("..")
+           && QFile::encodeName(name).size() <= NAME_MAX;
+}
+
+QString appendComponent(const QString& relative, const QString& name)
+{
+    if (relative.isEmpty())
+        return name;
+    QString base = relative;
+    while (base.size() > 1 && base.endsWith(QLatin1Char('/')))
+        base.chop(1);
+    return base.endsWith(QLatin1Char('/')) ? base + name : base + QLatin1Char('/') + name;
+}
+
+QString uniquePathForPath(const QString& path)
+{
+    if (!taken(path))
+        return path;
+    const QFileInfo info(path);
+    const QString name = info.fileName();
+    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
+    // A leading point starts a hidden name, not an extension.
+    const QString stem = dot > 0 ? name.left(dot) : name;
+    const QString extension = dot > 0 ? name.mid(dot) : QString();
+    const QString folder = path.left(path.size() - name.size());
+    for (int i = 1;; ++i) {
+        const QString candidate = folder + stem + QStringLiteral(" (%1)").arg(i) + extension;
+        if (!taken(candidate))
+            return candidate;
+    }
+}
+
+}  // namespace WebPaths
