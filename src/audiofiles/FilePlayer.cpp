@@ -4,6 +4,7 @@
 #include "audiofiles/FadeLaw.h"
 #include "audiofiles/MidiSchedule.h"
 #include "platform/AudioFileReader.h"
+#include "platform/FourCC.h"
 #include "platform/HostEngine.h"
 #include "platform/Log.h"
 #include "platform/MidiFile.h"
@@ -19,16 +20,6 @@ namespace {
 constexpr int kTimerIntervalMs = 1000 / 30;
 constexpr double kFinishSlack = 0.1;  // seconds past the end before play counts as over
 constexpr int kGeneralMidiPatch = 0;
-
-QString fourChars(int32_t code)
-{
-    QString text;
-    for (int shift = 24; shift >= 0; shift -= 8) {
-        const char c = char((uint32_t(code) >> shift) & 0xFF);
-        text += (c >= 32 && c < 127) ? QLatin1Char(c) : QLatin1Char('?');
-    }
-    return text;
-}
 
 // The working format of every stage: two channels of non-interleaved 32-bit float.
 void printASBD(const char* stage, double rate)
@@ -112,7 +103,7 @@ void FilePlayer::configureFormats(double outputRate)
     if (!sampler)
         platform::log(QStringLiteral("Unable to add the Sampler unit to the audio processing graph. Error code: %1 '%2'")
                           .arg(-1)
-                          .arg(fourChars(-1)));
+                          .arg(platform::fourCCString(uint32_t(-1))));
     withRenderHeld([&] {
         mSampler = std::move(sampler);
         mOutputRate = outputRate;
@@ -138,7 +129,7 @@ bool FilePlayer::loadFromDLSOrSoundFont(const QString& path, int patch)
     if (rc != 0)
         platform::log(QStringLiteral("Unable to set the preset property on the Sampler. Error code:%1 '%2'")
                           .arg(rc)
-                          .arg(fourChars(rc)));
+                          .arg(platform::fourCCString(uint32_t(rc))));
     return rc == 0;
 }
 

@@ -2,7 +2,7 @@
 #include "audiofiles/FilePlayer.h"
 #include "audiofiles/OfflinePull.h"
 #include "platform/NotificationCenter.h"
-#include "support/AudioFixtures.h"
+#include "support/PlaybackFixtures.h"
 #include "support/TempTree.h"
 
 #include <QRandomGenerator>
