@@ -27,10 +27,19 @@ done
 if ! command -v node >/dev/null || ! command -v npm >/dev/null; then
   missing+=(nodejs npm)
 fi
-[ ${#missing[@]} -eq 0 ] && exit 0
+if [ ${#missing[@]} -gt 0 ]; then
+  SUDO=""
+  [ "$(id -u)" -ne 0 ] && SUDO="sudo"
+  export DEBIAN_FRONTEND=noninteractive
+  $SUDO apt-get update -q
+  $SUDO apt-get install -y -q --no-install-recommends "${missing[@]}"
+fi
 
-SUDO=""
-[ "$(id -u)" -ne 0 ] && SUDO="sudo"
-export DEBIAN_FRONTEND=noninteractive
-$SUDO apt-get update -q
-$SUDO apt-get install -y -q --no-install-recommends "${missing[@]}"
+# npm packages of the browser tests, exactly as locked; reinstalled only when the lock changed.
+HERE=$(cd "$(dirname "$0")/.." && pwd)
+for dir in "$HERE"/tests/*/browser; do
+  [ -f "$dir/package-lock.json" ] || continue
+  if [ ! -f "$dir/node_modules/.package-lock.json" ] || [ "$dir/package-lock.json" -nt "$dir/node_modules/.package-lock.json" ]; then
+    (cd "$dir" && npm ci --no-audit --no-fund --loglevel=error)
+  fi
+done
