@@ -1,5 +1,6 @@
 #include "platform/Alerts.h"
 
+#include "platform/Dispatch.h"
 #include "platform/Log.h"
 
 #include <mutex>
@@ -23,7 +24,10 @@ void showAlert(const QString& title, const QString& message, QObject* context)
         std::lock_guard lock(gMutex);
         presenter = gPresenter;
     }
-    if (presenter)
+    // Dialogs belong to the main thread; work on other threads may still report.
+    if (presenter && !isMainThread())
+        runOnMain([presenter, title, message, context] { presenter(title, message, context); });
+    else if (presenter)
         presenter(title, message, context);
     else
         log(QStringLiteral("Alert: %1: %2").arg(title, message));

@@ -5,6 +5,8 @@ namespace tool {
 const QList<Command>& commands()
 {
     static const QList<Command> list = {
+        {"zip", "zip ITEM                 pack a file or folder into ITEM-NAME.zip beside it", runZip},
+        {"unzip", "unzip ARCHIVE            extract an archive into the folder that holds it", runUnzip},
     };
     return list;
 }

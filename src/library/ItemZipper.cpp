@@ -1,0 +1,100 @@
+#include "library/ItemZipper.h"
+
+#include "library/Utils.h"
+#include "library/ZipArchive.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QSet>
+
+namespace ItemZipper {
+namespace {
+
+const QString kSorry = QStringLiteral("Sorry");
+
+void scan(const QString& path, QStringList& set, QSet<QString>& seen)
+{
+    const QFileInfo info(path);
+    // Symbolic links are followed; seen keeps a link to an ancestor from looping forever.
+    const QString resolved = info.canonicalFilePath();
+    if (resolved.isEmpty() || seen.contains(resolved))
+        return;
+    seen.insert(resolved);
+    if (info.isDir()) {
+        const QStringList names = QDir(path).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+                                                       QDir::Name);
+        for (const QString& name : names)
+            scan(path + QLatin1Char('/') + name, set, seen);
+    } else if (info.isFile()) {
+        set << path;
+    }
+}
+
+}  // namespace
+
+QString archivePathForItem(const QString& item, const QString& folder)
+{
+    const QFileInfo info(item);
+    const QString base = info.completeBaseName().isEmpty() ? info.fileName() : info.completeBaseName();
+    return folder + QLatin1Char('/') + base + QStringLiteral(".zip");
+}
+
+void scanFilesRecurse(const QString& path, QStringList& set)
+{
+    QSet<QString> seen;
+    for (const QString& file : set)
+        seen.insert(QFileInfo(file).canonicalFilePath());
+    scan(path, set, seen);
+}
+
+bool zipItem(const QString& item, const QString& folder, ZipArchiveDelegate* delegate, const Hooks& hooks)
+{
+    const QString archivePath = archivePathForItem(item, folder);
+    const QString archiveName = QFileInfo(archivePath).fileName();
+    if (QFileInfo::exists(archivePath) || QFileInfo(archivePath).isSymLink()) {
+        Utils::showAlert(kSorry, QStringLiteral("'%1' already exists in this folder. Remove it and try again.").arg(archiveName));
+        return false;
+    }
+    QStringList files;
+    scanFilesRecurse(item, files);
+    if (hooks.started)
+        hooks.started(QStringLiteral("Compressing to Zip"), 0.0f);
+
+    ZipArchive zip;
+    zip.setDelegate(delegate);
+    if (!zip.CreateZipFile2(archivePath)) {
+        zip.OutputErrorMessage(QStringLiteral("Could not create '%1'.").arg(archiveName));
+        return false;
+    }
+    const QString prefix = folder + QLatin1Char('/');
+    for (qsizetype i = 0; i < files.size(); ++i) {
+        if (hooks.progress)
+            hooks.progress(float(i) / float(files.size()));
+        const QString& file = files[i];
+        const QString name = file.startsWith(prefix) ? file.mid(prefix.size()) : QFileInfo(file).fileName();
+        if (!zip.addFileToZip(QFileInfo(file).canonicalFilePath(), name))
+            zip.OutputErrorMessage(QStringLiteral("Could not add '%1'.").arg(name));
+    }
+    if (!zip.CloseZipFile2()) {
+        zip.OutputErrorMessage(QStringLiteral("Could not finish '%1'.").arg(archiveName));
+        return false;
+    }
+    return true;
+}
+
+bool unzip(const QString& archive, const QString& folder, ZipArchiveDelegate* delegate, const Hooks& hooks)
+{
+    ZipArchive zip;
+    zip.setDelegate(delegate);
+    if (!zip.UnzipOpenFile(archive)) {
+        Utils::showAlert(kSorry, QStringLiteral("Could not open zip file."));
+        return false;
+    }
+    if (hooks.started)
+        hooks.started(QStringLiteral("Unzipping %1...").arg(QFileInfo(archive).fileName()), 1.0f);
+    zip.UnzipFileTo(folder, false);
+    zip.UnzipCloseFile();
+    return true;
+}
+
+}  // namespace ItemZipper
