@@ -1,0 +1,227 @@
+#include "library/FileActions.h"
+
+#include "library/Utils.h"
+#include "platform/Log.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <sys/stat.h>
+
+namespace FileActions {
+namespace {
+
+const QString kNotesName = QStringLiteral("Notes.txt");
+const QString kNoteSuffix = QStringLiteral(".txt");
+
+bool taken(const QString& path) { return QFileInfo::exists(path) || QFileInfo(path).isSymLink(); }
+
+// rename(2) with the system's reason on failure.
+bool moveItem(const QString& from, const QString& to, QString* error)
+{
+    if (std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0)
+        return true;
+    *error = QString::fromLocal8Bit(std::strerror(errno));
+    return false;
+}
+
+QString nameOf(const QString& path) { return QFileInfo(path).fileName(); }
+
+bool createEmptyFile(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::NewOnly);
+}
+
+}  // namespace
+
+const QString kFolderDeleteMessage = QStringLiteral("Including all items and subfolders in the folder.");
+
+QString deleteWord(const QString& path)
+{
+    return Utils::pathIsInsideTrashcan(path) ? QStringLiteral("Delete") : QStringLiteral("Trash");
+}
+
+QString deleteWordForFolder(const QString& folder) { return deleteWord(folder + QStringLiteral("/item")); }
+
+QString folderDeleteTitle(const QString& path) { return QStringLiteral("%1 folder?").arg(deleteWord(path)); }
+
+QString deleteManyTitle(const QString& folder, qsizetype count)
+{
+    return QStringLiteral("%1 %2 items?").arg(deleteWordForFolder(folder)).arg(count);
+}
+
+bool deleteItem(const QString& path) { return Utils::trashItemAtPath(path); }
+
+int deleteMany(const QStringList& paths, const QDateTime& timestamp)
+{
+    int removed = 0;
+    for (const QString& path : paths) {
+        if (Utils::pathIsSystemItem(path)) {
+            Utils::showAlert(QStringLiteral("Oops"),
+                             QStringLiteral("'%1' is a system item and can't be deleted!").arg(nameOf(path)));
+            continue;
+        }
+        if (Utils::trashItemAtPath(path, timestamp))
+            ++removed;
+    }
+    return removed;
+}
+
+QList<std::pair<QString, QString>> moveItems(const QStringList& paths, const QString& destination,
+                                             const QString& listedFolder)
+{
+    QList<std::pair<QString, QString>> moved;
+    for (const QString& path : paths) {
+        const QString target = destination + QLatin1Char('/') + nameOf(path);
+        platform::log(QStringLiteral("Moving %1 -> %2").arg(path, target));
+        if (Utils::pathIsSystemItem(path)) {
+            Utils::showAlert(QStringLiteral("Oops"),
+                             QStringLiteral("'%1' is a system item and can't be moved!").arg(nameOf(path)));
+            continue;
+        }
+        if (taken(target)) {
+            Utils::showAlert(QStringLiteral("Move item"),
+                             QStringLiteral("'%1' already exists at destination folder!").arg(nameOf(path)));
+            continue;
+        }
+        QString error;
+        if (moveItem(path, target, &error))
+            moved.append({path, target});
+        else
+            Utils::showAlert(QStringLiteral("Move item"), error);
+    }
+    if (QFileInfo(listedFolder).path() == Utils::trashcanURL())
+        Utils::maybeDeleteEmptyFolder(listedFolder);
+    return moved;
+}
+
+QString renameItem(const QString& path, const QString& newName)
+{
+    if (Utils::pathIsSystemItem(path)) {
+        Utils::showAlert(QStringLiteral("Oops"),
+                         QStringLiteral("'%1' is a system item and can't be moved!").arg(nameOf(path)));
+        return {};
+    }
+    const QString target = QFileInfo(path).path() + QLatin1Char('/') + newName;
+    if (!Utils::checkNotInbox(target))
+        return {};
+    if (taken(target)) {
+        Utils::showAlert(QStringLiteral("Rename"), QStringLiteral("An item with that name already exists!"));
+        return {};
+    }
+    QString error;
+    if (!moveItem(path, target, &error)) {
+        Utils::showAlert(QStringLiteral("Rename"), error);
+        return {};
+    }
+    return target;
+}
+
+QString createFolder(const QString& folder, const QString& name)
+{
+    const QString target = folder + QLatin1Char('/') + QString(name).replace(QLatin1Char('/'), QLatin1Char('_'));
+    if (!Utils::checkNotInbox(target))
+        return {};
+    if (taken(target)) {
+        Utils::showAlert(QStringLiteral("Create Folder"), QStringLiteral("An item with that name already exists!"));
+        return {};
+    }
+    if (::mkdir(QFile::encodeName(target).constData(), 0777) != 0) {
+        Utils::showAlert(QStringLiteral("Create Folder"), QString::fromLocal8Bit(std::strerror(errno)));
+        return {};
+    }
+    return target;
+}
+
+QString addNotes(const QString& folder)
+{
+    // A name that was free a moment ago may be taken by now: never open over it.
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        const QString path = Utils::uniquePath(folder + QLatin1Char('/') + kNotesName);
+        if (createEmptyFile(path)) {
+            Utils::rememberNewFile(path);
+            return path;
+        }
+        if (!taken(path))
+            break;
+    }
+    Utils::showAlert(QStringLiteral("New Notes"), QStringLiteral("Could not create a notes file in this folder."));
+    return {};
+}
+
+QString noteForFile(const QString& path)
+{
+    const QString note = path + kNoteSuffix;
+    if (QFileInfo(note).isFile() || createEmptyFile(note))
+        return note;
+    Utils::showAlert(QStringLiteral("Note"), QStringLiteral("Could not create '%1'.").arg(nameOf(note)));
+    return {};
+}
+
+std::optional<quint64> folderSize(const QString& path, const std::atomic<bool>* cancel)
+{
+    quint64 total = 0;
+    QDirIterator it(path, QDir::Files | QDir::Hidden | QDir::System | QDir::NoSymLinks, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        if (cancel && cancel->load())
+            return std::nullopt;
+        it.next();
+        total += quint64(it.fileInfo().size());
+    }
+    return total;
+}
+
+bool copyItem(const QString& source, const QString& target, QString* error)
+{
+    QString ignored;
+    QString& why = error ? *error : ignored;
+    const QFileInfo info(source);
+    if (taken(target)) {
+        why = QStringLiteral("'%1' already exists").arg(nameOf(target));
+        return false;
+    }
+    if (info.isSymLink() && info.isDir()) {
+        // A linked folder stays a link: following it could copy without end.
+        if (QFile::link(info.symLinkTarget(), target))
+            return true;
+        why = QStringLiteral("Could not create '%1'").arg(nameOf(target));
+        return false;
+    }
+    if (!info.isDir()) {
+        QFile file(source);
+        if (file.copy(target))
+            return true;
+        why = file.errorString();
+        return false;
+    }
+    if (!QDir().mkdir(target)) {
+        why = QStringLiteral("Could not create '%1'").arg(nameOf(target));
+        return false;
+    }
+    const QStringList names =
+        QDir(source).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
+    for (const QString& name : names) {
+        if (!copyItem(source + QLatin1Char('/') + name, target + QLatin1Char('/') + name, &why)) {
+            QDir(target).removeRecursively();
+            return false;
+        }
+    }
+    return true;
+}
+
+QString exportCopy(const QString& path, const QString& folder)
+{
+    const QString target = Utils::uniquePathKeepingDot(folder + QLatin1Char('/') + nameOf(path));
+    QString error;
+    if (copyItem(path, target, &error))
+        return target;
+    Utils::showAlert(QStringLiteral("Export"), error);
+    return {};
+}
+
+}  // namespace FileActions

@@ -1,0 +1,46 @@
+#include "library/ItemMenu.h"
+
+#include "library/Utils.h"
+#include "platform/TypeIdentifiers.h"
+
+QList<ItemMenuEntry> itemMenuEntries(const QString& path, bool isDirectory, bool isSys)
+{
+    QList<ItemMenuEntry> entries;
+    const QString type = Utils::typeForPath(path);
+    // The mixer plays sampled audio only, and cannot reach the private documents folder.
+    if (!isDirectory && Utils::fileIsAudio(path) && type != QLatin1String("public.midi-audio")
+        && !Utils::fileIsSoundFont(path) && !Utils::pathIsInsideLocalDocs(path))
+        entries << ItemMenuEntry::AddToKormix;
+    if (!isSys)
+        entries << ItemMenuEntry::Rename << ItemMenuEntry::Move;
+    if (isDirectory || !Utils::fileIsZip(path))
+        entries << ItemMenuEntry::MakeZipArchive;
+    else
+        entries << ItemMenuEntry::UnzipArchive;
+    entries << ItemMenuEntry::CopyToDropbox << ItemMenuEntry::ExportShare;
+    if (isDirectory)
+        entries << ItemMenuEntry::ShowSize;
+    else if (!Utils::fileIsText(path))
+        entries << ItemMenuEntry::Note;
+    if (!isSys)
+        entries << (Utils::pathIsInsideTrashcan(path) ? ItemMenuEntry::Delete : ItemMenuEntry::MoveToTrash);
+    return entries;
+}
+
+QString itemMenuTitle(ItemMenuEntry entry)
+{
+    switch (entry) {
+    case ItemMenuEntry::AddToKormix: return QStringLiteral("Add as FilePlayer in Kormix");
+    case ItemMenuEntry::Rename: return QStringLiteral("Rename");
+    case ItemMenuEntry::Move: return QStringLiteral("Move");
+    case ItemMenuEntry::MakeZipArchive: return QStringLiteral("Make Zip Archive");
+    case ItemMenuEntry::UnzipArchive: return QStringLiteral("Unzip Archive");
+    case ItemMenuEntry::CopyToDropbox: return QStringLiteral("Copy to Dropbox");
+    case ItemMenuEntry::ExportShare: return QStringLiteral("Export / Share");
+    case ItemMenuEntry::ShowSize: return QStringLiteral("Show Size");
+    case ItemMenuEntry::Note: return QStringLiteral("Note");
+    case ItemMenuEntry::Delete: return QStringLiteral("Delete");
+    case ItemMenuEntry::MoveToTrash: return QStringLiteral("Move to Trash");
+    }
+    return {};
+}

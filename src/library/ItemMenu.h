@@ -1,0 +1,21 @@
+#pragma once
+#include <QList>
+#include <QString>
+
+// The per-item menu: which entries an item gets, in their order ("Cancel" is the screen's).
+enum class ItemMenuEntry {
+    AddToKormix,
+    Rename,
+    Move,
+    MakeZipArchive,
+    UnzipArchive,
+    CopyToDropbox,
+    ExportShare,
+    ShowSize,
+    Note,
+    Delete,
+    MoveToTrash,
+};
+
+QList<ItemMenuEntry> itemMenuEntries(const QString& path, bool isDirectory, bool isSys);
+QString itemMenuTitle(ItemMenuEntry entry);
