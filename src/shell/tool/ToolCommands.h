@@ -13,6 +13,7 @@ struct Command {
 const QList<Command>& commands();
 
 // One function per subcommand, each in its own file beside this one.
+int runLs(const QStringList& args);
 int runZip(const QStringList& args);
 int runUnzip(const QStringList& args);
 

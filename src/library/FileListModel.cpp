@@ -1,0 +1,236 @@
+#include "library/FileListModel.h"
+
+#include "library/FileListDiff.h"
+#include "library/FileSort.h"
+#include "library/FolderListing.h"
+#include "library/LibraryQueue.h"
+#include "library/RowTexts.h"
+#include "library/SearchFilter.h"
+#include "library/Utils.h"
+
+#include <QPointer>
+
+namespace {
+std::optional<LibraryItemList> sortedListing(const QString& folder, const std::atomic_bool* cancel)
+{
+    std::optional<LibraryItemList> list = listFolder(folder, cancel);
+    if (list)
+        FileSort::sortFileList(*list, FileSort::sortMode());
+    return list;
+}
+}  // namespace
+
+FileListModel::FileListModel(QObject* parent) : QAbstractListModel(parent) {}
+
+FileListModel::~FileListModel() { cancelUpdate(); }
+
+void FileListModel::setFolder(const QString& folder) { mFolder = folder; }
+
+void FileListModel::update()
+{
+    mCancel->store(false);
+    const QPointer<FileListModel> self(this);
+    fileListUpdateQueue().async([self, folder = mFolder, cancel = mCancel] {
+        std::optional<LibraryItemList> list = sortedListing(folder, cancel.get());
+        if (!list)
+            return;
+        platform::runOnMain([self, list = std::move(*list)]() mutable {
+            if (self)
+                self->applyListing(std::move(list));
+        });
+    });
+}
+
+void FileListModel::cancelUpdate() { mCancel->store(true); }
+
+void FileListModel::applyListing(LibraryItemList list)
+{
+    beginResetModel();
+    if (!mSearching)
+        mShown = list;
+    mOriginal = std::move(list);
+    mLoaded = true;
+    endResetModel();
+    emit headerTextChanged();
+    emit listingFinished();
+}
+
+FileListModel::ExternalChange FileListModel::updateDirExternal()
+{
+    const LibraryItemList oldList = mOriginal;
+    std::optional<LibraryItemList> newList;
+    fileListUpdateQueue().sync([&] { newList = sortedListing(mFolder, mCancel.get()); });
+    if (!newList)
+        return {};
+    const FileListDiff diff = diffFileLists(oldList, *newList);
+    ExternalChange change;
+    for (const int row : diff.deletedRows)
+        change.removed.append(oldList[row]);
+    for (const int row : diff.insertedRows)
+        change.inserted.append((*newList)[row]);
+    for (const LibraryItem& item : std::as_const(change.removed))
+        mArriving.remove(item.path);
+
+    if (mSearching || !mLoaded) {
+        applyListing(*newList);
+        return change;
+    }
+    // Removals from the bottom up keep the lower rows' numbers valid.
+    for (auto it = diff.deletedRows.crbegin(); it != diff.deletedRows.crend(); ++it) {
+        beginRemoveRows({}, *it, *it);
+        mShown.removeAt(*it);
+        endRemoveRows();
+    }
+    applyExternalListing(*newList);
+    for (const int row : diff.reloadedRows)
+        emit dataChanged(index(row), index(row));
+    emit headerTextChanged();
+    return change;
+}
+
+void FileListModel::applyExternalListing(const LibraryItemList& newList)
+{
+    // mShown now holds the kept items in their old order. Walking the new list, each row is
+    // either new (insert it) or a kept item at or below this row (move it up if a changed date
+    // or size re-sorted it).
+    for (int row = 0; row < newList.size(); ++row) {
+        const LibraryItem& item = newList[row];
+        int at = row;
+        while (at < mShown.size() && mShown[at].path != item.path)
+            ++at;
+        if (at == mShown.size()) {
+            beginInsertRows({}, row, row);
+            mShown.insert(row, item);
+            endInsertRows();
+            continue;
+        }
+        if (at != row) {
+            beginMoveRows({}, at, at, {}, row);
+            mShown.move(at, row);
+            endMoveRows();
+        }
+        mShown[row] = item;
+    }
+    mOriginal = newList;
+}
+
+int FileListModel::rowForItemWithPath(const QString& path) const
+{
+    for (int row = 0; row < mShown.size(); ++row)
+        if (mShown[row].path == path)
+            return row;
+    return -1;
+}
+
+void FileListModel::sortFileList()
+{
+    beginResetModel();
+    const int mode = FileSort::sortMode();
+    FileSort::sortFileList(mOriginal, mode);
+    FileSort::sortFileList(mShown, mode);
+    endResetModel();
+}
+
+void FileListModel::handleSearch(const QString& text)
+{
+    beginResetModel();
+    mSearching = true;
+    mShown = SearchFilter::filterFileList(mOriginal, text);
+    endResetModel();
+    emit headerTextChanged();
+}
+
+void FileListModel::cancelSearch()
+{
+    if (!mSearching)
+        return;
+    beginResetModel();
+    mSearching = false;
+    mShown = mOriginal;
+    endResetModel();
+    emit headerTextChanged();
+}
+
+QString FileListModel::headerText() const
+{
+    return mSearching ? QString() : RowTexts::headerText(mLoaded, mShown.size());
+}
+
+void FileListModel::setArriving(const QString& path, bool arriving)
+{
+    if (arriving == mArriving.contains(path))
+        return;
+    if (arriving)
+        mArriving.insert(path);
+    else
+        mArriving.remove(path);
+    reloadRow(path);
+}
+
+void FileListModel::refreshItem(const QString& path)
+{
+    for (LibraryItemList* list : {&mOriginal, &mShown})
+        for (LibraryItem& item : *list)
+            if (item.path == path)
+                refreshItemStatus(item);
+    reloadRow(path);
+}
+
+void FileListModel::setPlayingPath(const QString& path)
+{
+    const QString before = std::exchange(mPlayingPath, path);
+    reloadRow(before);
+    reloadRow(path);
+}
+
+void FileListModel::reloadRow(const QString& path)
+{
+    if (path.isEmpty())
+        return;
+    if (const int row = rowForItemWithPath(path); row >= 0)
+        emit dataChanged(index(row), index(row));
+}
+
+int FileListModel::rowCount(const QModelIndex& parent) const
+{
+    return parent.isValid() || !mLoaded ? 0 : int(mShown.size());
+}
+
+QVariant FileListModel::data(const QModelIndex& index, int role) const
+{
+    if (!index.isValid() || index.row() >= mShown.size())
+        return {};
+    const LibraryItem& item = mShown[index.row()];
+    switch (role) {
+    case Qt::DisplayRole:
+    case Qt::AccessibleTextRole:
+        return RowTexts::titleForItem(item);
+    case SubtitleRole:
+        return RowTexts::rowForItem(item).subtitle;
+    case ImageNameRole:
+        return RowTexts::rowForItem(item).imageName;
+    case Qt::AccessibleDescriptionRole:
+        return RowTexts::rowForItem(item).accessibilityHint;
+    case PathRole:
+        return item.path;
+    case IsFolderRole:
+        return item.isDirectory;
+    case IsAudioRole:
+        return !item.isDirectory && Utils::fileIsAudio(item.path);
+    case IsSystemRole:
+        return item.isSys;
+    case IsArrivingRole:
+        return mArriving.contains(item.path);
+    case IsPlayingRole:
+        return !mPlayingPath.isEmpty() && item.path == mPlayingPath;
+    default:
+        return {};
+    }
+}
+
+Qt::ItemFlags FileListModel::flags(const QModelIndex& index) const
+{
+    if (!index.isValid() || index.row() >= mShown.size() || mArriving.contains(mShown[index.row()].path))
+        return Qt::NoItemFlags;
+    return Qt::ItemIsEnabled | Qt::ItemIsSelectable;
+}

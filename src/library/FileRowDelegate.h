@@ -1,0 +1,22 @@
+#pragma once
+#include <QStyledItemDelegate>
+
+// Draws a browser row: icon, title, subtitle, a disclosure mark for folders and a preview
+// play button for audio files; arriving rows at half opacity.
+class FileRowDelegate : public QStyledItemDelegate {
+    Q_OBJECT
+public:
+    explicit FileRowDelegate(QObject* parent = nullptr);
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+    QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+    // Where the preview button of a row drawn in rowRect sits.
+    static QRect previewButtonRect(const QRect& rowRect);
+
+signals:
+    void previewButtonClicked(const QModelIndex& index);
+
+protected:
+    bool editorEvent(QEvent* event, QAbstractItemModel* model, const QStyleOptionViewItem& option,
+                     const QModelIndex& index) override;
+};

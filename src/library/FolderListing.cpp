@@ -1,0 +1,67 @@
+#include "library/FolderListing.h"
+
+#include "library/Utils.h"
+#include "platform/Log.h"
+
+#include <QFile>
+#include <dirent.h>
+#include <memory>
+#include <sys/stat.h>
+
+namespace {
+
+struct DirCloser {
+    void operator()(DIR* dir) const { closedir(dir); }
+};
+
+// An empty folder has the link count 2: its own entry and ".".
+constexpr nlink_t kLinksOfFolderWithoutSubfolders = 2;
+
+void fillStatus(LibraryItem& item, const struct stat* st)
+{
+    item.isDirectory = st && S_ISDIR(st->st_mode);
+    item.size = st ? qint64(st->st_size) : 0;
+    item.date = st ? qint64(st->st_mtim.tv_sec) : 0;
+}
+
+}  // namespace
+
+std::optional<LibraryItemList> listFolder(const QString& folder, const std::atomic_bool* cancel)
+{
+    if (folder.isEmpty()) {
+        platform::log(QStringLiteral("updateFileList called with no folder!"));
+        return std::nullopt;
+    }
+    LibraryItemList items;
+    const std::unique_ptr<DIR, DirCloser> dir(opendir(QFile::encodeName(folder).constData()));
+    if (!dir)
+        return items;
+    const int fd = dirfd(dir.get());
+    const QString prefix = folder.endsWith(QLatin1Char('/')) ? folder : folder + QLatin1Char('/');
+    while (const dirent* entry = readdir(dir.get())) {
+        if (cancel && cancel->load(std::memory_order_relaxed))
+            return std::nullopt;
+        const char* name = entry->d_name;
+        if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
+            continue;
+        struct stat st;
+        const bool readable = fstatat(fd, name, &st, 0) == 0;
+        LibraryItem item;
+        item.path = prefix + QFile::decodeName(name);
+        fillStatus(item, readable ? &st : nullptr);
+        // Resolving the Inbox path costs several calls, so only empty-looking folders pay it.
+        if (item.isDirectory && st.st_nlink <= kLinksOfFolderWithoutSubfolders && Utils::pathIsInbox(item.path))
+            continue;
+        item.isSys = Utils::pathIsSystemItem(item.path);
+        items.append(std::move(item));
+    }
+    return items;
+}
+
+bool refreshItemStatus(LibraryItem& item)
+{
+    struct stat st;
+    const bool readable = ::stat(QFile::encodeName(item.path).constData(), &st) == 0;
+    fillStatus(item, readable ? &st : nullptr);
+    return readable;
+}

@@ -1,0 +1,24 @@
+#pragma once
+#include <QList>
+#include <QString>
+#include <QtGlobal>
+
+// One entry of a listed folder, built afresh at every listing.
+struct LibraryItem {
+    QString path;              // the folder's path joined with the entry name
+    bool isDirectory = false;  // after following symbolic links; special files count as files
+    qint64 size = 0;           // the entry's own size, 0 when its status can't be read
+    qint64 date = 0;           // last modification, whole seconds since the epoch; 0 when unreadable
+    bool isSys = false;        // a system item: never deleted, moved or renamed
+    QString title;             // shown instead of the name when set
+
+    bool operator==(const LibraryItem&) const = default;
+};
+
+using LibraryItemList = QList<LibraryItem>;
+
+// The entry name of a path: what the browser sorts, searches and titles by.
+inline QString lastPathComponent(const QString& path)
+{
+    return path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
+}

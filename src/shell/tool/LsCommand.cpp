@@ -1,0 +1,53 @@
+#include "library/FileSort.h"
+#include "library/FolderListing.h"
+#include "library/RowTexts.h"
+#include "library/SearchFilter.h"
+#include "library/Utils.h"
+#include "shell/tool/ToolCommands.h"
+#include "shell/tool/ToolSupport.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace tool {
+namespace {
+const QString kLsUsage = QStringLiteral("ls [FOLDER] [--sort name|date|size] [--search TEXT]");
+}
+
+int runLs(const QStringList& args)
+{
+    Arguments arguments(args, {QStringLiteral("--sort"), QStringLiteral("--search")});
+    if (!arguments.ok())
+        return usageError(kLsUsage, arguments.error());
+    if (arguments.positionals().size() > 1)
+        return usageError(kLsUsage, QStringLiteral("one folder at most"));
+    int mode = FileSort::sortMode();
+    if (arguments.has(QStringLiteral("--sort"))) {
+        mode = FileSort::modeFromName(arguments.value(QStringLiteral("--sort")));
+        if (mode < 0)
+            return usageError(kLsUsage, QStringLiteral("--sort takes name, date or size"));
+    }
+    const QString folder = arguments.positionals().isEmpty()
+                               ? Utils::documentsURL()
+                               : QDir::cleanPath(QFileInfo(arguments.positionals().first()).absoluteFilePath());
+    if (!QFileInfo(folder).isDir()) {
+        printError(QStringLiteral("wavelocker-tool: no such folder: %1").arg(folder));
+        return kFailed;
+    }
+
+    LibraryItemList items = listFolder(folder).value_or(LibraryItemList());
+    FileSort::sortFileList(items, mode);
+    // As in the browser: a search hides the item count.
+    if (arguments.has(QStringLiteral("--search")))
+        items = SearchFilter::filterFileList(items, arguments.value(QStringLiteral("--search")));
+    else
+        printOut(RowTexts::headerText(true, items.size()));
+    const QDateTime now = QDateTime::currentDateTime();
+    for (const LibraryItem& item : std::as_const(items)) {
+        const RowTexts::Row row = RowTexts::rowForItem(item, now);
+        printOut(row.title + QLatin1Char('\t') + row.subtitle);
+    }
+    return kOk;
+}
+
+}  // namespace tool
