@@ -71,7 +71,8 @@ TEST(HostEngine, WithoutServerLogsAndRunsMessagesInline)
     bool blockRan = false, responseRan = false;
     engine.performAsync([&] { blockRan = true; }, [&] { responseRan = blockRan; });
     EXPECT_TRUE(responseRan);
-    EXPECT_TRUE(std::any_of(logs.lines().begin(), logs.lines().end(),
+    const QStringList lines = logs.lines();
+    EXPECT_TRUE(std::any_of(lines.begin(), lines.end(),
                             [](const QString& l) { return l.startsWith(QLatin1String("No JACK server could be reached")); }));
 }
 
