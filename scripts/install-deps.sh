@@ -16,7 +16,7 @@ PACKAGES=(
   libplist-dev zlib1g-dev libminizip-dev libcpp-httplib-dev libssl-dev libavahi-client-dev
   # tools the tests and benchmarks compare against or drive
   time bc sox libsox-fmt-all ffmpeg zip unzip p7zip-full libarchive-tools nginx-light
-  chromium curl xvfb xauth dbus
+  chromium curl wrk xvfb xauth dbus
 )
 
 missing=()

@@ -253,6 +253,9 @@ struct HttpServer::Impl {
             // The server owns and deletes the queue it asks for.
             return static_cast<httplib::TaskQueue*>(std::make_unique<httplib::ThreadPool>(kWorkerThreads).release());
         };
+        // Headers and body leave in separate writes; without this, Nagle's algorithm and the
+        // client's delayed acknowledgement hold every response back for tens of milliseconds.
+        s.set_tcp_nodelay(true);
         s.set_keep_alive_max_count(kKeepAliveRequests);
         s.set_read_timeout(kReadTimeoutSeconds);
     }

@@ -15,14 +15,12 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QPointer>
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 
 using platform::HttpRequest;
@@ -56,6 +54,26 @@ struct stat statFollowing(const QString& path, bool* exists)
 }
 
 QString errnoText() { return QString::fromLocal8Bit(std::strerror(errno)); }
+
+void appendJsonString(QByteArray& out, const QString& text)
+{
+    out += '"';
+    for (const char c : text.toUtf8()) {
+        switch (c) {
+        case '"': out += "\\\""; break;
+        case '\\': out += "\\\\"; break;
+        case '\n': out += "\\n"; break;
+        case '\r': out += "\\r"; break;
+        case '\t': out += "\\t"; break;
+        default:
+            if (static_cast<unsigned char>(c) < 0x20)
+                out += QByteArray("\\u00") + QByteArray::number(static_cast<unsigned char>(c), 16).rightJustified(2, '0');
+            else
+                out += c;
+        }
+    }
+    out += '"';
+}
 
 }  // namespace
 
@@ -132,7 +150,7 @@ std::optional<QString> GCDWebUploader::absolutePath(const QString& relative, boo
         *refusal = refuse(400, QStringLiteral("Invalid path \"%1\"").arg(relative));
         return std::nullopt;
     }
-    if (!WebPaths::staysInside(*path, QStringList{mUploadDirectory} + linkedFolders())) {
+    if (!WebPaths::staysInside(*path, servedFolders())) {
         *refusal = refuse(403, QStringLiteral("\"%1\" is outside the shared folder").arg(relative));
         return std::nullopt;
     }
@@ -146,7 +164,11 @@ bool GCDWebUploader::checkHidden(const QString& path) const
 
 bool GCDWebUploader::checkFileExtension(const QString& path) const
 {
-    return mAllowedFileExtensions.isEmpty() || mAllowedFileExtensions.contains(QFileInfo(path).suffix().toLower());
+    if (mAllowedFileExtensions.isEmpty())
+        return true;
+    const qsizetype dot = path.lastIndexOf(QLatin1Char('.'));
+    const qsizetype slash = path.lastIndexOf(QLatin1Char('/'));
+    return dot > slash + 1 && mAllowedFileExtensions.contains(path.mid(dot + 1).toLower());
 }
 
 bool GCDWebUploader::checkName(const QString& path) const
@@ -154,9 +176,9 @@ bool GCDWebUploader::checkName(const QString& path) const
     return checkHidden(path) && (QFileInfo(path).isDir() || checkFileExtension(path));
 }
 
-bool GCDWebUploader::isServable(const QString& path) const
+QStringList GCDWebUploader::servedFolders() const
 {
-    return WebPaths::staysInside(path, QStringList{mUploadDirectory} + linkedFolders());
+    return WebPaths::resolvedFolders(QStringList{mUploadDirectory} + linkedFolders());
 }
 
 void GCDWebUploader::tellDelegate(std::function<void(GCDWebUploaderDelegate*)> call)
@@ -189,38 +211,43 @@ HttpResponse GCDWebUploader::listDirectory(const HttpRequest& request)
     DIR* dir = ::opendir(QFile::encodeName(*absolute).constData());
     if (!dir)
         return refuse(500, QStringLiteral("Failed listing directory \"%1\"").arg(relativePath), errnoText());
-    QStringList names;
+    const QStringList served = servedFolders();
+    std::vector<std::pair<QString, struct stat>> items;
     while (const dirent* entry = ::readdir(dir)) {
         const QString name = QFile::decodeName(entry->d_name);
-        if (name != QLatin1String(".") && name != QLatin1String(".."))
-            names << name;
+        if (name == QLatin1String(".") || name == QLatin1String("..")
+            || (!mAllowHiddenItems && name.startsWith(QLatin1Char('.'))))
+            continue;
+        struct stat item {};
+        if (::fstatat(::dirfd(dir), entry->d_name, &item, AT_SYMLINK_NOFOLLOW) != 0)
+            continue;
+        // Links that lead out of the shared folders are not shown: they could not be fetched.
+        if (S_ISLNK(item.st_mode)
+            && (::fstatat(::dirfd(dir), entry->d_name, &item, 0) != 0
+                || !WebPaths::staysInside(*absolute + QLatin1Char('/') + name, served)))
+            continue;
+        if (S_ISDIR(item.st_mode) || (S_ISREG(item.st_mode) && checkFileExtension(name)))
+            items.emplace_back(name, item);
     }
     ::closedir(dir);
-    std::sort(names.begin(), names.end());
+    std::sort(items.begin(), items.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
 
-    QJsonArray listing;
-    for (const QString& name : names) {
-        const QString itemPath = *absolute + QLatin1Char('/') + name;
-        if (!mAllowHiddenItems && name.startsWith(QLatin1Char('.')))
-            continue;
-        bool itemExists = false;
-        const struct stat item = statFollowing(itemPath, &itemExists);
-        // Links that lead out of the shared folders are not shown: they could not be fetched.
-        if (!itemExists || !isServable(itemPath))
-            continue;
+    // Written directly: a thousand small JSON objects through QJsonArray cost more than the disk.
+    QByteArray listing = "[";
+    for (const auto& [name, item] : items) {
+        if (listing.size() > 1)
+            listing += ',';
         const QString itemRelative = WebPaths::appendComponent(relativePath, name);
-        if (S_ISREG(item.st_mode)) {
-            if (!checkFileExtension(itemPath))
-                continue;
-            listing.append(QJsonObject{{QStringLiteral("path"), itemRelative},
-                                       {QStringLiteral("name"), name},
-                                       {QStringLiteral("size"), double(item.st_size)}});
-        } else if (S_ISDIR(item.st_mode)) {
-            listing.append(QJsonObject{{QStringLiteral("path"), itemRelative + QLatin1Char('/')},
-                                       {QStringLiteral("name"), name}});
-        }
+        listing += "{\"path\":";
+        appendJsonString(listing, S_ISDIR(item.st_mode) ? itemRelative + QLatin1Char('/') : itemRelative);
+        listing += ",\"name\":";
+        appendJsonString(listing, name);
+        if (!S_ISDIR(item.st_mode))
+            listing += ",\"size\":" + QByteArray::number(qint64(item.st_size));
+        listing += '}';
     }
-    return HttpResponse::data(QJsonDocument(listing).toJson(QJsonDocument::Compact), kJsonType);
+    listing += ']';
+    return HttpResponse::data(listing, kJsonType);
 }
 
 HttpResponse GCDWebUploader::downloadFile(const HttpRequest& request)

@@ -68,7 +68,7 @@ private:
     bool checkHidden(const QString& path) const;
     bool checkFileExtension(const QString& path) const;
     bool checkName(const QString& path) const;  // both rules
-    bool isServable(const QString& path) const;
+    QStringList servedFolders() const;  // resolved: the upload directory and the linked folders
     platform::HttpResponse refuse(int status, const QString& message, const QString& error = {}) const;
     void tellDelegate(std::function<void(GCDWebUploaderDelegate*)> call);
 

@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
 #include <memory>
@@ -58,17 +59,25 @@ std::optional<QString> join(const QString& root, const QString& relative)
     return path;
 }
 
-bool staysInside(const QString& path, const QStringList& allowedFolders)
+QStringList resolvedFolders(const QStringList& folders)
+{
+    QStringList resolved;
+    for (const QString& folder : folders) {
+        const QString real = QFileInfo(folder).canonicalFilePath();
+        if (!real.isEmpty())
+            resolved << real;
+    }
+    return resolved;
+}
+
+bool staysInside(const QString& path, const QStringList& resolvedAllowedFolders)
 {
     const std::optional<QString> real = resolveExisting(path);
     if (!real)
         return false;
-    for (const QString& folder : allowedFolders) {
-        const QString realFolder = QFileInfo(folder).canonicalFilePath();
-        if (!realFolder.isEmpty() && (*real == realFolder || real->startsWith(realFolder + QLatin1Char('/'))))
-            return true;
-    }
-    return false;
+    return std::any_of(resolvedAllowedFolders.begin(), resolvedAllowedFolders.end(), [&](const QString& folder) {
+        return *real == folder || real->startsWith(folder + QLatin1Char('/'));
+    });
 }
 
 bool isValidName(const QString& name)

@@ -11,9 +11,11 @@ namespace WebPaths {
 // serve: a NUL byte, a ".." part, a part longer than the file system allows, or too long overall.
 std::optional<QString> join(const QString& root, const QString& relative);
 
+// The folders with their symbolic links resolved; those that do not exist are left out.
+QStringList resolvedFolders(const QStringList& folders);
 // True when the path, with symbolic links resolved as far as it exists, lies in one of the
-// given folders (themselves resolved). A link whose target is missing is not inside.
-bool staysInside(const QString& path, const QStringList& allowedFolders);
+// resolved folders. A link whose target is missing is not inside.
+bool staysInside(const QString& path, const QStringList& resolvedAllowedFolders);
 
 // A single name (an uploaded file's): not empty, no '/', no NUL, not "." or "..", not too long.
 bool isValidName(const QString& name);

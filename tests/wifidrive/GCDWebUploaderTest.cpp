@@ -41,6 +41,15 @@ TEST_F(UploaderFixture, ListShowsFilesAndFoldersAndAnswersFailures)
     EXPECT_EQ(QJsonDocument::fromJson(r.body).array(),
               QJsonDocument::fromJson(json(R"([{"path":"/Loops/Beat 120bpm.aif","name":"Beat 120bpm.aif","size":3}])")).array());
 
+    // Names that need escaping in JSON come back as they are on disk.
+    const QString odd = QStringLiteral("q\"uo\\te\n\x01 \u00e9.wav");
+    writeFile(lib + "/Odd/" + odd, "o");
+    r = client->get("/list?path=Odd");
+    const QJsonArray oddListing = QJsonDocument::fromJson(r.body).array();
+    ASSERT_EQ(oddListing.size(), 1) << r.body.constData();
+    EXPECT_EQ(oddListing[0].toObject().value("name").toString(), odd);
+    EXPECT_EQ(oddListing[0].toObject().value("path").toString(), "Odd/" + odd);
+
     r = client->get("/list?path=Missing");
     EXPECT_EQ(r.status, 404);
     EXPECT_EQ(r.body, "\"Missing\" does not exist");

@@ -49,14 +49,15 @@ TEST(WebPaths, ContainmentFollowsLinks)
     QFile::link(docs, lib + "/Shared");
     QFile::link(outside, lib + "/Out");
     QFile::link(tree.path("missing"), lib + "/Dangling");
-    const QStringList allowed{lib, docs};
+    const QStringList allowed = WebPaths::resolvedFolders({lib, docs, tree.path("none")});
+    EXPECT_EQ(allowed.size(), 2);
     EXPECT_TRUE(WebPaths::staysInside(lib, allowed));
     EXPECT_TRUE(WebPaths::staysInside(lib + "/Loops/new/deeper.wav", allowed));
     EXPECT_TRUE(WebPaths::staysInside(lib + "/Shared/x.wav", allowed));
     EXPECT_FALSE(WebPaths::staysInside(lib + "/Out", allowed));
     EXPECT_FALSE(WebPaths::staysInside(lib + "/Out/new.wav", allowed));
     EXPECT_FALSE(WebPaths::staysInside(lib + "/Dangling", allowed));
-    EXPECT_FALSE(WebPaths::staysInside(lib + "/Shared/x.wav", {lib}));
+    EXPECT_FALSE(WebPaths::staysInside(lib + "/Shared/x.wav", WebPaths::resolvedFolders({lib})));
 }
 
 TEST(WebPaths, UniquePathAppendsCounterBeforeTheExtension)
