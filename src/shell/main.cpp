@@ -1,14 +1,77 @@
-// wavelocker: the application window, or the headless library service with --serve.
+// wavelocker: the application window, or with --serve the same start without a display.
+#include "library/Utils.h"
+#include "platform/Log.h"
+#include "platform/QuitSignals.h"
+#include "shell/AppDelegate.h"
 #include "shell/Startup.h"
+#include "ui/MessageBoxAlerts.h"
 
 #include <QApplication>
-#include <QLabel>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+constexpr int kUsageExit = 2;
+const char* const kUsage = "usage: wavelocker [--library DIR] [--serve]\n";
+
+struct Options {
+    bool serve = false;
+    QString library;
+};
+
+// The application object depends on --serve, so it is looked for before Qt sees argv.
+bool wantsServe(int argc, char** argv)
+{
+    for (int i = 1; i < argc; ++i)
+        if (std::strcmp(argv[i], "--serve") == 0)
+            return true;
+    return false;
+}
+
+std::optional<Options> parse(QStringList args)
+{
+    Options options;
+    args.removeFirst();
+    while (!args.isEmpty()) {
+        const QString a = args.takeFirst();
+        if (a == QLatin1String("--serve")) {
+            options.serve = true;
+        } else if (a == QLatin1String("--library") && !args.isEmpty()) {
+            options.library = args.takeFirst();
+        } else {
+            std::fprintf(stderr, "wavelocker: unknown argument %s\n%s", a.toLocal8Bit().constData(), kUsage);
+            return std::nullopt;
+        }
+    }
+    return options;
+}
+
+}  // namespace
 
 int main(int argc, char** argv)
 {
-    QApplication app(argc, argv);
+    const bool serve = wantsServe(argc, argv);
+    std::unique_ptr<QCoreApplication> app =
+        serve ? std::make_unique<QCoreApplication>(argc, argv) : std::make_unique<QApplication>(argc, argv);
+    QCoreApplication::setOrganizationName(QStringLiteral("Orvenic"));
+    QCoreApplication::setApplicationName(QStringLiteral("Wavelocker"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(PROJECT_VERSION_TEXT));
+
+    const std::optional<Options> options = parse(QCoreApplication::arguments());
+    if (!options)
+        return kUsageExit;
+    if (!options->library.isEmpty())
+        Startup::setLibraryOverride(options->library);
     Startup::registerDefaults();
-    QLabel window(QStringLiteral("Wavelocker"));
-    window.show();
-    return app.exec();
+    if (!serve)
+        MessageBoxAlerts::install();
+
+    platform::QuitSignals quitSignals([](int) { QCoreApplication::quit(); });
+    AppDelegate delegate(serve ? AppDelegate::Mode::Headless : AppDelegate::Mode::Window);
+    delegate.didFinishLaunching();
+    if (serve)
+        platform::log(QStringLiteral("Serving the library at %1").arg(Utils::documentsURL()));
+    return app->exec();
 }

@@ -1,0 +1,238 @@
+#include "shell/AppDelegate.h"
+
+#include "audiofiles/DetailViewController.h"
+#include "library/MasterViewController.h"
+#include "library/TrashReminder.h"
+#include "library/Utils.h"
+#include "platform/Locations.h"
+#include "platform/Log.h"
+#include "platform/Settings.h"
+#include "recording/UnfinishedRecording.h"
+#include "shell/InfoViewController.h"
+#include "ui/NavigationController.h"
+#include "ui/Theme.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QDir>
+#include <QEvent>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QPropertyAnimation>
+#include <QSplitter>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+namespace {
+const QString kLibraryTitle = QStringLiteral("Library");
+const QString kOldDocuments = QStringLiteral("/Documents");
+const QString kKeptInOldDocuments = QStringLiteral("Kormix Recordings");
+const QString kRecoveredPattern = QStringLiteral("yyyy-MM-dd HH:mm:ss");
+constexpr int kInfoButtonWidth = 30;
+constexpr int kInfoButtonHeight = 22;
+constexpr int kMasterColumnWidth = 380;
+constexpr int kWindowWidth = 1100;
+constexpr int kWindowHeight = 720;
+constexpr int kInfoSlideMs = 300;
+
+bool removeAnything(const QString& path)
+{
+    const QFileInfo info(path);
+    if (info.isDir() && !info.isSymLink())
+        return QDir(path).removeRecursively();
+    return QFile::remove(path);
+}
+}  // namespace
+
+AppDelegate::AppDelegate(Mode mode, QObject* parent) : QObject(parent), mMode(mode) {}
+
+AppDelegate::~AppDelegate() = default;
+
+bool AppDelegate::didFinishLaunching()
+{
+    linkLocalDocuments();
+    if (mMode == Mode::Window) {
+        createWindow();
+        createScreens();
+        addInfoButton();
+    }
+    fixNewDocumentsFolder();
+    checkTrash();
+    recoverUnfinishedRecording();
+    observeLifecycle();
+    return true;
+}
+
+void AppDelegate::linkLocalDocuments()
+{
+    // The cached locations are made here, on the main thread, before any queue asks for them.
+    Utils::documentsURL();
+    const QString local = Utils::localDocumentsURL();
+    const QString link = Utils::localDocumentsLinkURL();
+    QDir().mkpath(local);
+    // Rebuilt at every start, so a moved data folder never leaves a stale link behind.
+    if (removeAnything(link))
+        platform::log(QStringLiteral("Removed old iTunes File Sharing link"));
+    if (QFile::link(local, link))
+        platform::log(QStringLiteral("Created new iTunes File Sharing link"));
+}
+
+void AppDelegate::createWindow()
+{
+    mWindow = std::make_unique<QWidget>();
+    mWindow->setWindowTitle(QStringLiteral("Wavelocker"));
+    mWindow->resize(kWindowWidth, kWindowHeight);
+    Theme::applyDarkAppearance(mWindow.get());
+}
+
+void AppDelegate::createScreens()
+{
+    mDetail = new DetailViewController;
+    mMaster = new MasterViewController;
+    mMaster->setWindowTitle(kLibraryTitle);
+    mMaster->setDetailViewController(mDetail);
+
+    mLibraryNavigation = new NavigationController(mMaster);
+    mMaster->setNavigationController(mLibraryNavigation);
+    mDetailNavigation = new NavigationController(mDetail);
+    mSplit = new QSplitter(Qt::Horizontal);
+    mSplit->addWidget(mLibraryNavigation);
+    mSplit->addWidget(mDetailNavigation);
+    mSplit->setChildrenCollapsible(false);  // both columns always visible
+    mSplit->setStretchFactor(1, 1);
+    mSplit->setSizes({kMasterColumnWidth, kWindowWidth - kMasterColumnWidth});
+    auto* layout = new QVBoxLayout(mWindow.get());
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(mSplit);
+    mMaster->setFolder(Utils::documentsURL());
+    mWindow->show();
+}
+
+void AppDelegate::addInfoButton()
+{
+    auto* info = new QToolButton;
+    info->setText(QStringLiteral("\u24d8"));
+    info->setFixedSize(kInfoButtonWidth, kInfoButtonHeight);
+    info->setAutoRaise(true);
+    info->setAccessibleName(QStringLiteral("Info"));
+    connect(info, &QToolButton::clicked, this, &AppDelegate::infoTapped);
+    mLibraryNavigation->setLeftItem(mMaster, info);
+}
+
+void AppDelegate::fixNewDocumentsFolder()
+{
+    const QString container = platform::Locations::appGroupContainer();
+    if (container.isEmpty())
+        return;
+    const QString old = container + kOldDocuments;
+    if (!QFileInfo(old).isDir())
+        return;
+    const QStringList entries =
+        QDir(old).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
+    platform::log(QStringLiteral("Old Documents folder existent. Moving %1 files...").arg(entries.size()));
+    const QString library = Utils::documentsURL();
+    for (const QString& name : entries) {
+        if (name == kKeptInOldDocuments)
+            continue;
+        const QString source = old + QLatin1Char('/') + name;
+        const QString destination = library + QLatin1Char('/') + name;
+        platform::log(source);
+        platform::log(QStringLiteral("-->"));
+        platform::log(destination);
+        // rename(2) would replace a file of the same name; a clash leaves the old one in place.
+        if (!QFileInfo::exists(destination) && !QFileInfo(destination).isSymLink())
+            QDir().rename(source, destination);
+    }
+}
+
+void AppDelegate::checkTrash() { TrashReminder::checkTrash(); }
+
+void AppDelegate::recoverUnfinishedRecording()
+{
+    const QString found = UnfinishedRecording::hasUnfinishedRecording();
+    if (found.isEmpty())
+        return;
+    platform::log(QStringLiteral("Found unfinished recording: %1").arg(found));
+    const QString extension = QFileInfo(found).suffix();
+    const QString name = QStringLiteral("Recovered %1.%2")
+                             .arg(QDateTime::currentDateTime().toString(kRecoveredPattern), extension);
+    QDir().rename(found, Utils::documentsURL() + QLatin1Char('/') + name);
+    const QString message =
+        extension == QLatin1String("m4a")
+            ? QStringLiteral("A lost recording was found and saved as '%1'. Since it's in compressed M4A format it "
+                             "can not be played, but you might find software online that can repair it.")
+                  .arg(name)
+            : QStringLiteral("A lost recording was recovered and saved as '%1'").arg(name);
+    Utils::showAlert(QStringLiteral("Found lost recording"), message, mMaster);
+}
+
+void AppDelegate::observeLifecycle()
+{
+    connect(qApp, &QCoreApplication::aboutToQuit, this, &AppDelegate::applicationDidEnterBackground);
+    if (mMode == Mode::Headless)
+        return;
+    mWindow->installEventFilter(this);
+    connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
+        if (state == Qt::ApplicationInactive)
+            applicationWillResignActive();
+        else if (state == Qt::ApplicationHidden || state == Qt::ApplicationSuspended)
+            applicationDidEnterBackground();
+    });
+}
+
+bool AppDelegate::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == mWindow.get() && event->type() == QEvent::Hide)
+        applicationDidEnterBackground();
+    return QObject::eventFilter(watched, event);
+}
+
+void AppDelegate::applicationWillResignActive()
+{
+    if (mDetail)
+        mDetail->maybeSaveText();
+}
+
+void AppDelegate::applicationDidEnterBackground()
+{
+    MasterViewController::saveDefaults();
+    platform::Settings::sync();
+}
+
+void AppDelegate::infoTapped()
+{
+    if (mInfo || !mLibraryNavigation)
+        return;
+    auto* info = new InfoViewController;
+    auto* navigation = new NavigationController(info, mLibraryNavigation);
+    auto* done = new QToolButton;
+    done->setText(QStringLiteral("Done"));
+    done->setAutoRaise(true);
+    connect(done, &QToolButton::clicked, this, &AppDelegate::closeInfo);
+    navigation->setLeftItem(info, done);
+    navigation->setAutoFillBackground(true);
+    navigation->setGeometry(mLibraryNavigation->rect());
+    navigation->show();
+    navigation->raise();
+    // Rises from the bottom over the library browser.
+    auto* rise = new QPropertyAnimation(navigation, "pos", navigation);
+    rise->setDuration(kInfoSlideMs);
+    rise->setStartValue(QPoint(0, mLibraryNavigation->height()));
+    rise->setEndValue(QPoint(0, 0));
+    rise->setEasingCurve(QEasingCurve::OutCubic);
+    rise->start(QAbstractAnimation::DeleteWhenStopped);
+    mInfo = navigation;
+}
+
+void AppDelegate::closeInfo()
+{
+    if (!mInfo)
+        return;
+    QWidget* info = mInfo;
+    auto* fall = new QPropertyAnimation(info, "pos", info);
+    fall->setDuration(kInfoSlideMs);
+    fall->setEndValue(QPoint(0, info->height()));
+    connect(fall, &QPropertyAnimation::finished, info, &QObject::deleteLater);
+    fall->start();
+    mInfo.clear();
+}

@@ -1,0 +1,167 @@
+#include "audiofiles/DetailViewController.h"
+#include "library/FileListModel.h"
+#include "library/FileSort.h"
+#include "library/MasterViewController.h"
+#include "library/Utils.h"
+#include "platform/Locations.h"
+#include "platform/Settings.h"
+#include "recording/UnfinishedRecording.h"
+#include "shell/AppDelegate.h"
+#include "support/TempTree.h"
+#include "ui/NavigationController.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QSplitter>
+#include <gtest/gtest.h>
+
+using namespace testsupport;
+
+namespace {
+QStringList recovered(const QString& library)
+{
+    return QDir(library).entryList({"Recovered *"}, QDir::Files, QDir::Name);
+}
+}  // namespace
+
+TEST(StartUp, LinkMigrationAndRecoveryInOrder)
+{
+    TempTree tree;
+    const QString old = tree.path("data/group.com.orvenic.Wavelocker/Documents");
+    writeFile(old + "/old take.wav", "old");
+    writeFile(old + "/Kormix Recordings/mix.wav", "mix");
+    writeFile(old + "/Sets/a.wav", "a");
+    const QString library = tree.library();
+    writeFile(library + "/Sets", "clash");  // a clash leaves the old entry where it was
+    writeFile(Utils::localDocumentsLinkURL(), "a file where the link belongs");
+    writeFile(UnfinishedRecording::temporaryRecordingPath(0), "wave take");
+    writeFile(UnfinishedRecording::temporaryRecordingPath(2), "caf take");
+
+    LogCapture log;
+    AlertCapture alerts;
+    AppDelegate delegate(AppDelegate::Mode::Headless);
+    EXPECT_TRUE(delegate.didFinishLaunching());
+    EXPECT_EQ(delegate.window(), nullptr);
+
+    const QString link = Utils::localDocumentsLinkURL();
+    EXPECT_TRUE(QFileInfo(link).isSymLink());
+    EXPECT_EQ(QFileInfo(link).symLinkTarget(), Utils::localDocumentsURL());
+    EXPECT_EQ(readFile(library + "/old take.wav"), "old");
+    EXPECT_EQ(readFile(library + "/Sets"), "clash");
+    EXPECT_EQ(readFile(old + "/Sets/a.wav"), "a");
+    EXPECT_EQ(readFile(old + "/Kormix Recordings/mix.wav"), "mix");
+    EXPECT_FALSE(QFileInfo::exists(library + "/Kormix Recordings"));
+
+    // Only the first format found is recovered at this start.
+    const QStringList first = recovered(library);
+    ASSERT_EQ(first.size(), 1);
+    EXPECT_TRUE(QRegularExpression("^Recovered \\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.wav$").match(first[0]).hasMatch());
+    EXPECT_EQ(readFile(library + "/" + first[0]), "wave take");
+    ASSERT_EQ(alerts.alerts().size(), 1);
+    EXPECT_EQ(alerts.alerts()[0], "Found lost recording|A lost recording was recovered and saved as '" + first[0] + "'");
+
+    const QStringList expected = {
+        "Removed old iTunes File Sharing link",
+        "Created new iTunes File Sharing link",
+        "Old Documents folder existent. Moving 3 files...",
+        old + "/Sets",
+        "-->",
+        library + "/Sets",
+        old + "/old take.wav",
+        "-->",
+        library + "/old take.wav",
+        "Found unfinished recording: " + UnfinishedRecording::temporaryRecordingPath(0),
+    };
+    EXPECT_EQ(log.lines().mid(0, expected.size()), expected);
+
+    // The next start finds the other one; the link is rebuilt again.
+    AppDelegate second(AppDelegate::Mode::Headless);
+    second.didFinishLaunching();
+    ASSERT_EQ(recovered(library).size(), 2);
+    EXPECT_TRUE(recovered(library).filter(".caf").size() == 1);
+    EXPECT_EQ(log.lines().count("Removed old iTunes File Sharing link"), 2);
+    EXPECT_FALSE(QFileInfo::exists(UnfinishedRecording::temporaryRecordingPath(2)));
+    EXPECT_TRUE(UnfinishedRecording::hasUnfinishedRecording().isEmpty());
+}
+
+TEST(StartUp, CompressedRecordingGetsTheRepairHint)
+{
+    TempTree tree;
+    writeFile(UnfinishedRecording::temporaryRecordingPath(3), "aac");
+    AlertCapture alerts;
+    AppDelegate delegate(AppDelegate::Mode::Headless);
+    delegate.didFinishLaunching();
+    const QStringList found = recovered(tree.library());
+    ASSERT_EQ(found.size(), 1);
+    EXPECT_TRUE(found[0].endsWith(".m4a"));
+    ASSERT_EQ(alerts.alerts().size(), 1);
+    EXPECT_EQ(alerts.alerts()[0], "Found lost recording|A lost recording was found and saved as '" + found[0] +
+                                      "'. Since it's in compressed M4A format it can not be played, but you might "
+                                      "find software online that can repair it.");
+}
+
+TEST(StartUp, WindowHasBothColumnsAndSavesSortModeWhenHidden)
+{
+    TempTree tree;
+    writeFile(tree.library() + "/take.wav", "x");
+    AppDelegate delegate(AppDelegate::Mode::Window);
+    delegate.didFinishLaunching();
+    QWidget* window = delegate.window();
+    ASSERT_NE(window, nullptr);
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_LT(window->palette().color(QPalette::Window).lightness(), 64);
+    QSplitter* split = delegate.splitViewController();
+    ASSERT_EQ(split->count(), 2);
+    EXPECT_EQ(split->widget(0), delegate.libraryNavigationController());
+    EXPECT_EQ(split->widget(1), delegate.detailNavigationController());
+    EXPECT_FALSE(split->childrenCollapsible());
+    EXPECT_EQ(delegate.libraryNavigationController()->titleText(), "Library");
+    MasterViewController* master = delegate.masterViewController();
+    EXPECT_EQ(master->folder(), Utils::documentsURL());
+    EXPECT_EQ(master->detailViewController(), delegate.detailViewController());
+    ASSERT_TRUE(waitUntil([&] { return master->model()->isLoaded(); }));
+    // The listing holds the file and the file-sharing link, which sorts last.
+    EXPECT_EQ(master->headerText(), "2 ITEMS");
+    EXPECT_EQ(master->model()->index(1).data().toString(), "iTunes File Sharing");
+
+    master->sortPress();
+    const int mode = FileSort::sortMode();
+    window->hide();
+    EXPECT_EQ(platform::Settings::value("SortMode").toInt(), mode);
+    FileSort::setSortMode(FileSort::kByName);
+}
+
+TEST(StartUp, ServeRunsWithoutDisplayUntilTerminated)
+{
+    TempTree tree;
+    writeFile(UnfinishedRecording::temporaryRecordingPath(1), "aiff");
+    QProcess serve;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.remove("DISPLAY");
+    env.remove("WAYLAND_DISPLAY");
+    env.remove("QT_QPA_PLATFORM");
+    serve.setProcessEnvironment(env);
+    serve.start(QStringLiteral(WL_BINARY_DIR "/wavelocker"), {"--serve", "--library", tree.path("lib")});
+    ASSERT_TRUE(serve.waitForStarted());
+    QByteArray err;
+    ASSERT_TRUE(waitUntil(
+        [&] {
+            err += serve.readAllStandardError();
+            return err.contains("Serving the library");
+        },
+        20000))
+        << err.constData();
+    serve.terminate();
+    ASSERT_TRUE(serve.waitForFinished(10000));
+    err += serve.readAllStandardError();
+    EXPECT_EQ(serve.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(serve.exitCode(), 0);
+    EXPECT_TRUE(err.contains("Created new iTunes File Sharing link"));
+    EXPECT_TRUE(err.contains("Alert: Found lost recording: A lost recording was recovered and saved as 'Recovered "));
+    EXPECT_EQ(QDir(tree.path("lib")).entryList({"Recovered *.aif"}).size(), 1);
+
+    const RunResult bad = runProgram("wavelocker", {"--serve", "--colour"});
+    EXPECT_EQ(bad.exitCode, 2);
+}
