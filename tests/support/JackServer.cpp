@@ -77,6 +77,13 @@ bool JackServer::connect(const QString& from, const QString& to) const
     return ok;
 }
 
+bool JackServer::disconnect(const QString& from, const QString& to) const
+{
+    bool ok = false;
+    runClient(QStringLiteral("jack_disconnect"), {QStringLiteral("-s"), mName, from, to}, &ok);
+    return ok;
+}
+
 QStringList JackServer::ports() const
 {
     const QString out = QString::fromUtf8(runClient(QStringLiteral("jack_lsp"), {QStringLiteral("-s"), mName}));

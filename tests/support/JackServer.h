@@ -25,6 +25,7 @@ public:
 
     // Routing through the server's own command-line clients.
     bool connect(const QString& from, const QString& to) const;
+    bool disconnect(const QString& from, const QString& to) const;
     QStringList connections(const QString& port) const;  // peers of one port
     QStringList ports() const;
 

@@ -1,0 +1,215 @@
+#include "recording/AudioEngine.h"
+
+#include "audiofiles/FilePlayer.h"
+#include "platform/IdleTimer.h"
+#include "platform/Log.h"
+#include "recording/AudioEngineState.h"
+
+namespace AudioEngine {
+namespace detail {
+
+State& state()
+{
+    static State s;
+    return s;
+}
+
+std::atomic<float>& recLevelWord()
+{
+    static std::atomic<float> level{1.0f};
+    return level;
+}
+
+void connectionsChanged();
+
+}  // namespace detail
+
+namespace {
+
+using detail::state;
+
+// Plain words the audio thread reads (the transport callbacks of hosted units).
+std::atomic<bool> gRecording{false};
+std::atomic<double> gRecordingPosition{0};
+bool gAutoPlayNext = true;
+
+QString yesNo(bool value) { return value ? QStringLiteral("YES") : QStringLiteral("NO"); }
+
+void addFilePlayer()
+{
+    platform::HostEngine* controller = state().controller.get();
+    const auto channel = FilePlayer::sharedPlayer()->channel();
+    controller->addChannel(channel);
+    controller->setSenderChannel(channel.get());
+}
+
+}  // namespace
+
+void setup()
+{
+    detail::State& s = state();
+    if (s.controller)
+        return;
+    s.controller = std::make_unique<platform::HostEngine>(QLatin1String(kClientName));
+    platform::HostEngine* controller = s.controller.get();
+    if (controller->setSessionActive(true))
+        controller->setPreferredBufferSize(kPreferredBufferFrames);
+    controller->onSampleRateChanged = [](double rate) { FilePlayer::sharedPlayer()->configureFormats(rate); };
+    controller->onRunningChanged = [](bool running) {
+        platform::log(QStringLiteral("AudioUnit: IsRunningCallback: %1").arg(int(running)));
+    };
+    FilePlayer::sharedPlayer()->setupWithAudioController(controller);
+    start();
+
+    platform::log(QStringLiteral("Setting up Audiobus"));
+    s.mainInput = std::make_shared<InputChannel>();
+    s.mainInput->setMuted(true);
+    controller->addChannel(s.mainInput);
+    controller->addInputReceiver(s.mainInput);
+    s.source = s.mainInput;
+    s.levelController = std::make_shared<LevelController>(detail::recLevelWord());
+    addFilePlayer();
+    // The level controller goes on only once the graph above is live on the audio thread.
+    controller->performAsync({}, [] { addLevelController(); });
+    controller->onConnectionsChanged = [] { detail::connectionsChanged(); };
+}
+
+void teardown()
+{
+    detail::State& s = state();
+    FilePlayer::sharedPlayer()->stop();
+    s.controller.reset();
+    s = detail::State{};
+    gRecording = false;
+    gRecordingPosition = 0;
+    platform::IdleTimer::setDisabled(false);
+}
+
+bool isSetUp() { return state().controller != nullptr; }
+
+platform::HostEngine* audioController() { return state().controller.get(); }
+
+bool start()
+{
+    platform::HostEngine* controller = audioController();
+    if (!controller)
+        return false;
+    controller->setSessionActive(true);
+    platform::log(QStringLiteral("Audio engine already running: %1").arg(yesNo(controller->isRunning())));
+    if (!controller->isRunning()) {
+        QString error;
+        if (!controller->start(&error))
+            platform::log(QStringLiteral("Could not start TAAE: %1").arg(error));
+        else
+            FilePlayer::sharedPlayer()->startGraph();
+    }
+    platform::IdleTimer::setDisabled(true);
+    updateNowPlaying();
+    return true;
+}
+
+bool maybeStop()
+{
+    platform::log(QStringLiteral("Maybe stopping..."));
+    const detail::State& s = state();
+    if (audiobusConnected())
+        return false;
+    if (memberOfActiveAudiobusSession())
+        return false;
+    if (recState())
+        return false;
+    if (FilePlayer::sharedPlayer()->isPlaying())
+        return false;
+    // Hosted units come with the plugin slots; until then none is ever live.
+    if (s.source && s.source == s.mainInput && !s.mainInput->isMuted())
+        return false;
+    if (s.controller)
+        s.controller->stop();
+    FilePlayer::sharedPlayer()->stopGraph();
+    platform::IdleTimer::setDisabled(false);
+    if (s.controller)
+        s.controller->setSessionActive(false);
+    return true;
+}
+
+platform::HostChannel* sourceChannel() { return state().source.get(); }
+
+bool sourceIsFilePlayer()
+{
+    const auto& source = state().source;
+    return source && source == FilePlayer::sharedPlayer()->channel();
+}
+
+void setRecorder(std::shared_ptr<platform::HostReceiver> recorder)
+{
+    detail::State& s = state();
+    if (recorder == s.recorder)
+        return;
+    removeRecorder(s.recorder);
+    s.recorder = std::move(recorder);
+    addRecorder();
+}
+
+std::shared_ptr<platform::HostReceiver> recorder() { return state().recorder; }
+
+void addRecorder()
+{
+    detail::State& s = state();
+    if (!s.controller || !s.recorder || !s.source)
+        return;
+    // Never twice: a second copy would hear the audio twice over.
+    s.controller->removeOutputReceiver(s.recorder.get(), s.source.get());
+    s.controller->addOutputReceiver(s.recorder, s.source.get());
+}
+
+void removeRecorder(const std::shared_ptr<platform::HostReceiver>& recorder)
+{
+    detail::State& s = state();
+    if (s.controller && recorder && s.source)
+        s.controller->removeOutputReceiver(recorder.get(), s.source.get());
+}
+
+void addLevelController()
+{
+    detail::State& s = state();
+    if (!s.controller || !s.levelController || !s.source)
+        return;
+    s.controller->removeOutputReceiver(s.levelController.get(), s.source.get());
+    s.controller->addOutputReceiver(s.levelController, s.source.get());
+    // The recorder must hear the level applied, so it moves behind the level controller.
+    if (s.recorder) {
+        s.controller->removeOutputReceiver(s.recorder.get(), s.source.get());
+        s.controller->addOutputReceiver(s.recorder, s.source.get());
+    }
+}
+
+void removeLevelController()
+{
+    detail::State& s = state();
+    if (s.controller && s.levelController && s.source)
+        s.controller->removeOutputReceiver(s.levelController.get(), s.source.get());
+}
+
+float recLevel() { return detail::recLevelWord().load(std::memory_order_relaxed); }
+void setRecLevel(float level) { detail::recLevelWord().store(level, std::memory_order_relaxed); }
+void setRecState(bool recording) { gRecording.store(recording, std::memory_order_relaxed); }
+bool recState() { return gRecording.load(std::memory_order_relaxed); }
+void setRecordingPosition(double samples) { gRecordingPosition.store(samples, std::memory_order_relaxed); }
+double recordingPosition() { return gRecordingPosition.load(std::memory_order_relaxed); }
+
+void setMonitoring(bool on)
+{
+    if (const auto& source = state().source)
+        source->setMuted(!on);
+}
+
+bool isMonitoring()
+{
+    const auto& source = state().source;
+    return source && !source->isMuted();
+}
+
+void setAutoPlayNext(bool on) { gAutoPlayNext = on; }
+bool autoPlayNext() { return gAutoPlayNext; }
+
+}  // namespace AudioEngine

@@ -1,0 +1,25 @@
+#pragma once
+#include "platform/HostEngine.h"
+#include "recording/InputChannel.h"
+#include "recording/LevelController.h"
+
+#include <atomic>
+#include <memory>
+
+// What AudioEngine keeps between calls; shared by its source files only.
+namespace AudioEngine::detail {
+
+struct State {
+    std::unique_ptr<platform::HostEngine> controller;
+    std::shared_ptr<InputChannel> mainInput;
+    std::shared_ptr<platform::HostChannel> source;
+    std::shared_ptr<platform::HostReceiver> recorder;
+    std::shared_ptr<LevelController> levelController;
+    bool audiobusConnected = false;
+    bool receiverConnected = false;
+};
+
+State& state();
+std::atomic<float>& recLevelWord();
+
+}  // namespace AudioEngine::detail

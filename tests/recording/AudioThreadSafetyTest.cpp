@@ -1,0 +1,159 @@
+// Proves that the audio thread neither allocates, frees nor takes a mutex while the engine
+// plays a file with fades and loops, plays MIDI, records, monitors and exchanges messages.
+// This test program replaces malloc and friends and pthread_mutex_lock for the whole
+// process; the replacements only count calls made on the watched thread.
+#include "audiofiles/FilePlayer.h"
+#include "platform/HostEngine.h"
+#include "recording/AudioEngine.h"
+#include "support/JackServer.h"
+#include "support/PlaybackFixtures.h"
+#include "support/ProbeNodes.h"
+#include "support/TempTree.h"
+
+#include <gtest/gtest.h>
+#include <atomic>
+#include <dlfcn.h>
+#include <pthread.h>
+
+extern "C" {
+void* __libc_malloc(size_t);
+void* __libc_calloc(size_t, size_t);
+void* __libc_realloc(void*, size_t);
+void* __libc_memalign(size_t, size_t);
+void __libc_free(void*);
+}
+
+namespace {
+
+std::atomic<bool> gWatching{false};
+std::atomic<pthread_t> gWatched{};
+std::atomic<int> gAllocations{0};
+std::atomic<int> gLocks{0};
+
+bool onWatchedThread()
+{
+    return gWatching.load(std::memory_order_relaxed) && pthread_equal(pthread_self(), gWatched.load());
+}
+
+using LockFn = int (*)(pthread_mutex_t*);
+LockFn realLock()
+{
+    static const LockFn fn = reinterpret_cast<LockFn>(dlsym(RTLD_NEXT, "pthread_mutex_lock"));
+    return fn;
+}
+const LockFn gResolvedEarly = realLock();
+
+// Marks the thread that renders it as the one to watch.
+class ThreadMarker : public platform::HostChannel {
+public:
+    void render(float* const*, uint32_t, const platform::AudioTimeStamp&) override
+    {
+        gWatched.store(pthread_self());
+        mSeen.store(true);
+    }
+    std::atomic<bool> mSeen{false};
+};
+
+}  // namespace
+
+extern "C" {
+void* malloc(size_t n)
+{
+    if (onWatchedThread())
+        gAllocations.fetch_add(1);
+    return __libc_malloc(n);
+}
+void* calloc(size_t n, size_t size)
+{
+    if (onWatchedThread())
+        gAllocations.fetch_add(1);
+    return __libc_calloc(n, size);
+}
+void* realloc(void* p, size_t n)
+{
+    if (onWatchedThread())
+        gAllocations.fetch_add(1);
+    return __libc_realloc(p, n);
+}
+void* memalign(size_t alignment, size_t n)
+{
+    if (onWatchedThread())
+        gAllocations.fetch_add(1);
+    return __libc_memalign(alignment, n);
+}
+void* aligned_alloc(size_t alignment, size_t n) { return memalign(alignment, n); }
+int posix_memalign(void** out, size_t alignment, size_t n)
+{
+    *out = memalign(alignment, n);
+    return *out ? 0 : 12;
+}
+void free(void* p)
+{
+    if (p && onWatchedThread())
+        gAllocations.fetch_add(1);
+    __libc_free(p);
+}
+int pthread_mutex_lock(pthread_mutex_t* m)
+{
+    if (onWatchedThread())
+        gLocks.fetch_add(1);
+    return realLock()(m);
+}
+}
+
+TEST(AudioThread, NeverAllocatesNorLocks)
+{
+    ASSERT_NE(gResolvedEarly, nullptr);
+    testsupport::TempTree tree;
+    testsupport::JackServer server(256);
+    ASSERT_TRUE(server.start());
+    AudioEngine::setup();
+    platform::HostEngine* controller = AudioEngine::audioController();
+    ASSERT_TRUE(controller->isRunning());
+    auto marker = std::make_shared<ThreadMarker>();
+    controller->addChannel(marker);
+    ASSERT_TRUE(testsupport::waitUntil([&] { return marker->mSeen.load(); }));
+
+    const QString audio = tree.path(QStringLiteral("a.wav"));
+    std::vector<float> samples(44100 * 2);
+    for (size_t i = 0; i < samples.size(); ++i)
+        samples[i] = float((i % 200)) / 200.0f - 0.5f;
+    ASSERT_TRUE(testsupport::writeFloatWav(audio, 44100, 2, samples));
+    const QString midi = tree.path(QStringLiteral("m.mid"));
+    ASSERT_TRUE(testsupport::writeFile(midi, testsupport::midiFileBytes({{0, 0.25, 60}, {0.5, 0.25, 64}, {1, 1, 67}})));
+
+    auto recorder = std::make_shared<testsupport::PeakReceiver>();
+    AudioEngine::setRecorder(recorder);
+    ASSERT_TRUE(server.connect(QStringLiteral("Wavelocker:Audio Output_1"), QStringLiteral("Wavelocker:Audio Input_1")));
+    ASSERT_TRUE(testsupport::waitUntil([] { return AudioEngine::isMonitoring(); }));
+
+    FilePlayer* player = FilePlayer::sharedPlayer();
+    ASSERT_TRUE(player->loadAudioURL(audio));
+    player->setRegionStart(0.1);
+    player->setRegionEnd(0.4);
+    player->setFadeIn(0.05);
+    player->setFadeOut(0.05);
+    player->setLoop(true);
+    player->setVolume(0.8f);
+    player->play();
+    testsupport::waitUntil([] { return false; }, 200);  // let the stream settle
+
+    gWatching = true;
+    testsupport::waitUntil([] { return false; }, 1000);  // loops several times
+    AudioEngine::setRecorder(std::make_shared<testsupport::PeakReceiver>());  // an exchange
+    testsupport::waitUntil([] { return false; }, 300);
+    gWatching = false;
+    player->stop();
+    ASSERT_TRUE(player->loadMidiURL(midi));
+    player->play();
+    testsupport::waitUntil([] { return false; }, 200);
+    gWatching = true;
+    testsupport::waitUntil([] { return false; }, 1500);
+    gWatching = false;
+    player->stop();
+
+    EXPECT_GT(recorder->cycles(), 50);
+    EXPECT_EQ(gAllocations.load(), 0);
+    EXPECT_EQ(gLocks.load(), 0);
+    AudioEngine::teardown();
+}
