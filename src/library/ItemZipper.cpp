@@ -2,6 +2,12 @@
 
 #include "library/Utils.h"
 #include "library/ZipArchive.h"
+#include "platform/Locations.h"
+
+#include <QFile>
+#include <QUuid>
+#include <cerrno>
+#include <cstdio>
 
 #include <QDir>
 #include <QFileInfo>
@@ -28,6 +34,16 @@ void scan(const QString& path, QStringList& set, QSet<QString>& seen)
     } else if (info.isFile()) {
         set << path;
     }
+}
+
+// rename(2) when both lie on one file system, else a copy that itself arrives by rename.
+bool moveIntoPlace(const QString& from, const QString& to)
+{
+    if (QFileInfo::exists(to))
+        return false;
+    if (std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0)
+        return true;
+    return errno == EXDEV && QFile::copy(from, to) && QFile::remove(from);
 }
 
 }  // namespace
@@ -60,9 +76,12 @@ bool zipItem(const QString& item, const QString& folder, ZipArchiveDelegate* del
     if (hooks.started)
         hooks.started(QStringLiteral("Compressing to Zip"), 0.0f);
 
+    // Written aside and moved in when complete, so the folder never shows half an archive.
+    const QString partPath = platform::Locations::tempDir() + QStringLiteral("/zip-")
+                             + QUuid::createUuid().toString(QUuid::WithoutBraces) + QStringLiteral(".zip");
     ZipArchive zip;
     zip.setDelegate(delegate);
-    if (!zip.CreateZipFile2(archivePath)) {
+    if (!zip.CreateZipFile2(partPath)) {
         zip.OutputErrorMessage(QStringLiteral("Could not create '%1'.").arg(archiveName));
         return false;
     }
@@ -75,7 +94,8 @@ bool zipItem(const QString& item, const QString& folder, ZipArchiveDelegate* del
         if (!zip.addFileToZip(QFileInfo(file).canonicalFilePath(), name))
             zip.OutputErrorMessage(QStringLiteral("Could not add '%1'.").arg(name));
     }
-    if (!zip.CloseZipFile2()) {
+    if (!zip.CloseZipFile2() || !moveIntoPlace(partPath, archivePath)) {
+        QFile::remove(partPath);
         zip.OutputErrorMessage(QStringLiteral("Could not finish '%1'.").arg(archiveName));
         return false;
     }

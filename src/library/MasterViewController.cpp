@@ -5,6 +5,7 @@
 #include "library/FileRowDelegate.h"
 #include "library/FileSort.h"
 #include "library/FolderListing.h"
+#include "library/ItemActionsController.h"
 #include "library/SortButton.h"
 #include "library/Utils.h"
 #include "platform/Dispatch.h"
@@ -59,6 +60,8 @@ MasterViewController::MasterViewController(QWidget* parent)
     layout->addWidget(mTable, 1);
 
     layout->addWidget(mSortButton);
+    mActions = new ItemActionsController(this);
+    layout->addWidget(mActions->toolbar());
     updateSortButton();
     updateHeader();
 

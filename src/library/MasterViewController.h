@@ -11,6 +11,7 @@
 class DetailScreen;
 class FileListModel;
 class FileRowDelegate;
+class ItemActionsController;
 class QLabel;
 class QLineEdit;
 class QListView;
@@ -38,6 +39,7 @@ public:
     FileListModel* model() const { return mModel; }
     QListView* tableView() const { return mTable; }
     FileRowDelegate* rowDelegate() const { return mRowDelegate; }
+    ItemActionsController* actions() const { return mActions; }
     QString headerText() const;
     QString sortButtonText() const;
     const LibraryItemList& addingFileList() const { return mAddingFileList; }
@@ -89,4 +91,5 @@ private:
     LibraryItemList mAddingFileList;
     qint64 mAddingTotal = -1;
     QTimer mCheckNewFiles;
+    ItemActionsController* mActions;
 };
