@@ -16,5 +16,6 @@ const QList<Command>& commands();
 int runLs(const QStringList& args);
 int runZip(const QStringList& args);
 int runUnzip(const QStringList& args);
+int runWaveform(const QStringList& args);
 
 }  // namespace tool

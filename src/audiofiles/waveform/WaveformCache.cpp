@@ -1,0 +1,132 @@
+#include "audiofiles/waveform/WaveformCache.h"
+
+#include "audiofiles/waveform/PeakReader.h"
+#include "audiofiles/waveform/Waveform.h"
+#include "platform/Dispatch.h"
+#include "platform/Log.h"
+
+#include <QPointer>
+#include <QThreadPool>
+
+namespace {
+constexpr int kInitialCapacity = 32;
+}
+
+WaveformCache::WaveformCache(int pointCount, ReadFunction read, QObject* parent)
+    : QObject(parent),
+      mPointCount(pointCount),
+      mRead(std::move(read)),
+      mCancel(std::make_shared<std::atomic<bool>>(false))
+{
+    if (!mRead) {
+        mRead = [](Waveform& waveform, const QString& path, const std::atomic<bool>& cancel) {
+            return PeakReader::readWaveformInto(waveform, path, 0, 0, cancel);
+        };
+    }
+    mCache.reserve(kInitialCapacity);
+    mRedrawTimer.setInterval(kRedrawIntervalMs);
+    connect(&mRedrawTimer, &QTimer::timeout, this, &WaveformCache::redraw);
+}
+
+WaveformCache::~WaveformCache()
+{
+    // A running reader stops at its next read; it owns its record and flag.
+    mCancel->store(true);
+}
+
+bool WaveformCache::loadURL(const QString& path)
+{
+    if (mLoading) {
+        mCancel->store(true);
+        QTimer::singleShot(kRetryDelayMs, this, [this, path] { loadURL(path); });
+        return false;
+    }
+    mCancel->store(false);
+    if (path.isEmpty()) {
+        mCurrent.reset();
+        emit redraw();
+        return false;
+    }
+    if (const auto cached = mCache.value(path)) {
+        mCurrent = cached;
+        emit redraw();
+        mRecent.removeAll(path);
+        mRecent.append(path);
+        return true;
+    }
+    startLoad(path);
+    return true;
+}
+
+void WaveformCache::startLoad(const QString& path)
+{
+    mLoading = true;
+    emit loadingChanged(true);
+    auto waveform = std::make_shared<Waveform>(mPointCount);
+    mCurrent = waveform;
+    mCache.insert(path, waveform);
+    mRecent.append(path);
+    // Evicting after the flag was cleared cancels this very load: once the list is full,
+    // files not yet cached stay empty. That is how the cache has always behaved.
+    if (mRecent.size() > kMaxPaths) {
+        const QString oldest = mRecent.takeFirst();
+        platform::log(QStringLiteral("Removing from cache:\n%1").arg(oldest));
+        deleted(oldest);
+    }
+    mRedrawTimer.start();
+
+    auto cancel = mCancel;
+    auto read = mRead;
+    QPointer<WaveformCache> self(this);
+    QThreadPool::globalInstance()->start([self, path, waveform, cancel, read] {
+        read(*waveform, path, *cancel);
+        const bool cancelled = cancel->load();
+        if (cancelled)
+            platform::log(QStringLiteral("Cancelled"));
+        platform::runOnMain([self, path, cancelled] {
+            if (self)
+                self->finishLoad(path, cancelled);
+        });
+    });
+}
+
+void WaveformCache::finishLoad(const QString& path, bool cancelled)
+{
+    if (cancelled)
+        mCache.remove(path);
+    emit loadingChanged(false);
+    emit redraw();
+    mRedrawTimer.stop();
+    mLoading = false;
+}
+
+void WaveformCache::deleted(const QString& path)
+{
+    mCancel->store(true);
+    const auto it = mCache.find(path);
+    if (it == mCache.end())
+        return;
+    platform::log(QStringLiteral("Removing %1 from waveform cache").arg(path));
+    if (mCurrent == it.value())
+        mCurrent.reset();
+    mCache.erase(it);
+}
+
+void WaveformCache::renamed(const QString& oldPath, const QString& newPath)
+{
+    if (const auto record = mCache.take(oldPath))
+        mCache.insert(newPath, record);
+}
+
+void WaveformCache::clearCache()
+{
+    platform::log(QStringLiteral("CLEARING CACHE"));
+    for (auto it = mCache.begin(); it != mCache.end();) {
+        if (it.value() == mCurrent) {
+            ++it;
+            continue;
+        }
+        platform::log(QStringLiteral("Removing cache for %1").arg(it.key()));
+        it = mCache.erase(it);
+    }
+}
