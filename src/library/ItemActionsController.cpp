@@ -266,6 +266,7 @@ void ItemActionsController::itemMoved(const QString& from, const QString& to)
     DetailScreen* detail = mBrowser->detailViewController();
     if (!detail)
         return;
+    detail->waveformRenamed(from, to);
     const QString shown = detail->detailItem();
     if (shown == from)
         detail->setDetailItem(to);

@@ -161,6 +161,8 @@ void MasterViewController::updateDirExternal()
     for (const LibraryItem& item : change.removed) {
         if (mDetail && mDetail->detailItem() == item.path)
             mDetail->setDetailItem(QString());
+        if (mDetail)
+            mDetail->waveformDeleted(item.path);
         mAddingFileList.removeIf([&](const LibraryItem& adding) { return adding.path == item.path; });
         emit itemRemoved(item);
     }

@@ -1,0 +1,56 @@
+#include "audiofiles/DetailViewController.h"
+#include "audiofiles/waveform/WaveView.h"
+#include "audiofiles/waveform/WaveformCache.h"
+#include "support/AudioFixtures.h"
+#include "support/TempTree.h"
+
+#include <QFile>
+#include <QPlainTextEdit>
+#include <gtest/gtest.h>
+
+using namespace testsupport;
+
+TEST(DetailViewController, ShowsWaveformFollowsRenamesAndDeletesAndSavesNotes)
+{
+    TempTree tree;
+    const QString lib = tree.library();
+    const QString wav = lib + "/take.wav";
+    ASSERT_TRUE(writeToneWav(wav, 2, 44100, 44100));
+    DetailViewController detail;
+    detail.resize(600, 400);
+    detail.show();
+
+    detail.setDetailItem(wav);
+    EXPECT_EQ(detail.detailItem(), wav);
+    EXPECT_EQ(detail.infoText(), "take.wav");
+    EXPECT_EQ(detail.waveView()->url(), wav);
+    EXPECT_DOUBLE_EQ(detail.waveView()->totalLength(), 1.0);
+    EXPECT_EQ(detail.timeText(), "00:00.00");
+    ASSERT_TRUE(waitUntil([&] { return !detail.waveView()->cache()->isLoading(); }));
+    EXPECT_TRUE(detail.waveView()->cache()->isCached(wav));
+
+    // A rename keeps the cached waveform under the new name: showing it reads nothing.
+    const QString moved = lib + "/take 2.wav";
+    ASSERT_TRUE(QFile::rename(wav, moved));
+    detail.waveformRenamed(wav, moved);
+    detail.setDetailItem(moved);
+    EXPECT_FALSE(detail.waveView()->cache()->isLoading());
+    EXPECT_TRUE(detail.waveView()->cache()->isCached(moved));
+
+    detail.waveformDeleted(moved);
+    EXPECT_FALSE(detail.waveView()->cache()->isCached(moved));
+
+    // Notes: edited text is written back when another item is shown.
+    const QString notes = lib + "/notes.txt";
+    writeFile(notes, "first line");
+    detail.setDetailItem(notes);
+    EXPECT_EQ(detail.notesView()->toPlainText(), "first line");
+    LogCapture log;
+    detail.maybeSaveText();  // nothing changed: nothing written
+    EXPECT_FALSE(log.contains("Saved text"));
+    detail.notesView()->setPlainText("second line");
+    detail.setDetailItem(QString());
+    EXPECT_TRUE(log.contains("Saved text"));
+    EXPECT_EQ(readFile(notes), "second line");
+    EXPECT_TRUE(detail.detailItem().isEmpty());
+}
