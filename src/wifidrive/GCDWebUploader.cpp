@@ -46,13 +46,6 @@ QString appVersion()
 
 HttpResponse emptyObject(const QByteArray& type = kJsonType) { return HttpResponse::data("{}", type); }
 
-struct stat statFollowing(const QString& path, bool* exists)
-{
-    struct stat st {};
-    *exists = ::stat(QFile::encodeName(path).constData(), &st) == 0;
-    return st;
-}
-
 QString errnoText() { return QString::fromLocal8Bit(std::strerror(errno)); }
 
 void appendJsonString(QByteArray& out, const QString& text)
@@ -157,6 +150,17 @@ std::optional<QString> GCDWebUploader::absolutePath(const QString& relative, boo
     return path;
 }
 
+std::optional<QString> GCDWebUploader::existingItem(const QString& relative, bool allowRoot, HttpResponse* refusal,
+                                                    struct stat* status) const
+{
+    std::optional<QString> path = absolutePath(relative, allowRoot, refusal);
+    if (path && ::stat(QFile::encodeName(*path).constData(), status) != 0) {
+        *refusal = refuse(404, QStringLiteral("\"%1\" does not exist").arg(relative));
+        return std::nullopt;
+    }
+    return path;
+}
+
 bool GCDWebUploader::checkHidden(const QString& path) const
 {
     return mAllowHiddenItems || !QFileInfo(path).fileName().startsWith(QLatin1Char('.'));
@@ -196,13 +200,10 @@ HttpResponse GCDWebUploader::listDirectory(const HttpRequest& request)
 {
     const QString relativePath = request.query.value(QStringLiteral("path"));
     HttpResponse refusal;
-    const std::optional<QString> absolute = absolutePath(relativePath, true, &refusal);
+    struct stat st {};
+    const std::optional<QString> absolute = existingItem(relativePath, true, &refusal, &st);
     if (!absolute)
         return refusal;
-    bool exists = false;
-    const struct stat st = statFollowing(*absolute, &exists);
-    if (!exists)
-        return refuse(404, QStringLiteral("\"%1\" does not exist").arg(relativePath));
     if (!S_ISDIR(st.st_mode))
         return refuse(400, QStringLiteral("\"%1\" is not a directory").arg(relativePath));
     if (*absolute != mUploadDirectory && !checkHidden(*absolute))
@@ -254,13 +255,10 @@ HttpResponse GCDWebUploader::downloadFile(const HttpRequest& request)
 {
     const QString relativePath = request.query.value(QStringLiteral("path"));
     HttpResponse refusal;
-    const std::optional<QString> absolute = absolutePath(relativePath, true, &refusal);
+    struct stat st {};
+    const std::optional<QString> absolute = existingItem(relativePath, true, &refusal, &st);
     if (!absolute)
         return refusal;
-    bool exists = false;
-    const struct stat st = statFollowing(*absolute, &exists);
-    if (!exists)
-        return refuse(404, QStringLiteral("\"%1\" does not exist").arg(relativePath));
     if (S_ISDIR(st.st_mode))
         return refuse(400, QStringLiteral("\"%1\" is a directory").arg(relativePath));
     if (!checkHidden(*absolute) || !checkFileExtension(*absolute))
@@ -309,16 +307,13 @@ HttpResponse GCDWebUploader::moveItem(const HttpRequest& request)
     const QString oldRelativePath = request.form.value(QStringLiteral("oldPath"));
     const QString newRelativePath = request.form.value(QStringLiteral("newPath"));
     HttpResponse refusal;
-    const std::optional<QString> oldPath = absolutePath(oldRelativePath, false, &refusal);
+    struct stat st {};
+    const std::optional<QString> oldPath = existingItem(oldRelativePath, false, &refusal, &st);
     if (!oldPath)
         return refusal;
     const std::optional<QString> newPath = absolutePath(newRelativePath, false, &refusal);
     if (!newPath)
         return refusal;
-    bool exists = false;
-    statFollowing(*oldPath, &exists);
-    if (!exists)
-        return refuse(404, QStringLiteral("\"%1\" does not exist").arg(oldRelativePath));
     if (!checkName(*oldPath))
         return refuse(403, QStringLiteral("Moving from item name \"%1\" is not allowed").arg(oldRelativePath));
     const QString destination = WebPaths::uniquePathForPath(*newPath);
@@ -340,13 +335,10 @@ HttpResponse GCDWebUploader::deleteItem(const HttpRequest& request)
 {
     const QString relativePath = request.form.value(QStringLiteral("path"));
     HttpResponse refusal;
-    const std::optional<QString> absolute = absolutePath(relativePath, false, &refusal);
+    struct stat st {};
+    const std::optional<QString> absolute = existingItem(relativePath, false, &refusal, &st);
     if (!absolute)
         return refusal;
-    bool exists = false;
-    statFollowing(*absolute, &exists);
-    if (!exists)
-        return refuse(404, QStringLiteral("\"%1\" does not exist").arg(relativePath));
     if (!checkName(*absolute))
         return refuse(403, QStringLiteral("Deleting item name \"%1\" is not allowed").arg(relativePath));
     if (!shouldDeleteItemAtPath(*absolute))

@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringList>
 #include <optional>
+#include <sys/stat.h>
 
 class GCDWebUploaderDelegate;
 
@@ -65,6 +66,9 @@ private:
     // Joins a request path to the upload directory; on refusal fills *refusal.
     std::optional<QString> absolutePath(const QString& relative, bool allowRoot,
                                         platform::HttpResponse* refusal) const;
+    // The same for an item that must exist (404 otherwise); fills *status from stat(2).
+    std::optional<QString> existingItem(const QString& relative, bool allowRoot, platform::HttpResponse* refusal,
+                                        struct stat* status) const;
     bool checkHidden(const QString& path) const;
     bool checkFileExtension(const QString& path) const;
     bool checkName(const QString& path) const;  // both rules
