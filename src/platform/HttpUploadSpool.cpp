@@ -57,6 +57,7 @@ bool HttpUploadSpool::beginPart(const QString& name, const QString& fileName, co
         // The file becomes a library document by rename: give it a document's mode, not 0600.
         ::fchmod(mFd, kDocumentMode);
         mCurrent.temporaryPath = QFile::decodeName(pattern);
+        mPending.reserve(kFlushBytes);
     }
     return true;
 }
@@ -72,6 +73,19 @@ bool HttpUploadSpool::write(const char* data, size_t length)
     if (!mInFile)
         return true;
     mCurrent.size += qint64(length);
+    if (mFd < 0)
+        return true;
+    // The server hands over a few kilobytes at a time; write in larger pieces.
+    mPending.append(data, qsizetype(length));
+    if (mPending.size() >= kFlushBytes)
+        flush();
+    return true;
+}
+
+void HttpUploadSpool::flush()
+{
+    const char* data = mPending.constData();
+    size_t length = size_t(mPending.size());
     while (mFd >= 0 && length > 0) {
         const ssize_t n = ::write(mFd, data, length);
         if (n < 0 && errno == EINTR)
@@ -88,7 +102,7 @@ bool HttpUploadSpool::write(const char* data, size_t length)
         data += n;
         length -= size_t(n);
     }
-    return true;
+    mPending.clear();
 }
 
 bool HttpUploadSpool::writeUrlEncoded(const char* data, size_t length)
@@ -106,6 +120,7 @@ void HttpUploadSpool::endPart()
         mInField = false;
     }
     if (mInFile) {
+        flush();
         if (mFd >= 0 && ::close(mFd) != 0 && mCurrent.error.isEmpty()) {
             mCurrent.error = QString::fromLocal8Bit(std::strerror(errno));
             removeFile(mCurrent.temporaryPath);

@@ -13,6 +13,7 @@ class HttpUploadSpool {
 public:
     static constexpr qsizetype kMaxFieldBytes = 64 * 1024;
     static constexpr int kMaxFileParts = 32;
+    static constexpr qsizetype kFlushBytes = 1 << 20;
 
     explicit HttpUploadSpool(QString uploadFolder);
     ~HttpUploadSpool();  // removes every temporary file not handed over
@@ -32,12 +33,14 @@ public:
 
 private:
     void endPart();
+    void flush();
 
     QString mFolder;
     QString mFieldName;
     QByteArray mFieldValue;
     bool mInField = false;
     int mFd = -1;
+    QByteArray mPending;  // file bytes not yet written
     UploadedFile mCurrent;
     bool mInFile = false;
     QByteArray mUrlEncoded;

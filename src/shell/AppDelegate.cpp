@@ -6,11 +6,14 @@
 #include "library/Utils.h"
 #include "platform/Locations.h"
 #include "platform/Log.h"
+#include "platform/NotificationCenter.h"
 #include "platform/Settings.h"
 #include "recording/UnfinishedRecording.h"
 #include "shell/InfoViewController.h"
 #include "ui/NavigationController.h"
 #include "ui/Theme.h"
+#include "wifidrive/MyWebUploader.h"
+#include "wifidrive/WiFiDriveViewController.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -34,6 +37,7 @@ constexpr int kMasterColumnWidth = 380;
 constexpr int kWindowWidth = 1100;
 constexpr int kWindowHeight = 720;
 constexpr int kInfoSlideMs = 300;
+constexpr int kWebServerLogLevel = 2;
 
 bool removeAnything(const QString& path)
 {
@@ -58,9 +62,33 @@ bool AppDelegate::didFinishLaunching()
     }
     fixNewDocumentsFolder();
     checkTrash();
+    createWebUploader();
     recoverUnfinishedRecording();
     observeLifecycle();
     return true;
+}
+
+// Prepared at start, started only when the user (or --serve) asks.
+void AppDelegate::createWebUploader()
+{
+    GCDWebServer::setLogLevel(kWebServerLogLevel);
+    mWebUploader = std::make_unique<MyWebUploader>(Utils::documentsURL());
+    mWebUploader->setDelegate(this);
+}
+
+void AppDelegate::webServerDidStart(GCDWebServer* server)
+{
+    platform::NotificationCenter::defaultCenter().post(WiFiDriveViewController::kChangedNotification, server);
+}
+
+void AppDelegate::webServerDidStop(GCDWebServer* server)
+{
+    platform::NotificationCenter::defaultCenter().post(WiFiDriveViewController::kChangedNotification, server);
+}
+
+void AppDelegate::webServerDidCompleteBonjourRegistration(GCDWebServer* server)
+{
+    platform::NotificationCenter::defaultCenter().post(WiFiDriveViewController::kChangedNotification, server);
 }
 
 void AppDelegate::linkLocalDocuments()

@@ -1,17 +1,20 @@
 #pragma once
+#include "wifidrive/GCDWebUploaderDelegate.h"
+
 #include <QObject>
 #include <QPointer>
 #include <memory>
 
 class DetailViewController;
 class MasterViewController;
+class MyWebUploader;
 class NavigationController;
 class QSplitter;
 class QWidget;
 
 // Owns the start of the program and its reactions to lifecycle events. In headless mode the
 // same start runs without creating any widget.
-class AppDelegate : public QObject {
+class AppDelegate : public QObject, public GCDWebUploaderDelegate {
     Q_OBJECT
 public:
     enum class Mode { Window, Headless };
@@ -32,6 +35,12 @@ public:
     void infoTapped();
     void closeInfo();
 
+    // The web server's state changes, relayed as "com.orvenic.Wavelocker.wifi-changed".
+    void webServerDidStart(GCDWebServer* server) override;
+    void webServerDidStop(GCDWebServer* server) override;
+    void webServerDidCompleteBonjourRegistration(GCDWebServer* server) override;
+    MyWebUploader* webUploader() const { return mWebUploader.get(); }
+
     QWidget* window() const { return mWindow.get(); }
     QSplitter* splitViewController() const { return mSplit; }
     NavigationController* libraryNavigationController() const { return mLibraryNavigation; }
@@ -47,6 +56,7 @@ private:
     void createWindow();
     void createScreens();
     void addInfoButton();
+    void createWebUploader();
     void recoverUnfinishedRecording();
     void observeLifecycle();
 
@@ -58,4 +68,5 @@ private:
     MasterViewController* mMaster = nullptr;
     DetailViewController* mDetail = nullptr;
     QPointer<QWidget> mInfo;
+    std::unique_ptr<MyWebUploader> mWebUploader;
 };

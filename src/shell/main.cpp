@@ -5,6 +5,7 @@
 #include "shell/AppDelegate.h"
 #include "shell/Startup.h"
 #include "ui/MessageBoxAlerts.h"
+#include "wifidrive/MyWebUploader.h"
 
 #include <QApplication>
 #include <cstdio>
@@ -14,11 +15,12 @@
 namespace {
 
 constexpr int kUsageExit = 2;
-const char* const kUsage = "usage: wavelocker [--library DIR] [--serve]\n";
+const char* const kUsage = "usage: wavelocker [--library DIR] [--serve [--port N]]\n";
 
 struct Options {
     bool serve = false;
     QString library;
+    int port = GCDWebServer::kDefaultPort;
 };
 
 // The application object depends on --serve, so it is looked for before Qt sees argv.
@@ -40,6 +42,13 @@ std::optional<Options> parse(QStringList args)
             options.serve = true;
         } else if (a == QLatin1String("--library") && !args.isEmpty()) {
             options.library = args.takeFirst();
+        } else if (a == QLatin1String("--port") && !args.isEmpty()) {
+            bool ok = false;
+            options.port = args.takeFirst().toInt(&ok);
+            if (!ok || options.port < 0 || options.port > 65535) {
+                std::fprintf(stderr, "wavelocker: --port wants a number from 0 to 65535\n%s", kUsage);
+                return std::nullopt;
+            }
         } else {
             std::fprintf(stderr, "wavelocker: unknown argument %s\n%s", a.toLocal8Bit().constData(), kUsage);
             return std::nullopt;
@@ -71,7 +80,11 @@ int main(int argc, char** argv)
     platform::QuitSignals quitSignals([](int) { QCoreApplication::quit(); });
     AppDelegate delegate(serve ? AppDelegate::Mode::Headless : AppDelegate::Mode::Window);
     delegate.didFinishLaunching();
-    if (serve)
+    if (serve) {
         platform::log(QStringLiteral("Serving the library at %1").arg(Utils::documentsURL()));
+        // The empty Bonjour name publishes under this machine's name; the server logs its address.
+        if (!delegate.webUploader()->startWithPort(options->port, QStringLiteral("")))
+            return 1;
+    }
     return app->exec();
 }

@@ -1,0 +1,127 @@
+#!/usr/bin/env bash
+# The WiFi drive against nginx on loopback, both serving the same folder in the same run:
+# download and upload of a 256 MiB file, /list requests per second on a 1,000-entry folder with
+# 32 concurrent clients, and the server's memory during a 1 GiB upload.
+set -euo pipefail
+HERE=$(cd "$(dirname "$0")" && pwd)
+. "$HERE/common.sh"
+BIN=${BIN:-$(cd "${1:-build/bin}" && pwd)}
+WORK=${WORK:-$(mktemp -d "${TMPDIR:-/tmp}/wavelocker-bench.XXXXXX")}
+
+BIG_MIB=256
+HUGE_GIB=1
+LIST_ENTRIES=1000
+CLIENTS=32
+LIST_SECONDS=5
+
+W="$WORK/wifi"
+LIB="$W/library"
+NGX="$W/nginx"
+mkdir -p "$LIB/many" "$LIB/up" "$NGX/tmp" "$NGX/up"
+SERVER_PID=""
+NGINX_PID=""
+cleanup() {
+  [ -n "$SERVER_PID" ] && kill "$SERVER_PID" 2>/dev/null || true
+  [ -n "$NGINX_PID" ] && kill "$NGINX_PID" 2>/dev/null || true
+  wait 2>/dev/null || true
+  rm -rf "$W"
+}
+trap cleanup EXIT
+
+listening() { (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; }
+free_port() {
+  local p
+  while :; do
+    p=$((20000 + RANDOM % 40000))
+    listening "$p" || { echo "$p"; return; }
+  done
+}
+wait_for_port() {
+  for _ in $(seq 1 200); do listening "$1" && return 0; sleep 0.05; done
+  echo "nothing listens on port $1" >&2
+  return 1
+}
+mib_per_s() { printf '%.1f' "$(echo "$1 / $2" | bc -l)"; }
+requests_per_s() { wrk -t2 -c"$CLIENTS" -d"${LIST_SECONDS}s" "$1" | awk '/Requests\/sec/ {print $2}'; }
+rss_kib() { awk '/VmRSS/ {print $2}' "/proc/$1/status"; }
+
+head -c "${BIG_MIB}M" /dev/urandom > "$LIB/big.bin"
+for i in $(seq 1 "$LIST_ENTRIES"); do printf '%d' "$i" > "$LIB/many/Take $i.wav"; done
+truncate -s "${HUGE_GIB}G" "$W/huge.bin"
+
+# nginx as Debian ships it, tuned as one would for static files: sendfile, long keep-alive.
+NGINX_PORT=$(free_port)
+cat > "$NGX/nginx.conf" <<CONF
+daemon off;
+worker_processes auto;
+pid $NGX/nginx.pid;
+error_log $NGX/error.log;
+$( [ "$(id -u)" -eq 0 ] && echo "user root;" )
+events { worker_connections 1024; }
+http {
+  access_log off;
+  sendfile on;
+  tcp_nopush on;
+  keepalive_requests 100000;
+  client_body_temp_path $NGX/tmp;
+  proxy_temp_path $NGX/tmp;
+  fastcgi_temp_path $NGX/tmp;
+  uwsgi_temp_path $NGX/tmp;
+  scgi_temp_path $NGX/tmp;
+  default_type application/octet-stream;
+  server {
+    listen 127.0.0.1:$NGINX_PORT;
+    root $LIB;
+    location /many/ { autoindex on; autoindex_format json; }
+    location /up/ { root $NGX; dav_methods PUT; client_max_body_size 0; }
+  }
+}
+CONF
+nginx -p "$NGX" -c "$NGX/nginx.conf" &
+NGINX_PID=$!
+
+PORT=$(free_port)
+"$BIN/wavelocker" --serve --library "$LIB" --port "$PORT" 2> "$W/serve.log" &
+SERVER_PID=$!
+wait_for_port "$NGINX_PORT"
+for _ in $(seq 1 200); do grep -q 'started on port' "$W/serve.log" && break; sleep 0.05; done
+PORT=$(grep -o 'started on port [0-9]*' "$W/serve.log" | awk '{print $4}' | head -n 1)
+wait_for_port "$PORT"
+OURS="http://127.0.0.1:$PORT"
+THEIRS="http://127.0.0.1:$NGINX_PORT"
+
+# The same bytes must come back from both before anything is timed.
+cmp <(curl -sf "$OURS/download?path=/big.bin") "$LIB/big.bin"
+cmp <(curl -sf "$THEIRS/big.bin") "$LIB/big.bin"
+
+t_ours=$(seconds curl -sf -o /dev/null "$OURS/download?path=/big.bin")
+t_nginx=$(seconds curl -sf -o /dev/null "$THEIRS/big.bin")
+echo "download ${BIG_MIB} MiB: wavelocker $(mib_per_s $BIG_MIB "$t_ours") MiB/s, nginx $(mib_per_s $BIG_MIB "$t_nginx") MiB/s," \
+     "ratio $(ratio "$t_nginx" "$t_ours") (target >= 0.8)"
+
+t_ours=$(seconds curl -sf -o /dev/null -F "path=/up/" -F "files[]=@$LIB/big.bin" "$OURS/upload")
+t_nginx=$(seconds curl -sf -o /dev/null -T "$LIB/big.bin" "$THEIRS/up/big.bin")
+cmp "$LIB/up/big.bin" "$LIB/big.bin"
+echo "upload ${BIG_MIB} MiB: wavelocker $(mib_per_s $BIG_MIB "$t_ours") MiB/s, nginx $(mib_per_s $BIG_MIB "$t_nginx") MiB/s," \
+     "ratio $(ratio "$t_nginx" "$t_ours")"
+rm -f "$LIB"/up/*
+
+r_ours=$(requests_per_s "$OURS/list?path=/many/")
+r_nginx=$(requests_per_s "$THEIRS/many/")
+echo "list ${LIST_ENTRIES} entries, ${CLIENTS} clients: wavelocker ${r_ours} req/s, nginx ${r_nginx} req/s," \
+     "ratio $(ratio "$r_ours" "$r_nginx")"
+
+# Memory while a 1 GiB body streams in: the body goes to disk, so resident memory stays flat.
+before=$(rss_kib "$SERVER_PID")
+curl -sf -o /dev/null -F "path=/up/" -F "files[]=@$W/huge.bin" "$OURS/upload" &
+upload_pid=$!
+peak=$before
+while kill -0 "$upload_pid" 2>/dev/null; do
+  now=$(rss_kib "$SERVER_PID")
+  [ "$now" -gt "$peak" ] && peak=$now
+  sleep 0.1
+done
+wait "$upload_pid"
+[ "$(stat -c %s "$LIB/up/huge.bin")" -eq $((HUGE_GIB << 30)) ]
+echo "upload ${HUGE_GIB} GiB: server resident memory $((before / 1024)) MiB before, peak $((peak / 1024)) MiB" \
+     "(+$(((peak - before) / 1024)) MiB)"
