@@ -8,6 +8,8 @@
 #include "library/FolderViewController.h"
 #include "library/ItemZipper.h"
 #include "library/MasterViewController.h"
+#include "library/MusicImport.h"
+#include "library/MusicPickerViewController.h"
 #include "library/Utils.h"
 #include "library/ZipAlertDelegate.h"
 #include "platform/Dispatch.h"
@@ -64,6 +66,7 @@ ItemActionsController::ItemActionsController(MasterViewController* browser)
     auto* importMenu = new QMenu(mImportButton);
     importMenu->addAction(QStringLiteral("Import Files..."), this, &ItemActionsController::importDocuments);
     importMenu->addAction(QStringLiteral("Import Folder..."), this, &ItemActionsController::importFolder);
+    importMenu->addAction(QStringLiteral("Import Music..."), this, &ItemActionsController::importSong);
     mImportButton->setMenu(importMenu);
 
     connect(mEditButton, &QPushButton::clicked, this, [this] { setEditing(!mEditing); });
@@ -83,6 +86,8 @@ ItemActionsController::ItemActionsController(MasterViewController* browser)
     connect(mBrowser, &MasterViewController::zipArrived, this, &ItemActionsController::unzipQuestion);
     updateToolbar();
 }
+
+ItemActionsController::~ItemActionsController() = default;
 
 QMenu* ItemActionsController::menuForRow(int row)
 {
@@ -469,4 +474,46 @@ void ItemActionsController::importFolder()
                            else
                                hud->dismiss();
                        });
+}
+
+void ItemActionsController::importSong()
+{
+    const QString folder = MusicLibrary::musicFolder();
+    const QList<MusicTrack> tracks = folder.isEmpty() ? QList<MusicTrack>() : MusicLibrary::tracks(folder);
+    if (tracks.isEmpty()) {
+        Utils::showAlert(QStringLiteral("Sorry"), QStringLiteral("Could not access music library"));
+        return;
+    }
+    auto* picker = new MusicPickerViewController(tracks, mBrowser->window());
+    picker->setAttribute(Qt::WA_DeleteOnClose);
+    picker->completionBlock = [this](const QList<MusicTrack>& picked) {
+        if (picked.isEmpty())
+            return;
+        if (!mMusicImport)
+            mMusicImport = std::make_unique<MusicImport>();
+        MusicImport* import = mMusicImport.get();
+        QPointer<ProgressHUD> hud = ProgressHUD::showWithMessage(mBrowser->window(), QStringLiteral("Importing music..."),
+                                                                 [import] { import->cancelMusicImport(); });
+        hud->setProgress(0.0f);
+        MusicImport::Callbacks callbacks;
+        callbacks.progress = [hud](float f) {
+            if (hud)
+                hud->setProgress(f);
+        };
+        callbacks.finished = [hud](const QString&) {
+            if (hud)
+                hud->makeAutoDismissMessage(QStringLiteral("Imported music"));
+        };
+        callbacks.failed = [hud](const QString& message) {
+            if (hud)
+                hud->dismiss();
+            Utils::showAlert(QStringLiteral("Music import"), message);
+        };
+        callbacks.cancelled = [hud] {
+            if (hud)
+                hud->dismiss();
+        };
+        import->start(picked.first(), mBrowser->folder(), callbacks);
+    };
+    picker->open();
 }

@@ -5,8 +5,10 @@
 #include <QObject>
 #include <QStringList>
 #include <functional>
+#include <memory>
 
 class MasterViewController;
+class MusicImport;
 class QMenu;
 class QMessageBox;
 class QPushButton;
@@ -19,6 +21,7 @@ class ItemActionsController : public QObject {
     Q_OBJECT
 public:
     explicit ItemActionsController(MasterViewController* browser);
+    ~ItemActionsController() override;
 
     // The row of buttons the browser shows under its list.
     QWidget* toolbar() const { return mToolbar; }
@@ -47,6 +50,7 @@ public:
     void exportShare(const LibraryItem& item);
     void importDocuments();
     void importFolder();
+    void importSong();
 
 private:
     // A question with buttons; answer gets the clicked button's text (empty when closed).
@@ -64,4 +68,5 @@ private:
     QPushButton* mMoveButton;
     QPushButton* mDeleteButton;
     bool mEditing = false;
+    std::unique_ptr<MusicImport> mMusicImport;  // made on first use, lives with the browser
 };

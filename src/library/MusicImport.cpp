@@ -1,0 +1,176 @@
+#include "library/MusicImport.h"
+
+#include "library/Utils.h"
+#include "platform/AudioFileReader.h"
+#include "platform/AudioMetadata.h"
+#include "platform/Locations.h"
+#include "platform/Log.h"
+
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+#include <QStandardPaths>
+#include <QtEndian>
+#include <cerrno>
+#include <cstdio>
+#include <vector>
+
+namespace {
+const double kRate = 44100;
+const int kChannels = 2;
+const int kBytesPerFrame = 4;
+const qint64 kBytesPerSecond = 176400;
+const int kChunkFrames = 16384;
+const QString kTempName = QStringLiteral("temp-import");
+const qint64 kWavHeaderBytes = 44;
+
+// The canonical 44-byte header of 16-bit stereo PCM; sizes are known only at the end.
+QByteArray wavHeader(quint32 dataBytes)
+{
+    QByteArray h(kWavHeaderBytes, '\0');
+    auto put32 = [&](int at, quint32 v) { qToLittleEndian(v, h.data() + at); };
+    auto put16 = [&](int at, quint16 v) { qToLittleEndian(v, h.data() + at); };
+    memcpy(h.data(), "RIFF", 4);
+    put32(4, 36 + dataBytes);
+    memcpy(h.data() + 8, "WAVEfmt ", 8);
+    put32(16, 16);
+    put16(20, 1);  // integer PCM
+    put16(22, kChannels);
+    put32(24, quint32(kRate));
+    put32(28, quint32(kBytesPerSecond));
+    put16(32, kBytesPerFrame);
+    put16(34, 16);
+    memcpy(h.data() + 36, "data", 4);
+    put32(40, dataBytes);
+    return h;
+}
+
+bool moveIntoPlace(const QString& from, const QString& to)
+{
+    if (std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0)
+        return true;
+    return errno == EXDEV && QFile::copy(from, to) && QFile::remove(from);
+}
+}  // namespace
+
+namespace MusicLibrary {
+
+QString musicFolder() { return QStandardPaths::writableLocation(QStandardPaths::MusicLocation); }
+
+QList<MusicTrack> tracks(const QString& folder)
+{
+    QList<MusicTrack> list;
+    QDirIterator it(folder, QDir::Files, QDirIterator::Subdirectories | QDirIterator::FollowSymlinks);
+    while (it.hasNext()) {
+        const QString path = it.next();
+        if (!Utils::fileIsAudio(path) || Utils::fileIsMIDI(path))
+            continue;
+        const std::optional<platform::AudioMetadata> tags = platform::readAudioMetadata(path);
+        if (!tags)
+            continue;
+        MusicTrack track{path, tags->title, tags->artist, tags->duration};
+        if (track.title.isEmpty())
+            track.title = QFileInfo(path).completeBaseName();
+        list << track;
+    }
+    std::sort(list.begin(), list.end(), [](const MusicTrack& a, const MusicTrack& b) {
+        const int byArtist = a.artist.compare(b.artist, Qt::CaseInsensitive);
+        return byArtist != 0 ? byArtist < 0 : a.title.compare(b.title, Qt::CaseInsensitive) < 0;
+    });
+    return list;
+}
+
+}  // namespace MusicLibrary
+
+MusicImport::MusicImport() : mQueue(QStringLiteral("mediaInputQueue")) {}
+
+QString MusicImport::targetPathFor(const MusicTrack& track, const QString& folder)
+{
+    QString name = QStringLiteral("%1 - %2").arg(track.title, track.artist);
+    name.replace(QLatin1Char('/'), QLatin1Char('_'));
+    return Utils::uniquePath(folder + QLatin1Char('/') + name + QStringLiteral(".wav"));
+}
+
+void MusicImport::start(const MusicTrack& track, const QString& folder, Callbacks callbacks)
+{
+    mCancel = false;
+    mQueue.async([this, track, folder, callbacks] { run(track, folder, callbacks); });
+}
+
+void MusicImport::run(const MusicTrack& track, const QString& folder, const Callbacks& callbacks)
+{
+    auto fail = [&callbacks](const QString& message) {
+        platform::runOnMain([callbacks, message] {
+            if (callbacks.failed)
+                callbacks.failed(message);
+        });
+    };
+    if (!QFileInfo(track.path).isFile())
+        return fail(QStringLiteral("The song is not available on this device"));
+    std::unique_ptr<platform::AudioFileReader> reader = platform::AudioFileReader::open(track.path);
+    if (!reader)
+        return fail(QStringLiteral("Could not start reading"));
+    const int channels = reader->channels();
+    if (!reader->setClientFormat(kRate, channels, platform::SampleType::Int16))
+        return fail(QStringLiteral("Could not add asset reader output"));
+    const QString temp = platform::Locations::tempDir() + QLatin1Char('/') + kTempName;
+    QFile out(temp);
+    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate) || out.write(wavHeader(0)) != kWavHeaderBytes)
+        return fail(QStringLiteral("Could not start writing"));
+
+    const double duration = track.duration > 0 ? track.duration : reader->duration();
+    std::vector<qint16> in(size_t(kChunkFrames) * size_t(channels));
+    std::vector<qint16> stereo(size_t(kChunkFrames) * kChannels);
+    qint64 written = 0;
+    while (true) {
+        if (mCancel) {
+            out.close();
+            QFile::remove(temp);
+            platform::runOnMain([callbacks] {
+                if (callbacks.cancelled)
+                    callbacks.cancelled();
+            });
+            return;
+        }
+        const int64_t frames = reader->read(in.data(), kChunkFrames);
+        if (frames < 0) {
+            out.close();
+            QFile::remove(temp);
+            return fail(QStringLiteral("Could not read the song"));
+        }
+        if (frames == 0)
+            break;
+        // Mono is heard on both sides; of more channels the first two are kept.
+        for (int64_t f = 0; f < frames; ++f) {
+            stereo[size_t(f) * 2] = in[size_t(f) * size_t(channels)];
+            stereo[size_t(f) * 2 + 1] = in[size_t(f) * size_t(channels) + (channels > 1 ? 1 : 0)];
+        }
+        const qint64 bytes = frames * kBytesPerFrame;
+        for (int64_t f = 0; f < frames * 2; ++f)
+            stereo[size_t(f)] = qToLittleEndian(stereo[size_t(f)]);
+        if (out.write(reinterpret_cast<const char*>(stereo.data()), bytes) != bytes) {
+            out.close();
+            QFile::remove(temp);
+            return fail(QStringLiteral("Could not start writing"));
+        }
+        written += bytes;
+        if (duration > 0) {
+            const float fraction = float(double(written) / kBytesPerSecond / duration);
+            platform::runOnMain([callbacks, fraction] {
+                if (callbacks.progress)
+                    callbacks.progress(fraction);
+            });
+        }
+    }
+    const bool finished = out.seek(0) && out.write(wavHeader(quint32(written))) == kWavHeaderBytes && out.flush();
+    out.close();
+    const QString target = targetPathFor(track, folder);
+    if (!finished || !moveIntoPlace(temp, target)) {
+        QFile::remove(temp);
+        return fail(QStringLiteral("Could not finish writing"));
+    }
+    platform::runOnMain([callbacks, target] {
+        if (callbacks.finished)
+            callbacks.finished(target);
+    });
+}
