@@ -23,6 +23,7 @@
 #include <QGuiApplication>
 #include <QPropertyAnimation>
 #include <QSplitter>
+#include <QStyle>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -133,13 +134,13 @@ void AppDelegate::createScreens()
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(mSplit);
     mMaster->setFolder(Utils::documentsURL());
-    mWindow->show();
+    mWindow->showMaximized();
 }
 
 void AppDelegate::addInfoButton()
 {
     auto* info = new QToolButton;
-    info->setText(QStringLiteral("\u24d8"));
+    info->setIcon(info->style()->standardIcon(QStyle::SP_MessageBoxInformation));
     info->setFixedSize(kInfoButtonWidth, kInfoButtonHeight);
     info->setAutoRaise(true);
     info->setAccessibleName(QStringLiteral("Info"));

@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Listing and sorting a folder of 10,000 files: wavelocker-tool ls against ls -l.
+set -euo pipefail
+. "$(dirname "$0")/common.sh"
+TOOL="$BIN/wavelocker-tool"
+D="$WORK/ls/Takes"
+mkdir -p "$D"
+export LC_ALL=C.UTF-8
+# The tool's own settings and folders stay inside the bench's work folder.
+export XDG_DATA_HOME="$WORK/ls/data" XDG_CONFIG_HOME="$WORK/ls/config" XDG_CACHE_HOME="$WORK/ls/cache"
+
+# 10,000 files with numbered names (numeric ordering matters), sizes and dates all different.
+# perl-base is part of every Debian system; one process instead of 20,000.
+perl -e 'for my $i (1 .. 10000) {
+  my $f = "$ARGV[0]/Take $i.wav";
+  open(my $h, ">", $f) or die "$f: $!"; print $h "\0" x ($i % 997); close $h;
+  my $t = 1600000000 + ($i * 37) % 100003; utime($t, $t, $f);
+}' "$D"
+echo "folder: $(find "$D" -type f | wc -l) files"
+
+for mode in name date size; do
+  ours=$(seconds "$TOOL" ls "$D" --sort "$mode")
+  case $mode in name) flag="" ;; date) flag="-t" ;; size) flag="-S" ;; esac
+  ref=$(seconds ls -l $flag "$D")
+  echo "ls by $mode: wavelocker $ours s, ls -l $flag $ref s, ratio $(ratio "$ours" "$ref")"
+done
+[ "$("$TOOL" ls "$D" | head -n 1)" = "10000 ITEMS" ] || { echo "ls: wrong item count"; exit 1; }
+
+# Entry status is read with one call per entry: count the status calls of one listing.
+if command -v strace >/dev/null; then
+  calls=$(strace -f -c -e trace=stat,lstat,fstat,newfstatat,statx -o "$WORK/ls/strace.txt" "$TOOL" ls "$D" >/dev/null 2>&1 \
+          && awk '$NF ~ /stat/ {n += $4} END {print n}' "$WORK/ls/strace.txt")
+  echo "status calls for 10000 entries: wavelocker $calls"
+fi
