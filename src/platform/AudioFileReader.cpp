@@ -24,6 +24,22 @@ constexpr int64_t kResamplerPrerollFrames = 512;
 
 }  // namespace
 
+StreamDescription AudioFileInfo::description() const
+{
+    StreamDescription d;
+    d.sampleRate = sampleRate;
+    d.formatID = dataFormat;
+    d.formatFlags = formatFlags;
+    d.channelsPerFrame = uint32_t(channels);
+    d.bitsPerChannel = uint32_t(bitsPerSample);
+    if (bitsPerSample > 0) {
+        d.bytesPerFrame = uint32_t(channels * ((bitsPerSample + 7) / 8));
+        d.bytesPerPacket = d.bytesPerFrame;
+        d.framesPerPacket = 1;
+    }
+    return d;
+}
+
 std::unique_ptr<AudioFileReader> AudioFileReader::open(const QString& path)
 {
     QString sndfileReason;

@@ -1,4 +1,6 @@
 #pragma once
+#include "platform/StreamDescription.h"
+
 #include <QString>
 #include <cstdint>
 #include <memory>
@@ -13,13 +15,6 @@ enum class SampleType { Float32, Int16 };
 
 inline int bytesPerSample(SampleType type) { return type == SampleType::Float32 ? 4 : 2; }
 
-// Format flags of a stream description, also reported for a file's linear PCM data.
-constexpr uint32_t kFormatFlagFloat = 0x1;
-constexpr uint32_t kFormatFlagBigEndian = 0x2;
-constexpr uint32_t kFormatFlagSignedInteger = 0x4;
-constexpr uint32_t kFormatFlagPacked = 0x8;
-constexpr uint32_t kFormatFlagAlignedHigh = 0x10;
-
 // What a reader knows about the file itself.
 struct AudioFileInfo {
     uint32_t fileType = 0;     // container: 'WAVE', 'AIFF', 'AIFC', 'caff', 'm4af', 'mp4f', 'MPG3', 'adts', ...; 0 unknown
@@ -32,6 +27,8 @@ struct AudioFileInfo {
     int64_t bitRate = 0;       // bits per second, 0 when unknown
     int bitsPerSample = 0;     // linear PCM depth; 0 for compressed data
     double duration() const { return sampleRate > 0 ? double(lengthFrames) / sampleRate : 0.0; }
+    // The file's data format as a stream description (packet fields of compressed data left 0).
+    StreamDescription description() const;
 };
 
 // Reads any audio file we know, streaming, and delivers it in a client format chosen by the

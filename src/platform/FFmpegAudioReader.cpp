@@ -61,17 +61,6 @@ uint32_t pcmFlags(const AVCodecParameters* par)
     return flags;
 }
 
-uint32_t alacDepthFlag(int bits)
-{
-    switch (bits) {
-    case 16: return 1;
-    case 20: return 2;
-    case 24: return 3;
-    case 32: return 4;
-    default: return 0;
-    }
-}
-
 uint32_t mp4FileType(const AVFormatContext* fmt, const QString& path)
 {
     const AVDictionaryEntry* brand = av_dict_get(fmt->metadata, "major_brand", nullptr, 0);
@@ -213,7 +202,7 @@ std::unique_ptr<AudioFileReader> FFmpegAudioReader::open(const QString& path, QS
         info.formatFlags = pcmFlags(par);
         info.bitsPerSample = par->bits_per_coded_sample;
     } else if (par->codec_id == AV_CODEC_ID_ALAC) {
-        info.formatFlags = alacDepthFlag(h->dec->bits_per_raw_sample);
+        info.formatFlags = alacFlagsForBits(h->dec->bits_per_raw_sample);
     }
     info.bitRate = par->bit_rate > 0 ? par->bit_rate : std::max<int64_t>(h->fmt->bit_rate, 0);
     if (st->duration != AV_NOPTS_VALUE && st->duration > 0) {

@@ -158,7 +158,7 @@ TEST(AudioFileReader, CompressedFormatsDecodeWithExactSeeking)
         const int64_t frames = int64_t(all.size() / 2);
         if (c.exactLength) {
             // The container's own count (the AAC muxer trims a few frames off the end).
-            const int64_t stored = probe(path, "duration_ts").toLongLong();
+            const int64_t stored = probe(path)["duration_ts"].toLongLong();
             EXPECT_NEAR(double(stored), double(kFrames), 16.0);
             EXPECT_EQ(reader->lengthFrames(), stored);
             EXPECT_EQ(frames, stored);

@@ -70,19 +70,30 @@ bool runTool(const QString& program, const QStringList& args, QByteArray* output
     return p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
 }
 
-QString probe(const QString& path, const QString& entry)
+Probe probe(const QString& path)
 {
-    const bool format = entry.startsWith(QLatin1String("format:"));
-    const QString key = format ? entry.mid(7) : entry;
-    QStringList args{QStringLiteral("-v"), QStringLiteral("error")};
-    if (!format)
-        args << QStringLiteral("-select_streams") << QStringLiteral("a:0");
-    args << QStringLiteral("-show_entries") << (format ? QStringLiteral("format=") : QStringLiteral("stream=")) + key
-         << QStringLiteral("-of") << QStringLiteral("default=noprint_wrappers=1:nokey=1") << path;
     QByteArray out;
-    if (!runTool(QStringLiteral("ffprobe"), args, &out))
-        return {};
-    return QString::fromUtf8(out).trimmed();
+    Probe result;
+    if (!runTool(QStringLiteral("ffprobe"), {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-select_streams"),
+                                            QStringLiteral("a:0"), QStringLiteral("-show_streams"), QStringLiteral("-show_format"),
+                                            QStringLiteral("-of"), QStringLiteral("flat"), path},
+                 &out))
+        return result;
+    // Lines like streams.stream.0.codec_name="aac" and format.format_name="wav".
+    for (const QByteArray& line : out.split('\n')) {
+        const qsizetype eq = line.indexOf('=');
+        if (eq < 0)
+            continue;
+        const QString key = QString::fromUtf8(line.left(eq));
+        QString value = QString::fromUtf8(line.mid(eq + 1));
+        if (value.startsWith(QLatin1Char('"')) && value.endsWith(QLatin1Char('"')))
+            value = value.mid(1, value.size() - 2);
+        if (key.startsWith(QLatin1String("streams.stream.0.")))
+            result.insert(key.mid(17), value);
+        else if (key.startsWith(QLatin1String("format.")))
+            result.insert(QStringLiteral("format:") + key.mid(7), value);
+    }
+    return result;
 }
 
 }  // namespace testsupport

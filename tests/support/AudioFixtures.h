@@ -1,4 +1,5 @@
 #pragma once
+#include <QHash>
 #include <QString>
 #include <QStringList>
 #include <cstdint>
@@ -19,8 +20,10 @@ bool writeToneWav(const QString& path, int channels, int sampleRate, int64_t fra
 
 // Runs an outside program; true when it exits with 0.
 bool runTool(const QString& program, const QStringList& args, QByteArray* output = nullptr);
-// ffprobe's value for one entry of the first audio stream ("sample_rate", "channels",
-// "codec_name", "bits_per_raw_sample", ...) or of the format ("format:format_name").
-QString probe(const QString& path, const QString& entry);
+// What ffprobe says of a file in one run: entries of the first audio stream by their names
+// ("sample_rate", "channels", "codec_name", "bit_rate", "duration_ts", "bits_per_raw_sample",
+// ...) and of the container as "format:NAME" ("format:format_name").
+using Probe = QHash<QString, QString>;
+Probe probe(const QString& path);
 
 }  // namespace testsupport

@@ -17,5 +17,10 @@ int runLs(const QStringList& args);
 int runZip(const QStringList& args);
 int runUnzip(const QStringList& args);
 int runWaveform(const QStringList& args);
+int runInfo(const QStringList& args);
+int runDecode(const QStringList& args);
+int runConvert(const QStringList& args);
+int runNormalize(const QStringList& args);
+int runTrim(const QStringList& args);
 
 }  // namespace tool

@@ -1,0 +1,86 @@
+#include "audiofiles/FileInformation.h"
+
+#include "platform/AudioFileReader.h"
+#include "platform/FourCC.h"
+
+#include <cmath>
+
+namespace Utils {
+namespace {
+
+using platform::fourCC;
+
+struct TypeName {
+    uint32_t type;
+    const char* name;
+};
+
+constexpr TypeName kTypeNames[] = {
+    {fourCC("3gp2"), "3GP2"}, {fourCC("3gpp"), "3GP"}, {fourCC("AIFC"), "AIFC"}, {fourCC("AIFF"), "AIFF"},
+    {fourCC("MPG1"), "MP1"},  {fourCC("MPG2"), "MP2"}, {fourCC("MPG3"), "MP3"},  {fourCC("NeXT"), "NeXT"},
+    {fourCC("WAVE"), "WAVE"}, {fourCC("ac-3"), "AC3"}, {fourCC("adts"), "ADTS"}, {fourCC("amrf"), "AMR"},
+    {fourCC("caff"), "CAF"},  {fourCC("m4af"), "M4A"}, {fourCC("mp4f"), "MP4"},  {fourCC("Sd2f"), "SD2"},
+};
+
+constexpr double kCdSampleRate = 44100;
+constexpr uint32_t kCdBits = 16;
+
+}  // namespace
+
+QString fileTypeName(uint32_t fileType)
+{
+    for (const TypeName& t : kTypeNames)
+        if (t.type == fileType)
+            return QString::fromLatin1(t.name);
+    return QStringLiteral("(unknown)");
+}
+
+QString codecName(uint32_t dataFormat)
+{
+    // Printed as a C string of at most four characters: a zero byte ends it.
+    QString text = platform::fourCCString(dataFormat);
+    if (const qsizetype zero = text.indexOf(QChar(0)); zero >= 0)
+        text.truncate(zero);
+    text = text.toUpper();
+    auto trimmable = [](QChar c) { return c == QLatin1Char(' ') || c == QLatin1Char('.'); };
+    while (!text.isEmpty() && trimmable(text.front()))
+        text.remove(0, 1);
+    while (!text.isEmpty() && trimmable(text.back()))
+        text.chop(1);
+    return text;
+}
+
+QString durationText(double seconds)
+{
+    const int whole = int(seconds);
+    const int millis = int((seconds - std::floor(seconds)) * 1000.0);
+    return QString::asprintf("%02d:%02d.%03d", whole / 60, whole % 60, millis);
+}
+
+std::optional<FileInformation> fileInformation(const QString& path)
+{
+    const auto reader = platform::AudioFileReader::open(path);
+    if (!reader)
+        return std::nullopt;
+    const platform::StreamDescription d = reader->info().description();
+    const QString type = fileTypeName(reader->fileType());
+    const QString codec = codecName(d.formatID);
+    const QString typePart = codec == type ? type : QStringLiteral("%1 %2").arg(type, codec);
+    const QString channelsText = QString::asprintf("%u ch", d.channelsPerFrame);
+    QString depth;
+    if (d.formatID == fourCC("alac"))
+        depth = QString::asprintf("%2d bit", platform::alacBitsForFlags(d.formatFlags));
+    else if (d.bitsPerChannel != 0)
+        depth = QString::asprintf("%2u bit", d.bitsPerChannel);
+    else if (reader->bitRate() != 0)
+        depth = QString::asprintf("%u kb/s", unsigned(reader->bitRate() / 1000));
+
+    FileInformation info;
+    info.text = QStringLiteral("%1 %2\n%3 %4 Hz\n%5")
+                    .arg(channelsText, typePart, depth, QString::asprintf("%g", d.sampleRate),
+                         durationText(reader->duration()));
+    info.is44100Hz16Bit = d.sampleRate == kCdSampleRate && d.bitsPerChannel == kCdBits;
+    return info;
+}
+
+}  // namespace Utils

@@ -1,0 +1,173 @@
+#include "audiofiles/OperationSupport.h"
+
+#include "platform/FourCC.h"
+#include "platform/Locations.h"
+#include "platform/Log.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <algorithm>
+#include <limits>
+
+namespace Utils::operations {
+
+using platform::AudioFileReader;
+using platform::AudioFileWriter;
+using platform::fourCC;
+using platform::log;
+
+namespace {
+
+constexpr char kTempName[] = "tempfile";
+// The error code reported when the writer refuses a client format.
+constexpr uint32_t kFormatNotSupported = fourCC("fmt?");
+
+std::mutex gTemporaryPathMutex;
+
+platform::StreamDescription standardWave(const AudioFileReader& src)
+{
+    platform::StreamDescription d;
+    d.sampleRate = src.sampleRate();
+    d.channelsPerFrame = uint32_t(src.channels());
+    d.formatID = fourCC("lpcm");
+    d.formatFlags = platform::kFormatFlagSignedInteger | platform::kFormatFlagPacked;
+    d.bitsPerChannel = 16;
+    d.bytesPerFrame = 2 * d.channelsPerFrame;
+    d.framesPerPacket = 1;
+    d.bytesPerPacket = d.bytesPerFrame;
+    return d;
+}
+
+QString withWavExtension(const QString& path)
+{
+    const QFileInfo info(path);
+    const QString base = info.suffix().isEmpty() ? path : path.left(path.size() - info.suffix().size() - 1);
+    return base + QStringLiteral(".wav");
+}
+
+}  // namespace
+
+std::unique_lock<std::mutex> lockTemporaryPath() { return std::unique_lock(gTemporaryPathMutex); }
+
+QString temporaryPath(const QString& extension)
+{
+    QString path = platform::Locations::tempDir() + QLatin1Char('/') + QLatin1String(kTempName);
+    if (!extension.isEmpty())
+        path += QLatin1Char('.') + extension;
+    QFile::remove(path);
+    return path;
+}
+
+std::unique_ptr<AudioFileReader> openReader(const QString& src)
+{
+    auto reader = AudioFileReader::open(src);
+    if (reader && reader->info().lengthIsExact && reader->lengthFrames() == 0) {
+        log(QStringLiteral("No audio frames in %1").arg(src));
+        reader.reset();
+    }
+    if (!reader)
+        log(QStringLiteral("Could not open audio URL %1").arg(src));
+    return reader;
+}
+
+std::unique_ptr<AudioFileReader> openSource(const QString& src, const char* clientFormatError, double clientRate)
+{
+    auto reader = openReader(src);
+    if (!reader)
+        return nullptr;
+    if (!reader->setClientFormat(clientRate > 0 ? clientRate : reader->sampleRate(), reader->channels(),
+                                 platform::SampleType::Float32)) {
+        log(QLatin1String(clientFormatError));
+        return nullptr;
+    }
+    return reader;
+}
+
+bool moveIntoPlace(const QString& temp, const QString& dest, bool replace)
+{
+    if (replace && QFileInfo::exists(dest))
+        QFile::remove(dest);
+    // QFile::rename refuses an existing destination and copies across file systems.
+    if (!QFile::rename(temp, dest)) {
+        log(QStringLiteral("Could not move %1 to %2").arg(temp, dest));
+        return false;
+    }
+    return true;
+}
+
+std::optional<KeptFormatOutput> createKeepingFormat(const AudioFileReader& src, const QString& temp, const QString& dest,
+                                                    bool logClientFormatError)
+{
+    const platform::StreamDescription format = src.info().description();
+    auto writer = AudioFileWriter::create(temp, src.fileType(), format);
+    if (!writer) {
+        log(QStringLiteral("Could not create audiofile for writing"));
+    } else {
+        if (format.formatID != fourCC("lpcm"))
+            log(QStringLiteral("Setting software codec"));
+        if (writer->setClientFormat(src.sampleRate(), src.channels()))
+            return KeptFormatOutput{std::move(writer), dest};
+        if (logClientFormatError) {
+            const QByteArray code = platform::fourCCString(kFormatNotSupported).toLatin1();
+            log(QString::asprintf("Could not set client format: %d %.4s", int(kFormatNotSupported), code.constData()));
+        }
+    }
+    log(QStringLiteral("Creating standard WAVE instead"));
+    writer.reset();
+    QFile::remove(temp);
+    writer = AudioFileWriter::create(temp, fourCC("WAVE"), standardWave(src));
+    if (!writer) {
+        log(QStringLiteral("Could not create standard WAVE audiofile for writing"));
+        return std::nullopt;
+    }
+    if (!writer->setClientFormat(src.sampleRate(), src.channels())) {
+        log(QStringLiteral("Could not set client format on audiofile for writing"));
+        return std::nullopt;
+    }
+    return KeptFormatOutput{std::move(writer), withWavExtension(dest)};
+}
+
+bool streamChunks(AudioFileReader& src, AudioFileWriter* writer, std::vector<float>& buffer, int64_t limit,
+                  const ChunkProcess& process, const std::function<void(int64_t done)>& progress)
+{
+    const int channels = src.channels();
+    buffer.resize(size_t(kChunkFrames * channels));
+    int64_t done = 0;
+    while (done < limit) {
+        const int want = int(std::min<int64_t>(limit - done, kChunkFrames));
+        const int64_t n = src.read(buffer.data(), want);
+        if (n < 0) {
+            log(QStringLiteral("Could not read audio data"));
+            return false;
+        }
+        if (n == 0)
+            break;
+        if (process)
+            process(buffer.data(), int(n), done);
+        if (writer && !writer->write(buffer.data(), n)) {
+            log(QStringLiteral("Could not write audio data"));
+            return false;
+        }
+        done += n;
+        if (progress)
+            progress(done);
+    }
+    return true;
+}
+
+bool finish(AudioFileWriter& writer, const QString& temp)
+{
+    if (writer.close())
+        return true;
+    log(QStringLiteral("Could not finish writing %1").arg(temp));
+    return false;
+}
+
+void report(const ProgressBlock& progressBlock, double fraction)
+{
+    if (progressBlock)
+        progressBlock(float(fraction));
+}
+
+}  // namespace Utils::operations

@@ -1,0 +1,57 @@
+#pragma once
+#include "audiofiles/AudioOperations.h"
+#include "platform/AudioFileReader.h"
+#include "platform/AudioFileWriter.h"
+
+#include <QString>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+// Pieces shared by the offline operations.
+namespace Utils::operations {
+
+constexpr int64_t kChunkFrames = 8192;
+
+// Held for the whole of an operation: they all write the same temporary path.
+std::unique_lock<std::mutex> lockTemporaryPath();
+
+// "tempfile" (plus "." and the extension when given) in the temporary folder, with whatever
+// was left there removed.
+QString temporaryPath(const QString& extension = {});
+
+// The source, opened; nullptr, logged, when it can't be opened or holds no audio.
+std::unique_ptr<platform::AudioFileReader> openReader(const QString& src);
+// The source with a float client format at its own channels and rate (or clientRate when
+// given); nullptr, logged, when
+// it can't be opened or holds no audio. clientFormatError is logged when the client format
+// can't be set.
+std::unique_ptr<platform::AudioFileReader> openSource(const QString& src, const char* clientFormatError, double clientRate = 0);
+
+// Moves the finished temporary file to dest, replacing what is there only when asked.
+bool moveIntoPlace(const QString& temp, const QString& dest, bool replace);
+
+// A writer for normalize and trim that keeps the source's container and encoding or falls
+// back to 16-bit WAVE (then dest's extension becomes "wav"). Null, logged, on failure.
+struct KeptFormatOutput {
+    std::unique_ptr<platform::AudioFileWriter> writer;
+    QString dest;
+};
+std::optional<KeptFormatOutput> createKeepingFormat(const platform::AudioFileReader& src, const QString& temp,
+                                                    const QString& dest, bool logClientFormatError);
+
+// Reads chunks until the source ends or `limit` frames are done; each chunk goes through
+// `process` (when set) and then into `writer` (when set); `done` is reported after every
+// chunk. False, logged, on a read or write error.
+using ChunkProcess = std::function<void(float* chunk, int frames, int64_t done)>;
+bool streamChunks(platform::AudioFileReader& src, platform::AudioFileWriter* writer, std::vector<float>& buffer,
+                  int64_t limit, const ChunkProcess& process, const std::function<void(int64_t done)>& progress);
+
+// Completes the writer; false, logged, when the file can't be finished.
+bool finish(platform::AudioFileWriter& writer, const QString& temp);
+
+void report(const ProgressBlock& progressBlock, double fraction);
+
+}  // namespace Utils::operations

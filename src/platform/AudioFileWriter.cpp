@@ -1,0 +1,129 @@
+#include "platform/AudioFileWriter.h"
+
+#include "platform/FFmpegAudioWriter.h"
+#include "platform/FourCC.h"
+#include "platform/Log.h"
+#include "platform/SndfileAudioWriter.h"
+
+#include <cmath>
+
+extern "C" {
+#include <libavutil/channel_layout.h>
+#include <libswresample/swresample.h>
+}
+
+namespace platform {
+
+std::unique_ptr<AudioFileWriter> AudioFileWriter::create(const QString& path, uint32_t fileType,
+                                                         const StreamDescription& fileFormat)
+{
+    QString reason;
+    std::unique_ptr<AudioFileWriter> writer;
+    if (fileFormat.channelsPerFrame < 1 || fileFormat.channelsPerFrame > 8 || fileFormat.sampleRate < 1000 ||
+        fileFormat.sampleRate > 768000) {
+        reason = QStringLiteral("%1 channels at %2 Hz").arg(fileFormat.channelsPerFrame).arg(fileFormat.sampleRate);
+    } else if (SndfileAudioWriter::handles(fileType, fileFormat)) {
+        writer = SndfileAudioWriter::create(path, fileType, fileFormat, &reason);
+    } else if (FFmpegAudioWriter::handles(fileType, fileFormat)) {
+        writer = FFmpegAudioWriter::create(path, fileFormat, &reason);
+    } else {
+        reason = QStringLiteral("can't write '%1' data in a '%2' file")
+                     .arg(fourCCString(fileFormat.formatID), fourCCString(fileType));
+    }
+    if (!writer)
+        log(QStringLiteral("Could not create audio file %1: %2").arg(path, reason));
+    return writer;
+}
+
+AudioFileWriter::AudioFileWriter(QString path, const StreamDescription& fileFormat)
+    : mPath(std::move(path)),
+      mFormat(fileFormat),
+      mClientRate(fileFormat.sampleRate),
+      mClientChannels(int(fileFormat.channelsPerFrame))
+{
+}
+
+AudioFileWriter::~AudioFileWriter() = default;
+
+void AudioFileWriter::SwrDeleter::operator()(SwrContext* s) const { swr_free(&s); }
+
+bool AudioFileWriter::converting() const
+{
+    return mClientRate != mFormat.sampleRate || mClientChannels != int(mFormat.channelsPerFrame);
+}
+
+bool AudioFileWriter::setClientFormat(double sampleRate, int channels)
+{
+    const int fileChannels = int(mFormat.channelsPerFrame);
+    if (sampleRate < 1000 || sampleRate > 768000 || channels < 1 ||
+        (channels != fileChannels && !(channels <= 2 && fileChannels <= 2)))
+        return false;
+    mClientRate = sampleRate;
+    mClientChannels = channels;
+    mSwr.reset();
+    if (!converting())
+        return true;
+
+    AVChannelLayout in;
+    AVChannelLayout out;
+    av_channel_layout_default(&in, channels);
+    av_channel_layout_default(&out, fileChannels);
+    SwrContext* swr = nullptr;
+    int err = swr_alloc_set_opts2(&swr, &out, AV_SAMPLE_FMT_FLT, int(std::lround(mFormat.sampleRate)), &in,
+                                  AV_SAMPLE_FMT_FLT, int(std::lround(sampleRate)), 0, nullptr);
+    mSwr.reset(swr);
+    if (err >= 0 && channels != fileChannels) {
+        // 2 -> 1 keeps the first channel as it is; 1 -> 2 copies it to both.
+        const double keepFirst[] = {1.0, 0.0};
+        const double duplicate[] = {1.0, 1.0};
+        err = channels == 2 ? swr_set_matrix(swr, keepFirst, 2) : swr_set_matrix(swr, duplicate, 1);
+    }
+    if (err >= 0)
+        err = swr_init(swr);
+    av_channel_layout_uninit(&in);
+    av_channel_layout_uninit(&out);
+    if (err < 0) {
+        mSwr.reset();
+        mClientRate = mFormat.sampleRate;
+        mClientChannels = fileChannels;
+        return false;
+    }
+    return true;
+}
+
+bool AudioFileWriter::write(const float* interleaved, int64_t frames)
+{
+    if (mClosed)
+        return false;
+    if (frames <= 0)
+        return true;
+    if (!mSwr)
+        return writeFile(interleaved, frames);
+    const int capacity = swr_get_out_samples(mSwr.get(), int(frames));
+    if (capacity < 0)
+        return false;
+    mConverted.resize(size_t(capacity) * mFormat.channelsPerFrame);
+    auto* out = reinterpret_cast<uint8_t*>(mConverted.data());
+    const auto* in = reinterpret_cast<const uint8_t*>(interleaved);
+    const int n = swr_convert(mSwr.get(), &out, capacity, &in, int(frames));
+    return n >= 0 && (n == 0 || writeFile(mConverted.data(), n));
+}
+
+bool AudioFileWriter::close()
+{
+    if (mClosed)
+        return false;
+    bool ok = true;
+    if (mSwr) {
+        // The resampler's tail.
+        const int capacity = std::max(swr_get_out_samples(mSwr.get(), 0), 0) + 64;
+        mConverted.resize(size_t(capacity) * mFormat.channelsPerFrame);
+        auto* out = reinterpret_cast<uint8_t*>(mConverted.data());
+        const int n = swr_convert(mSwr.get(), &out, capacity, nullptr, 0);
+        ok = n >= 0 && (n == 0 || writeFile(mConverted.data(), n));
+    }
+    mClosed = true;
+    return finishFile() && ok;
+}
+
+}  // namespace platform

@@ -1,0 +1,68 @@
+#pragma once
+#include "platform/StreamDescription.h"
+
+#include <QString>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+struct SwrContext;
+
+namespace platform {
+
+// Writes the formats we can create: linear PCM in WAVE, AIFF and CAF (libsndfile) and AAC or
+// ALAC in M4A (FFmpeg). Takes interleaved float client data at any rate and channel count and
+// converts it to the file's: 2 -> 1 channels keeps the first channel, 1 -> 2 duplicates it.
+class AudioFileWriter {
+public:
+    // Creates the file (replacing any file there) with the given container type ('WAVE',
+    // 'AIFF', 'caff', 'm4af') and data format; nullptr with the reason logged when the
+    // combination can't be written.
+    static std::unique_ptr<AudioFileWriter> create(const QString& path, uint32_t fileType,
+                                                   const StreamDescription& fileFormat);
+    virtual ~AudioFileWriter();
+    AudioFileWriter(const AudioFileWriter&) = delete;
+    AudioFileWriter& operator=(const AudioFileWriter&) = delete;
+
+    const StreamDescription& fileFormat() const { return mFormat; }
+
+    // Until called, client data has the file's rate and channels.
+    bool setClientFormat(double sampleRate, int channels);
+
+    // The encoder of compressed formats (AAC and ALAC); PCM has none.
+    virtual bool hasEncoder() const { return false; }
+    // 0..127; the highest values pick the encoder's most careful search.
+    virtual bool setCodecQuality(int) { return false; }
+    // AAC only; bits per second, taken as a request.
+    virtual bool setEncodeBitRate(int) { return false; }
+    // The bit rate the encoder really uses once set up; 0 when there is none.
+    virtual int encodeBitRate() { return 0; }
+
+    bool write(const float* interleaved, int64_t frames);
+    // Flushes everything and completes the file; false when that fails. Without it the
+    // destructor only releases the file, leaving it incomplete.
+    bool close();
+
+protected:
+    AudioFileWriter(QString path, const StreamDescription& fileFormat);
+    // Frames at the file's rate and channels.
+    virtual bool writeFile(const float* interleaved, int64_t frames) = 0;
+    virtual bool finishFile() = 0;
+
+    QString mPath;
+    StreamDescription mFormat;
+
+private:
+    bool converting() const;
+
+    double mClientRate;
+    int mClientChannels;
+    struct SwrDeleter {
+        void operator()(SwrContext* s) const;
+    };
+    std::unique_ptr<SwrContext, SwrDeleter> mSwr;
+    std::vector<float> mConverted;
+    bool mClosed = false;
+};
+
+}  // namespace platform

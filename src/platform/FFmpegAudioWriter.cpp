@@ -1,0 +1,254 @@
+#include "platform/FFmpegAudioWriter.h"
+
+#include "platform/FFmpegSupport.h"
+#include "platform/FourCC.h"
+#include "platform/Log.h"
+#include "platform/SampleConversion.h"
+
+#include <QFile>
+#include <algorithm>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/channel_layout.h>
+#include <libavutil/opt.h>
+}
+
+namespace platform {
+namespace {
+
+constexpr int kDefaultAacBitRate = 128000;
+// Codec quality from which the encoders' most thorough modes are used.
+constexpr int kHighQuality = 64;
+
+}  // namespace
+
+struct FFmpegAudioWriter::Handles {
+    AVFormatContext* fmt = nullptr;
+    AVCodecContext* enc = nullptr;
+    AVStream* stream = nullptr;
+    AVFrame* frame = nullptr;
+    AVPacket* packet = nullptr;
+    bool opened = false;
+    bool failed = false;
+    int fill = 0;              // samples in `frame` so far
+    int64_t samplesSent = 0;   // timestamps of the frames handed to the encoder
+
+    ~Handles()
+    {
+        av_packet_free(&packet);
+        av_frame_free(&frame);
+        avcodec_free_context(&enc);
+        if (fmt) {
+            avio_closep(&fmt->pb);
+            avformat_free_context(fmt);
+        }
+    }
+};
+
+bool FFmpegAudioWriter::handles(uint32_t fileType, const StreamDescription& format)
+{
+    return fileType == fourCC("m4af") && (format.formatID == fourCC("aac ") || format.formatID == fourCC("alac"));
+}
+
+std::unique_ptr<AudioFileWriter> FFmpegAudioWriter::create(const QString& path, const StreamDescription& format,
+                                                           QString* reason)
+{
+    ffmpeg::quietLibraryLog();
+    const bool aac = format.formatID == fourCC("aac ");
+    const AVCodec* codec = avcodec_find_encoder(aac ? AV_CODEC_ID_AAC : AV_CODEC_ID_ALAC);
+    const AVOutputFormat* muxer = av_guess_format("ipod", nullptr, nullptr);
+    if (!codec || !muxer) {
+        *reason = QStringLiteral("no encoder or muxer");
+        return nullptr;
+    }
+    auto h = std::make_unique<Handles>();
+    const QByteArray file = QFile::encodeName(path);
+    int err = avformat_alloc_output_context2(&h->fmt, muxer, nullptr, file.constData());
+    h->enc = avcodec_alloc_context3(codec);
+    h->frame = av_frame_alloc();
+    h->packet = av_packet_alloc();
+    if (err < 0 || !h->fmt || !h->enc || !h->frame || !h->packet) {
+        *reason = QStringLiteral("out of memory");
+        return nullptr;
+    }
+    AVCodecContext* enc = h->enc;
+    enc->sample_rate = int(format.sampleRate);
+    enc->time_base = AVRational{1, enc->sample_rate};
+    av_channel_layout_default(&enc->ch_layout, int(format.channelsPerFrame));
+    if (aac) {
+        enc->sample_fmt = AV_SAMPLE_FMT_FLTP;
+        enc->bit_rate = kDefaultAacBitRate;
+    } else {
+        // ALAC depth from the flags; the encoder takes 16 bits, or 24 carried in 32-bit words.
+        const int bits = alacBitsForFlags(format.formatFlags);
+        enc->sample_fmt = bits == 16 || bits == 0 ? AV_SAMPLE_FMT_S16P : AV_SAMPLE_FMT_S32P;
+        if (enc->sample_fmt == AV_SAMPLE_FMT_S32P)
+            enc->bits_per_raw_sample = 24;
+    }
+    if (h->fmt->oformat->flags & AVFMT_GLOBALHEADER)
+        enc->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    err = avio_open(&h->fmt->pb, file.constData(), AVIO_FLAG_WRITE);
+    if (err < 0) {
+        *reason = ffmpeg::errorText(err);
+        return nullptr;
+    }
+    return std::unique_ptr<AudioFileWriter>(new FFmpegAudioWriter(path, format, std::move(h)));
+}
+
+FFmpegAudioWriter::FFmpegAudioWriter(const QString& path, const StreamDescription& format, std::unique_ptr<Handles> handles)
+    : AudioFileWriter(path, format), mH(std::move(handles))
+{
+}
+
+FFmpegAudioWriter::~FFmpegAudioWriter() = default;
+
+bool FFmpegAudioWriter::setCodecQuality(int quality)
+{
+    if (mH->opened)
+        return false;
+    if (mFormat.formatID == fourCC("aac "))
+        return av_opt_set(mH->enc->priv_data, "aac_coder", quality >= kHighQuality ? "twoloop" : "fast", 0) >= 0;
+    mH->enc->compression_level = quality >= kHighQuality ? 2 : 1;
+    return true;
+}
+
+bool FFmpegAudioWriter::setEncodeBitRate(int bitsPerSecond)
+{
+    if (mH->opened || mFormat.formatID != fourCC("aac ") || bitsPerSecond <= 0)
+        return false;
+    mH->enc->bit_rate = bitsPerSecond;
+    return true;
+}
+
+int FFmpegAudioWriter::encodeBitRate()
+{
+    if (mFormat.formatID != fourCC("aac ") || !ensureOpen())
+        return 0;
+    return int(mH->enc->bit_rate);
+}
+
+bool FFmpegAudioWriter::ensureOpen()
+{
+    if (mH->opened || mH->failed)
+        return mH->opened;
+    mH->failed = true;
+    int err = avcodec_open2(mH->enc, mH->enc->codec, nullptr);
+    if (err < 0) {
+        log(QStringLiteral("Could not open the encoder for %1: %2").arg(mPath, ffmpeg::errorText(err)));
+        return false;
+    }
+    mH->stream = avformat_new_stream(mH->fmt, nullptr);
+    if (!mH->stream)
+        return false;
+    mH->stream->time_base = mH->enc->time_base;
+    err = avcodec_parameters_from_context(mH->stream->codecpar, mH->enc);
+    if (err >= 0)
+        err = avformat_write_header(mH->fmt, nullptr);
+    AVFrame* frame = mH->frame;
+    frame->format = mH->enc->sample_fmt;
+    frame->nb_samples = mH->enc->frame_size > 0 ? mH->enc->frame_size : 4096;
+    if (err >= 0)
+        err = av_channel_layout_copy(&frame->ch_layout, &mH->enc->ch_layout);
+    frame->sample_rate = mH->enc->sample_rate;
+    if (err >= 0)
+        err = av_frame_get_buffer(frame, 0);
+    if (err < 0) {
+        log(QStringLiteral("Could not start writing %1: %2").arg(mPath, ffmpeg::errorText(err)));
+        return false;
+    }
+    mH->failed = false;
+    mH->opened = true;
+    return true;
+}
+
+bool FFmpegAudioWriter::writeFile(const float* interleaved, int64_t frames)
+{
+    if (!ensureOpen())
+        return false;
+    AVFrame* frame = mH->frame;
+    const int channels = int(mFormat.channelsPerFrame);
+    const int frameSize = frame->nb_samples;
+    int64_t done = 0;
+    while (done < frames) {
+        if (mH->fill == 0 && av_frame_make_writable(frame) < 0)
+            return false;
+        const int n = int(std::min<int64_t>(frames - done, frameSize - mH->fill));
+        const float* src = interleaved + done * channels;
+        for (int c = 0; c < channels; ++c) {
+            uint8_t* plane = frame->extended_data[c];
+            switch (mH->enc->sample_fmt) {
+            case AV_SAMPLE_FMT_FLTP: {
+                float* dst = reinterpret_cast<float*>(plane) + mH->fill;
+                for (int i = 0; i < n; ++i)
+                    dst[i] = src[i * channels + c];
+                break;
+            }
+            case AV_SAMPLE_FMT_S16P: {
+                int16_t* dst = reinterpret_cast<int16_t*>(plane) + mH->fill;
+                for (int i = 0; i < n; ++i)
+                    dst[i] = int16_t(roundClipped(src[i * channels + c], 32768.0f, -32768.0f, 32767.0f));
+                break;
+            }
+            default: {
+                int32_t* dst = reinterpret_cast<int32_t*>(plane) + mH->fill;
+                for (int i = 0; i < n; ++i)
+                    dst[i] = int32_t(uint32_t(roundClipped(src[i * channels + c], 8388608.0f, -8388608.0f, 8388607.0f)) << 8);
+                break;
+            }
+            }
+        }
+        mH->fill += n;
+        done += n;
+        if (mH->fill == frameSize && !encode(false))
+            return false;
+    }
+    return true;
+}
+
+bool FFmpegAudioWriter::encode(bool flush)
+{
+    AVFrame* frame = nullptr;
+    if (mH->fill > 0) {
+        frame = mH->frame;
+        frame->nb_samples = mH->fill;
+        frame->pts = mH->samplesSent;
+        mH->samplesSent += mH->fill;
+        mH->fill = 0;
+    }
+    int err = 0;
+    if (frame)
+        err = avcodec_send_frame(mH->enc, frame);
+    if (err >= 0 && flush)
+        err = avcodec_send_frame(mH->enc, nullptr);
+    if (frame)
+        frame->nb_samples = mH->enc->frame_size > 0 ? mH->enc->frame_size : 4096;
+    while (err >= 0) {
+        err = avcodec_receive_packet(mH->enc, mH->packet);
+        if (err == AVERROR(EAGAIN) || err == AVERROR_EOF)
+            return true;
+        if (err < 0)
+            break;
+        av_packet_rescale_ts(mH->packet, mH->enc->time_base, mH->stream->time_base);
+        mH->packet->stream_index = mH->stream->index;
+        err = av_interleaved_write_frame(mH->fmt, mH->packet);
+    }
+    log(QStringLiteral("Could not encode %1: %2").arg(mPath, ffmpeg::errorText(err)));
+    return false;
+}
+
+bool FFmpegAudioWriter::finishFile()
+{
+    if (!ensureOpen() || !encode(true))
+        return false;
+    const int err = av_write_trailer(mH->fmt);
+    const int closeErr = avio_closep(&mH->fmt->pb);
+    if (err < 0 || closeErr < 0) {
+        log(QStringLiteral("Could not finish %1: %2").arg(mPath, ffmpeg::errorText(err < 0 ? err : closeErr)));
+        return false;
+    }
+    return true;
+}
+
+}  // namespace platform

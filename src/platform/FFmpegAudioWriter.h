@@ -1,0 +1,34 @@
+#pragma once
+#include "platform/AudioFileWriter.h"
+
+#include <memory>
+
+namespace platform {
+
+// AAC or ALAC in an M4A file through FFmpeg's encoders and its iPod-flavoured MP4 muxer.
+class FFmpegAudioWriter final : public AudioFileWriter {
+public:
+    static bool handles(uint32_t fileType, const StreamDescription& format);
+    static std::unique_ptr<AudioFileWriter> create(const QString& path, const StreamDescription& format, QString* reason);
+    ~FFmpegAudioWriter() override;
+
+    bool hasEncoder() const override { return true; }
+    bool setCodecQuality(int quality) override;
+    bool setEncodeBitRate(int bitsPerSecond) override;
+    int encodeBitRate() override;
+
+protected:
+    bool writeFile(const float* interleaved, int64_t frames) override;
+    bool finishFile() override;
+
+private:
+    struct Handles;
+    FFmpegAudioWriter(const QString& path, const StreamDescription& format, std::unique_ptr<Handles> handles);
+    // Settings are fixed when the encoder opens: at the first write or when the bit rate is read.
+    bool ensureOpen();
+    bool encode(bool flush);
+
+    std::unique_ptr<Handles> mH;
+};
+
+}  // namespace platform

@@ -1,0 +1,15 @@
+#pragma once
+#include "shell/tool/ToolSupport.h"
+
+#include <QString>
+#include <optional>
+
+// Shared by the audio subcommands.
+namespace tool {
+
+QString absolutePath(const QString& path);
+// Prints the written file's path and answers kOk, or answers kFailed (the operation has
+// logged its reason on stderr).
+int reportWritten(const std::optional<QString>& written);
+
+}  // namespace tool
