@@ -9,12 +9,17 @@ const QList<Command>& commands()
         {"zip", "zip ITEM                 pack a file or folder into ITEM-NAME.zip beside it", runZip},
         {"unzip", "unzip ARCHIVE            extract an archive into the folder that holds it", runUnzip},
         {"waveform", "waveform FILE [--points N] [--start S] [--end S] [--png OUT --width W --height H]", runWaveform},
-        {"info", "info FILE", runInfo},
-        {"decode", "decode SRC DEST", runDecode},
-        {"convert", "convert SRC DEST [--format N] [--channels N] [--stereomono N] [--bits N] [--samplerate HZ] [--bitrate BPS]",
+        {"info", "info FILE                channels, type, depth or bit rate, sample rate and duration", runInfo},
+        {"decode", "decode SRC DEST          any audio file to 16-bit WAVE at 44100 Hz", runDecode},
+        {"convert",
+         "convert SRC DEST [--format N] [--channels N] [--stereomono N] [--bits N] [--samplerate HZ] [--bitrate BPS]\n"
+         "                           to format 0 WAVE, 1 AIFF, 2 CAF, 3 M4A AAC, 4 M4A ALAC; unset options as last saved",
          runConvert},
-        {"normalize", "normalize SRC DEST", runNormalize},
-        {"trim", "trim SRC DEST --start S --end S [--fade-in S] [--fade-out S]", runTrim},
+        {"normalize", "normalize SRC DEST       scale to full scale, keeping the format where it can be written",
+         runNormalize},
+        {"trim", "trim SRC DEST --start S --end S [--fade-in S] [--fade-out S]\n"
+                 "                           cut a region (seconds) with linear fades",
+         runTrim},
     };
     return list;
 }
