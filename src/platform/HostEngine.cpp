@@ -95,7 +95,7 @@ bool HostEngine::openClient(bool quiet)
     jack_client_t* c = jack_client_open(mName.toUtf8().constData(), JackNoStartServer, &status);
     gQuiet.fetch_sub(1);
     if (!c) {
-        if (!quiet)
+        if (!quiet && !std::exchange(mReportedNoServer, true))
             log(QStringLiteral("No JACK server could be reached (status 0x%1); going on without audio")
                     .arg(unsigned(status), 0, 16));
         return false;
@@ -165,6 +165,7 @@ bool HostEngine::openClient(bool quiet)
         jack_free(found);
     }
     mInputChannels = std::min(captures, kHostChannels);
+    mReportedNoServer = false;
     mClient = c;
     mPorts = std::move(ports);
     mServerLost = false;

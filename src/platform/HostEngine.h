@@ -112,6 +112,7 @@ private:
     void* mClient = nullptr;  // jack_client_t
     std::unique_ptr<Ports> mPorts;
     bool mRunning = false;
+    bool mReportedNoServer = false;  // said once until a server is found
     int mInputChannels = 0;
     double mLastRate = kDefaultSampleRate;
 

@@ -20,6 +20,7 @@ const QList<Command>& commands()
         {"trim", "trim SRC DEST --start S --end S [--fade-in S] [--fade-out S]\n"
                  "                           cut a region (seconds) with linear fades",
          runTrim},
+        {"play", "play FILE [--buffer FRAMES]  play an audio or MIDI file through the audio engine to its end", runPlay},
     };
     return list;
 }

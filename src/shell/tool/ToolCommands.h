@@ -22,5 +22,6 @@ int runDecode(const QStringList& args);
 int runConvert(const QStringList& args);
 int runNormalize(const QStringList& args);
 int runTrim(const QStringList& args);
+int runPlay(const QStringList& args);
 
 }  // namespace tool
