@@ -20,6 +20,8 @@ const QList<Command>& commands()
         {"trim", "trim SRC DEST --start S --end S [--fade-in S] [--fade-out S]\n"
                  "                           cut a region (seconds) with linear fades",
          runTrim},
+        {"render", "render FILE OUT [--start S] [--region START END] [--fade-in S] [--fade-out S] [--loop] [--seconds N]"
+                   "  write what the file player plays as a 44.1 kHz float WAVE file", runRender},
         {"play", "play FILE [--buffer FRAMES]  play an audio or MIDI file through the audio engine to its end", runPlay},
     };
     return list;

@@ -23,5 +23,6 @@ int runConvert(const QStringList& args);
 int runNormalize(const QStringList& args);
 int runTrim(const QStringList& args);
 int runPlay(const QStringList& args);
+int runRender(const QStringList& args);
 
 }  // namespace tool
