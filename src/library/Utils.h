@@ -37,6 +37,8 @@ bool fileIsMIDI(const QString& path);
 // for good when it already lies inside the trash.
 bool trashItemAtPath(const QString& path, const QDateTime& timestamp = {});
 void maybeDeleteEmptyFolder(const QString& path);
+// Removes a file, a link (never what it points to) or a whole folder.
+bool removeItem(const QString& path);
 
 // "name(1).ext": the wanted path when free, else the first free counter.
 QString uniquePath(const QString& wantedPath);

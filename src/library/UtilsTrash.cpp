@@ -9,6 +9,8 @@ namespace Utils {
 namespace {
 const QString kBatchPattern = QStringLiteral("yyyy-MM-dd HH:mm:ss");
 
+}  // namespace
+
 bool removeItem(const QString& path)
 {
     const QFileInfo info(path);
@@ -16,7 +18,6 @@ bool removeItem(const QString& path)
         return QDir(path).removeRecursively();
     return QFile::remove(path);
 }
-}  // namespace
 
 bool trashItemAtPath(const QString& path, const QDateTime& timestamp)
 {

@@ -40,13 +40,6 @@ constexpr int kWindowHeight = 720;
 constexpr int kInfoSlideMs = 300;
 constexpr int kWebServerLogLevel = 2;
 
-bool removeAnything(const QString& path)
-{
-    const QFileInfo info(path);
-    if (info.isDir() && !info.isSymLink())
-        return QDir(path).removeRecursively();
-    return QFile::remove(path);
-}
 }  // namespace
 
 AppDelegate::AppDelegate(Mode mode, QObject* parent) : QObject(parent), mMode(mode) {}
@@ -100,7 +93,7 @@ void AppDelegate::linkLocalDocuments()
     const QString link = Utils::localDocumentsLinkURL();
     QDir().mkpath(local);
     // Rebuilt at every start, so a moved data folder never leaves a stale link behind.
-    if (removeAnything(link))
+    if (Utils::removeItem(link))
         platform::log(QStringLiteral("Removed old iTunes File Sharing link"));
     if (QFile::link(local, link))
         platform::log(QStringLiteral("Created new iTunes File Sharing link"));
