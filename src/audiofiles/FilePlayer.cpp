@@ -185,6 +185,18 @@ bool FilePlayer::loadMidiURL(const QString& path)
     return true;
 }
 
+void FilePlayer::unload()
+{
+    stop();
+    withRenderHeld([this] { mSchedule.reset(); });
+    mReader.reset();
+    mMidi.reset();
+    mType = kNone;
+    mUrl.clear();
+    mLength = 0;
+    mStartTime = mRegionStart = mRegionEnd = 0;
+}
+
 double FilePlayer::playEnd() const { return mRegionEnd > 0 ? mRegionEnd : mLength; }
 
 void FilePlayer::play()
@@ -229,19 +241,22 @@ void FilePlayer::play()
     mPlaying = true;
     mTimer.start();
     updateNowPlaying();
+    emit playingChanged(true);
 }
 
 void FilePlayer::pause() { stop(); }
 
 void FilePlayer::stop()
 {
-    mPlaying = false;
+    const bool wasPlaying = mPlaying.exchange(false);
     mTimer.stop();
     std::unique_ptr<AudioRegionStream> old;
     withRenderHeld([&] {
         old = std::move(mStream);
         mResetSampler = true;
     });
+    if (wasPlaying)
+        emit playingChanged(false);
 }
 
 void FilePlayer::teardown()

@@ -55,6 +55,8 @@ public:
     bool loadAudioURL(const QString& path);
     bool loadMidiURL(const QString& path);
     bool loadFromDLSOrSoundFont(const QString& path, int patch);
+    // Stops and lets go of the file: nothing is loaded afterwards.
+    void unload();
     void play();
     void pause();
     void stop();
@@ -98,6 +100,10 @@ public:
     void waitForAudio(uint32_t frames) const;
 
     void timerCallback();
+
+signals:
+    // Play began (true) or ended (false), whoever started or ended it.
+    void playingChanged(bool playing);
 
 private:
     class Channel;

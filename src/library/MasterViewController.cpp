@@ -6,6 +6,7 @@
 #include "library/FileSort.h"
 #include "library/FolderListing.h"
 #include "library/ItemActionsController.h"
+#include "library/PreviewPlayer.h"
 #include "library/SortButton.h"
 #include "library/Utils.h"
 #include "platform/Dispatch.h"
@@ -22,6 +23,29 @@
 namespace {
 constexpr int kSettleIntervalMs = 500;
 const QString kParentFolder = QStringLiteral("/..");
+const QString kStopPreview = QStringLiteral("StopPreview");
+
+// At once on the main thread, where the order against the player's own stop matters; queued
+// there from any other thread.
+platform::NotificationCenter::Handler onMainThread(MasterViewController* browser, void (MasterViewController::*member)())
+{
+    return [self = QPointer(browser), member](const platform::Notification&) {
+        if (platform::isMainThread()) {
+            if (self)
+                (self.data()->*member)();
+            return;
+        }
+        platform::runOnMain([self, member] {
+            if (self)
+                (self.data()->*member)();
+        });
+    };
+}
+
+bool isSameOrInside(const QString& path, const QString& item)
+{
+    return !path.isEmpty() && (path == item || path.startsWith(item + QLatin1Char('/')));
+}
 }  // namespace
 
 MasterViewController::MasterViewController(QWidget* parent)
@@ -73,10 +97,18 @@ MasterViewController::MasterViewController(QWidget* parent)
     connect(mTable, &QListView::clicked, this, &MasterViewController::rowClicked);
     connect(mSortButton, &SortButton::clicked, this, &MasterViewController::sortPress);
     connect(mSearchField, &QLineEdit::textChanged, this, &MasterViewController::handleSearch);
+    connect(mRowDelegate, &FileRowDelegate::previewButtonClicked, this, [this](const QModelIndex& index) {
+        if (index.isValid() && index.row() < mModel->filelist().size())
+            previewItem(mModel->itemAt(index.row()));
+    });
+    mStopPreviewObserver = platform::ScopedObserver(kStopPreview, onMainThread(this, &MasterViewController::stopPreview));
+    mFinishedObserver = platform::ScopedObserver(QLatin1String(PreviewPlayer::kDidFinishNotification),
+                                                 onMainThread(this, &MasterViewController::filePlayerDidFinish));
 }
 
 MasterViewController::~MasterViewController()
 {
+    stopPreview();
     mModel->cancelUpdate();
     if (mDirWatcher)
         mDirWatcher->invalidate();
@@ -159,6 +191,7 @@ void MasterViewController::updateDirExternal()
 {
     const FileListModel::ExternalChange change = mModel->updateDirExternal();
     for (const LibraryItem& item : change.removed) {
+        letGoOfRemovedItem(item);
         if (mDetail && mDetail->detailItem() == item.path)
             mDetail->setDetailItem(QString());
         if (mDetail)
@@ -297,8 +330,10 @@ void MasterViewController::rowClicked(const QModelIndex& index)
 
 MasterViewController* MasterViewController::enterFolder(const QString& path, bool animated)
 {
+    stopPreview();
     auto* browser = new MasterViewController;
     browser->setDetailViewController(mDetail);
+    browser->setPreviewPlayer(mPreview);
     browser->setFolderLevel(mFolderLevel + 1);
     browser->setWindowTitle(lastPathComponent(path));
     browser->setNavigationController(mNavigation);
@@ -320,4 +355,90 @@ void MasterViewController::showFolderMenu()
 {
     if (mNavigation)
         FolderMenuView::showMenuForNavigationController(mNavigation);
+}
+
+// ---- Preview
+
+void MasterViewController::setPreviewPlayer(PreviewPlayer* preview)
+{
+    if (mPreview)
+        disconnect(mPreview, nullptr, this, nullptr);
+    mPreview = preview;
+    // Queued: when play ends by itself, the finish notification comes right after the stop
+    // and must still find the item that was playing.
+    if (preview)
+        connect(preview, &PreviewPlayer::stopped, this, &MasterViewController::previewStopped, Qt::QueuedConnection);
+}
+
+void MasterViewController::previewItem(const LibraryItem& item)
+{
+    const bool pressedAgain = !item.path.isEmpty() && item.path == mPlayingItem.path;
+    stopPreview();
+    if (pressedAgain || !mPreview)
+        return;
+    if (!startPreview(item))
+        Utils::showAlert(QStringLiteral("Sorry"),
+                         QStringLiteral("Could not play '%1'.").arg(lastPathComponent(item.path)), this);
+}
+
+bool MasterViewController::startPreview(const LibraryItem& item)
+{
+    if (!mPreview->playFromStart(item.path))
+        return false;
+    setPlayingItem(item);
+    return true;
+}
+
+void MasterViewController::stopPreview()
+{
+    if (mPlayingItem.path.isEmpty())
+        return;
+    const QString path = mPlayingItem.path;
+    setPlayingItem({});
+    if (mPreview && mPreview->isPlaying() && mPreview->loadedPath() == path)
+        mPreview->stop();
+}
+
+void MasterViewController::filePlayerDidFinish()
+{
+    // The editor's play ends the same way; only a preview of this list goes on.
+    if (mPlayingItem.path.isEmpty() || !mPreview || mPreview->loadedPath() != mPlayingItem.path)
+        return;
+    const QString finished = mPlayingItem.path;
+    setPlayingItem({});
+    if (mPreview->autoPlayNext()) {
+        const LibraryItemList& rows = mModel->filelist();
+        const int at = mModel->rowForItemWithPath(finished);
+        for (int row = at + 1; at >= 0 && row < rows.size(); ++row) {
+            const LibraryItem& next = rows[row];
+            // A file that cannot be played is passed over, as the list goes on by itself.
+            if (!next.isDirectory && !mModel->isArriving(next.path) && Utils::fileIsAudio(next.path)
+                && startPreview(next))
+                return;
+        }
+    }
+    mPreview->previewEnded();
+}
+
+void MasterViewController::previewStopped()
+{
+    if (mPlayingItem.path.isEmpty() || !mPreview)
+        return;
+    // Another screen or the audio server ended it: the button goes back to play.
+    if (!mPreview->isPlaying() || mPreview->loadedPath() != mPlayingItem.path)
+        setPlayingItem({});
+}
+
+void MasterViewController::setPlayingItem(const LibraryItem& item)
+{
+    mPlayingItem = item;
+    mModel->setPlayingPath(item.path);
+}
+
+void MasterViewController::letGoOfRemovedItem(const LibraryItem& item)
+{
+    if (isSameOrInside(mPlayingItem.path, item.path))
+        stopPreview();
+    if (mPreview && isSameOrInside(mPreview->loadedPath(), item.path))
+        mPreview->unload();
 }

@@ -1,6 +1,8 @@
 #pragma once
 #include "library/DirectoryWatcher.h"
 #include "library/LibraryItem.h"
+#include "library/PreviewPlayer.h"
+#include "platform/NotificationCenter.h"
 #include "ui/NavigationController.h"
 
 #include <QPointer>
@@ -31,6 +33,9 @@ public:
     QString folder() const;
     void setDetailViewController(DetailScreen* detail) { mDetail = detail; }
     DetailScreen* detailViewController() const { return mDetail; }
+    // The shared player that previews audio rows; every browser of the stack gets the same.
+    void setPreviewPlayer(PreviewPlayer* preview);
+    PreviewPlayer* previewPlayer() const { return mPreview; }
     void setNavigationController(NavigationController* navigation);
     NavigationController* navigationController() const { return mNavigation; }
     void setFolderLevel(int level) { mFolderLevel = level; }
@@ -62,6 +67,15 @@ public:
     void titleLongPress();
     void showFolderMenu();
 
+    // The preview button of a row: plays the file from its start, or stops it when it is the
+    // one playing. The row's button shows the state through the model.
+    void previewItem(const LibraryItem& item);
+    void stopPreview();
+    // Play ended by itself: with auto-play-next on, the next audio row of the list follows.
+    void filePlayerDidFinish();
+    // The item being previewed; its path is empty when none is.
+    const LibraryItem& playingItem() const { return mPlayingItem; }
+
     // Stores the sort mode.
     static void saveDefaults();
 
@@ -77,6 +91,10 @@ private:
     void listingFinished();
     void rowClicked(const QModelIndex& index);
     void updateHeader();
+    bool startPreview(const LibraryItem& item);
+    void setPlayingItem(const LibraryItem& item);
+    void previewStopped();
+    void letGoOfRemovedItem(const LibraryItem& item);
 
     FileListModel* mModel;
     QListView* mTable;
@@ -92,4 +110,8 @@ private:
     qint64 mAddingTotal = -1;
     QTimer mCheckNewFiles;
     ItemActionsController* mActions;
+    QPointer<PreviewPlayer> mPreview;
+    LibraryItem mPlayingItem;
+    platform::ScopedObserver mStopPreviewObserver;
+    platform::ScopedObserver mFinishedObserver;
 };

@@ -1,14 +1,18 @@
 #include "shell/AppDelegate.h"
 
 #include "audiofiles/DetailViewController.h"
+#include "audiofiles/FilePlayer.h"
 #include "library/MasterViewController.h"
 #include "library/TrashReminder.h"
 #include "library/Utils.h"
 #include "platform/Locations.h"
 #include "platform/Log.h"
 #include "platform/NotificationCenter.h"
+#include "platform/HostEngine.h"
 #include "platform/Settings.h"
+#include "recording/AudioEngine.h"
 #include "recording/UnfinishedRecording.h"
+#include "shell/FilePlayerPreview.h"
 #include "shell/InfoViewController.h"
 #include "ui/NavigationController.h"
 #include "ui/Theme.h"
@@ -39,18 +43,28 @@ constexpr int kWindowWidth = 1100;
 constexpr int kWindowHeight = 720;
 constexpr int kInfoSlideMs = 300;
 constexpr int kWebServerLogLevel = 2;
+const QString kAutoPlayNext = QStringLiteral("AutoPlayNext");
 
 }  // namespace
 
 AppDelegate::AppDelegate(Mode mode, QObject* parent) : QObject(parent), mMode(mode) {}
 
-AppDelegate::~AppDelegate() = default;
+AppDelegate::~AppDelegate()
+{
+    // The window going away is no trip to the background.
+    if (mWindow)
+        mWindow->removeEventFilter(this);
+    // The host engine's timers and the player's channel go before the application does.
+    if (std::exchange(mEngineSetUp, false))
+        AudioEngine::teardown();
+}
 
 bool AppDelegate::didFinishLaunching()
 {
     linkLocalDocuments();
     if (mMode == Mode::Window) {
         createWindow();
+        setupAudioEngine();
         createScreens();
         addInfoButton();
     }
@@ -58,8 +72,54 @@ bool AppDelegate::didFinishLaunching()
     checkTrash();
     createWebUploader();
     recoverUnfinishedRecording();
+    AudioEngine::setAutoPlayNext(platform::Settings::value(kAutoPlayNext).toBool());
     observeLifecycle();
     return true;
+}
+
+// The headless server plays nothing, so only the window sets up audio.
+void AppDelegate::setupAudioEngine()
+{
+    AudioEngine::setup();
+    mEngineSetUp = true;
+    mInterruptionBegan = platform::ScopedObserver(QLatin1String(platform::HostEngine::kInterruptionBegan),
+                                                  [this](const platform::Notification&) { beginInterruption(); });
+    mInterruptionEnded = platform::ScopedObserver(QLatin1String(platform::HostEngine::kInterruptionEnded),
+                                                  [this](const platform::Notification&) { endInterruption(); });
+}
+
+void AppDelegate::beginInterruption()
+{
+    platform::log(QStringLiteral("Audio session interruption begin"));
+    // The session went with the server; the engine keeps looking for the server's return,
+    // which ends the interruption.
+    FilePlayer* player = FilePlayer::sharedPlayer();
+    mRecStateAtInterruption = AudioEngine::recState();
+    mPlayerWasPlaying = player->isPlaying();
+    mPlayerTime = player->getCurrentTime();
+    if (platform::HostEngine* controller = AudioEngine::audioController())
+        controller->stop();
+    if (mPlayerWasPlaying) {
+        platform::log(QStringLiteral("Pausing player"));
+        player->pause();
+    }
+}
+
+void AppDelegate::endInterruption()
+{
+    platform::log(QStringLiteral("Audio session interruption end"));
+    if (platform::HostEngine* controller = AudioEngine::audioController())
+        controller->setSessionActive(true);
+    // A recording is not resumed; only the engine is restarted for it.
+    if (mRecStateAtInterruption || mPlayerWasPlaying)
+        AudioEngine::start();
+    if (mPlayerWasPlaying) {
+        platform::log(QStringLiteral("Resuming player"));
+        FilePlayer* player = FilePlayer::sharedPlayer();
+        player->setStartTime(mPlayerTime);
+        player->play();
+        mPlayerWasPlaying = false;
+    }
 }
 
 // Prepared at start, started only when the user (or --serve) asks.
@@ -113,6 +173,8 @@ void AppDelegate::createScreens()
     mMaster = new MasterViewController;
     mMaster->setWindowTitle(kLibraryTitle);
     mMaster->setDetailViewController(mDetail);
+    mPreview = std::make_unique<FilePlayerPreview>(FilePlayer::sharedPlayer());
+    mMaster->setPreviewPlayer(mPreview.get());
 
     mLibraryNavigation = new NavigationController(mMaster);
     mMaster->setNavigationController(mLibraryNavigation);
@@ -195,7 +257,9 @@ void AppDelegate::observeLifecycle()
         return;
     mWindow->installEventFilter(this);
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
-        if (state == Qt::ApplicationInactive)
+        if (state == Qt::ApplicationActive)
+            applicationDidBecomeActive();
+        else if (state == Qt::ApplicationInactive)
             applicationWillResignActive();
         else if (state == Qt::ApplicationHidden || state == Qt::ApplicationSuspended)
             applicationDidEnterBackground();
@@ -209,6 +273,13 @@ bool AppDelegate::eventFilter(QObject* watched, QEvent* event)
     return QObject::eventFilter(watched, event);
 }
 
+void AppDelegate::applicationDidBecomeActive()
+{
+    AudioEngine::setAppInBackground(false);
+    if (mEngineSetUp)
+        AudioEngine::start();
+}
+
 void AppDelegate::applicationWillResignActive()
 {
     if (mDetail)
@@ -217,8 +288,12 @@ void AppDelegate::applicationWillResignActive()
 
 void AppDelegate::applicationDidEnterBackground()
 {
+    AudioEngine::setAppInBackground(true);
+    platform::Settings::setValue(kAutoPlayNext, AudioEngine::autoPlayNext());
     MasterViewController::saveDefaults();
     platform::Settings::sync();
+    if (mEngineSetUp)
+        AudioEngine::maybeStop();
 }
 
 void AppDelegate::infoTapped()

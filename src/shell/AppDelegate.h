@@ -1,4 +1,5 @@
 #pragma once
+#include "platform/NotificationCenter.h"
 #include "wifidrive/GCDWebUploaderDelegate.h"
 
 #include <QObject>
@@ -6,6 +7,7 @@
 #include <memory>
 
 class DetailViewController;
+class FilePlayerPreview;
 class MasterViewController;
 class MyWebUploader;
 class NavigationController;
@@ -29,6 +31,11 @@ public:
     void fixNewDocumentsFolder();
     void checkTrash();
 
+    // Audio-session interruptions: the JACK server went away, and came back.
+    void beginInterruption();
+    void endInterruption();
+
+    void applicationDidBecomeActive();
     void applicationWillResignActive();
     void applicationDidEnterBackground();
 
@@ -54,6 +61,7 @@ protected:
 private:
     void linkLocalDocuments();
     void createWindow();
+    void setupAudioEngine();
     void createScreens();
     void addInfoButton();
     void createWebUploader();
@@ -69,4 +77,12 @@ private:
     DetailViewController* mDetail = nullptr;
     QPointer<QWidget> mInfo;
     std::unique_ptr<MyWebUploader> mWebUploader;
+    std::unique_ptr<FilePlayerPreview> mPreview;
+    bool mEngineSetUp = false;
+    platform::ScopedObserver mInterruptionBegan;
+    platform::ScopedObserver mInterruptionEnded;
+    // Kept across an interruption.
+    bool mRecStateAtInterruption = false;
+    bool mPlayerWasPlaying = false;
+    double mPlayerTime = 0;
 };

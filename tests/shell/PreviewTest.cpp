@@ -1,0 +1,160 @@
+#include "audiofiles/FilePlayer.h"
+#include "library/FileActions.h"
+#include "library/FileListModel.h"
+#include "library/FileRowDelegate.h"
+#include "library/MasterViewController.h"
+#include "platform/HostEngine.h"
+#include "platform/NotificationCenter.h"
+#include "recording/AudioEngine.h"
+#include "shell/AppDelegate.h"
+#include "support/JackServer.h"
+#include "support/PlaybackFixtures.h"
+#include "support/TempTree.h"
+
+#include <QFile>
+#include <QListView>
+#include <QTest>
+#include <gtest/gtest.h>
+
+using namespace testsupport;
+
+namespace {
+
+constexpr int kRate = 44100;
+
+bool writeTone(const QString& path, double seconds)
+{
+    const size_t frames = size_t(seconds * kRate);
+    std::vector<float> samples(frames * 2);
+    for (size_t i = 0; i < frames; ++i)
+        samples[2 * i] = samples[2 * i + 1] = (i % 100) < 50 ? 0.25f : -0.25f;
+    return writeFloatWav(path, kRate, 2, samples);
+}
+
+// The whole program's start over a private server, with the browser on a small library.
+class PreviewTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(server.start());
+        const QString lib = tree.library();
+        ASSERT_TRUE(writeTone(lib + "/1 first.wav", 0.3));
+        ASSERT_TRUE(writeTone(lib + "/2 second.wav", 0.3));
+        ASSERT_TRUE(writeFile(lib + "/3 notes.txt", "not audio"));
+        ASSERT_TRUE(writeTone(lib + "/4 fourth.wav", 0.3));
+        ASSERT_TRUE(writeTone(lib + "/5 long.wav", 3.0));
+        delegate = std::make_unique<AppDelegate>(AppDelegate::Mode::Window);
+        delegate->didFinishLaunching();
+        master = delegate->masterViewController();
+        ASSERT_TRUE(waitUntil([&] { return master->model()->isLoaded(); }));
+        ASSERT_TRUE(AudioEngine::audioController()->isRunning());
+    }
+    void TearDown() override { delegate.reset(); }
+
+    QString file(const QString& name) const { return tree.library() + "/" + name; }
+    bool rowPlaying(const QString& name) const
+    {
+        const int row = master->rowForItemWithPath(file(name));
+        return row >= 0 && master->model()->index(row).data(FileListModel::IsPlayingRole).toBool();
+    }
+    void press(const QString& name)
+    {
+        const int row = master->rowForItemWithPath(file(name));
+        ASSERT_GE(row, 0);
+        master->previewItem(master->model()->itemAt(row));
+    }
+    bool playingFile(const QString& name) const
+    {
+        return player->isPlaying() && player->url() == file(name) && master->playingItem().path == file(name)
+               && rowPlaying(name);
+    }
+    bool quiet() const { return !player->isPlaying() && master->playingItem().path.isEmpty(); }
+
+    TempTree tree;
+    LogCapture logs;
+    JackServer server;
+    std::unique_ptr<AppDelegate> delegate;
+    MasterViewController* master = nullptr;
+    FilePlayer* player = FilePlayer::sharedPlayer();
+};
+
+}  // namespace
+
+TEST_F(PreviewTest, ButtonPlaysStopsAndGoesOnToTheNextAudioRow)
+{
+    // A click on the row's button plays the file through the engine.
+    QListView* table = master->tableView();
+    const QModelIndex first = master->model()->index(master->rowForItemWithPath(file("1 first.wav")));
+    QTest::mouseClick(table->viewport(), Qt::LeftButton, {},
+                      FileRowDelegate::previewButtonRect(table->visualRect(first)).center());
+    ASSERT_TRUE(playingFile("1 first.wav"));
+    EXPECT_TRUE(waitUntil([&] { return player->playFrames() > 2048; }));
+    EXPECT_EQ(master->model()->index(first.row()).data(FileListModel::IsPlayingRole), true);
+
+    // The second press stops it.
+    press("1 first.wav");
+    EXPECT_TRUE(quiet());
+    EXPECT_FALSE(rowPlaying("1 first.wav"));
+
+    // Auto-play-next: the next audio rows follow, the text file is passed over, the list ends.
+    AudioEngine::setAutoPlayNext(true);
+    player->setLoop(true);  // the editor's loop does not make a preview repeat
+    press("1 first.wav");
+    EXPECT_TRUE(waitUntil([&] { return playingFile("2 second.wav"); }));
+    EXPECT_FALSE(rowPlaying("1 first.wav"));
+    EXPECT_TRUE(waitUntil([&] { return playingFile("4 fourth.wav"); }));
+    EXPECT_TRUE(waitUntil([&] { return playingFile("5 long.wav"); }));
+    press("5 long.wav");
+    EXPECT_TRUE(quiet());
+    EXPECT_TRUE(player->loop());  // given back to the editor
+
+    AudioEngine::setAutoPlayNext(false);
+    press("2 second.wav");
+    ASSERT_TRUE(playingFile("2 second.wav"));
+    EXPECT_TRUE(waitUntil([&] { return quiet(); }));
+    QTest::qWait(300);
+    EXPECT_TRUE(quiet());
+    EXPECT_EQ(player->url(), file("2 second.wav"));
+    EXPECT_FALSE(rowPlaying("2 second.wav"));
+}
+
+TEST_F(PreviewTest, OtherScreensAndRemovalsEndThePreview)
+{
+    AudioEngine::setAutoPlayNext(true);
+
+    // The editor asks for the player.
+    press("5 long.wav");
+    ASSERT_TRUE(playingFile("5 long.wav"));
+    platform::NotificationCenter::defaultCenter().post("StopPreview");
+    EXPECT_TRUE(quiet());
+    EXPECT_FALSE(rowPlaying("5 long.wav"));
+
+    // Someone else stops the player: the button follows, and nothing goes on by itself.
+    press("5 long.wav");
+    player->pause();
+    EXPECT_TRUE(waitUntil([&] { return !rowPlaying("5 long.wav") && master->playingItem().path.isEmpty(); }));
+
+    // Removed from outside: the preview stops and the player lets go of the file.
+    press("5 long.wav");
+    ASSERT_TRUE(playingFile("5 long.wav"));
+    ASSERT_TRUE(QFile::remove(file("5 long.wav")));
+    EXPECT_TRUE(waitUntil([&] { return master->rowForItemWithPath(file("5 long.wav")) < 0; }));
+    EXPECT_TRUE(quiet());
+    EXPECT_EQ(player->type(), FilePlayer::kNone);
+    EXPECT_TRUE(player->url().isEmpty());
+
+    // Renamed by the browser's own action: the same.
+    press("4 fourth.wav");
+    ASSERT_TRUE(playingFile("4 fourth.wav"));
+    ASSERT_FALSE(FileActions::renameItem(file("4 fourth.wav"), "4 renamed.wav").isEmpty());
+    EXPECT_TRUE(waitUntil([&] { return player->type() == FilePlayer::kNone; }));
+    EXPECT_TRUE(quiet());
+    EXPECT_FALSE(rowPlaying("4 renamed.wav"));
+    EXPECT_TRUE(logs.lines().filter("Alert:").isEmpty());
+
+    // A file that cannot be played says so and shows no playing state.
+    ASSERT_TRUE(writeFile(file("2 second.wav"), "no longer a wave file"));
+    press("2 second.wav");
+    EXPECT_TRUE(quiet());
+    EXPECT_TRUE(logs.contains("Alert: Sorry: Could not play '2 second.wav'."));
+}
