@@ -16,7 +16,9 @@ const QString kRenderUsage = QStringLiteral(
     "render FILE OUT [--start S] [--region START END] [--fade-in S] [--fade-out S] [--loop] [--seconds N]");
 constexpr double kRenderRate = 44100;
 constexpr int kChannels = 2;
-constexpr int64_t kChunkFrames = 44100;
+constexpr uint32_t kBlockFrames = 512;  // the engine's buffer
+// About a second per write, in whole buffers, so every pull is as large as the engine's.
+constexpr int64_t kChunkFrames = 86 * kBlockFrames;
 
 platform::StreamDescription floatWave()
 {
@@ -94,7 +96,7 @@ int runRender(const QStringList& args)
     ProgressBar progress(QFileInfo(path).fileName());
     int64_t done = 0;
     while (done < total && player.isPlaying()) {
-        const std::vector<float> block = pullPlayer(player, std::min(kChunkFrames, total - done));
+        const std::vector<float> block = pullPlayer(player, std::min(kChunkFrames, total - done), kBlockFrames);
         const int64_t frames = int64_t(block.size()) / kChannels;
         if (frames == 0)
             break;
