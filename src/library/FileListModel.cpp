@@ -223,6 +223,10 @@ QVariant FileListModel::data(const QModelIndex& index, int role) const
         return mArriving.contains(item.path);
     case IsPlayingRole:
         return !mPlayingPath.isEmpty() && item.path == mPlayingPath;
+    case PreviewLabelRole:
+        if (item.isDirectory || !Utils::fileIsAudio(item.path))
+            return {};
+        return QStringLiteral("Preview play %1").arg(RowTexts::titleForItem(item));
     default:
         return {};
     }

@@ -21,6 +21,7 @@ public:
         IsSystemRole,
         IsArrivingRole,
         IsPlayingRole,
+        PreviewLabelRole,  // what the preview button of an audio row is called
     };
 
     // What an outside change brought and took away.

@@ -3,10 +3,13 @@
 #include "library/FileListModel.h"
 #include "ui/Theme.h"
 
+#include <QAbstractItemView>
 #include <QApplication>
+#include <QHelpEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QStyle>
+#include <QToolTip>
 
 namespace {
 constexpr int kRowHeight = 56;
@@ -113,4 +116,15 @@ bool FileRowDelegate::editorEvent(QEvent* event, QAbstractItemModel* model, cons
         }
     }
     return QStyledItemDelegate::editorEvent(event, model, option, index);
+}
+
+bool FileRowDelegate::helpEvent(QHelpEvent* event, QAbstractItemView* view, const QStyleOptionViewItem& option,
+                                const QModelIndex& index)
+{
+    const QString label = index.data(FileListModel::PreviewLabelRole).toString();
+    if (event->type() == QEvent::ToolTip && !label.isEmpty() && previewButtonRect(option.rect).contains(event->pos())) {
+        QToolTip::showText(event->globalPos(), label, view);
+        return true;
+    }
+    return QStyledItemDelegate::helpEvent(event, view, option, index);
 }

@@ -12,6 +12,9 @@ public:
     QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
     // Where the preview button of a row drawn in rowRect sits.
     static QRect previewButtonRect(const QRect& rowRect);
+    // The preview button's name shows when the pointer rests on it.
+    bool helpEvent(QHelpEvent* event, QAbstractItemView* view, const QStyleOptionViewItem& option,
+                   const QModelIndex& index) override;
 
 signals:
     void previewButtonClicked(const QModelIndex& index);

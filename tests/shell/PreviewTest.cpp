@@ -90,6 +90,9 @@ TEST_F(PreviewTest, ButtonPlaysStopsAndGoesOnToTheNextAudioRow)
     ASSERT_TRUE(playingFile("1 first.wav"));
     EXPECT_TRUE(waitUntil([&] { return player->playFrames() > 2048; }));
     EXPECT_EQ(master->model()->index(first.row()).data(FileListModel::IsPlayingRole), true);
+    EXPECT_EQ(first.data(FileListModel::PreviewLabelRole).toString(), "Preview play 1 first.wav");
+    const int notes = master->rowForItemWithPath(file("3 notes.txt"));
+    EXPECT_TRUE(master->model()->index(notes).data(FileListModel::PreviewLabelRole).isNull());
 
     // The second press stops it.
     press("1 first.wav");
