@@ -20,6 +20,13 @@ inline void floatToInt16(const float* in, int16_t* out, size_t count)
         out[i] = int16_t(roundClipped(in[i], 32768.0f, -32768.0f, 32767.0f));
 }
 
+// The inverse of floatToInt16: what libsndfile's own conversion gives, without its small reads.
+inline void int16ToFloat(const int16_t* in, float* out, size_t count)
+{
+    for (size_t i = 0; i < count; ++i)
+        out[i] = float(in[i]) * (1.0f / 32768.0f);
+}
+
 // 24-bit values in the upper three bytes of 32-bit words.
 inline void floatToInt24High(const float* in, int32_t* out, size_t count)
 {

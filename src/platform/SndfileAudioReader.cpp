@@ -1,6 +1,7 @@
 #include "platform/SndfileAudioReader.h"
 
 #include "platform/FourCC.h"
+#include "platform/SampleConversion.h"
 
 #include <QFile>
 #include <algorithm>
@@ -101,8 +102,8 @@ std::unique_ptr<AudioFileReader> SndfileAudioReader::open(const QString& path, Q
         *reason = QStringLiteral("not a PCM container");
         return nullptr;
     }
-    // Float data reaches int16 clients scaled to full scale, and clipped rather than wrapped.
-    sf_command(file.get(), SFC_SET_SCALE_FLOAT_INT_READ, nullptr, SF_TRUE);
+    // Float files reach int16 clients through readFloatAsInt16, never libsndfile's own scaling:
+    // asking it to scale makes every open read the whole file to find the peak.
     sf_command(file.get(), SFC_SET_CLIPPING, nullptr, SF_TRUE);
     AudioFileInfo info;
     info.fileType = *type;
@@ -131,7 +132,10 @@ SndfileAudioReader::~SndfileAudioReader() = default;
 int64_t SndfileAudioReader::readFile(void* interleaved, int64_t frames, SampleType type)
 {
     sf_count_t n;
-    if (type == SampleType::Float32)
+    if (type == SampleType::Float32 && mInfo.dataFormat == fourCC("lpcm") && mInfo.bitsPerSample == 16 &&
+        !(mInfo.formatFlags & kFormatFlagFloat))
+        n = readInt16AsFloat(static_cast<float*>(interleaved), frames);
+    else if (type == SampleType::Float32)
         n = sf_readf_float(mFile.get(), static_cast<float*>(interleaved), frames);
     else if (mInfo.formatFlags & kFormatFlagFloat)
         n = readFloatAsInt16(static_cast<int16_t*>(interleaved), frames);
@@ -139,6 +143,17 @@ int64_t SndfileAudioReader::readFile(void* interleaved, int64_t frames, SampleTy
         n = sf_readf_short(mFile.get(), static_cast<short*>(interleaved), frames);
     if (n == 0 && sf_error(mFile.get()) != SF_ERR_NO_ERROR)
         return -1;
+    return n;
+}
+
+// libsndfile converts 16-bit data to float through a few kilobytes at a time, one read() each;
+// reading the shorts in one go and converting here is much cheaper for whole-file operations.
+int64_t SndfileAudioReader::readInt16AsFloat(float* out, int64_t frames)
+{
+    mShorts.resize(size_t(frames) * mInfo.channels);
+    const sf_count_t n = sf_readf_short(mFile.get(), mShorts.data(), frames);
+    if (n > 0)
+        int16ToFloat(mShorts.data(), out, size_t(n) * mInfo.channels);
     return n;
 }
 

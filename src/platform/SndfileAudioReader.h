@@ -26,9 +26,11 @@ private:
     using Handle = std::unique_ptr<sf_private_tag, Closer>;
     SndfileAudioReader(Handle file, AudioFileInfo info);
     int64_t readFloatAsInt16(int16_t* out, int64_t frames);
+    int64_t readInt16AsFloat(float* out, int64_t frames);
 
     Handle mFile;
     std::vector<float> mScratch;
+    std::vector<int16_t> mShorts;
 };
 
 }  // namespace platform
