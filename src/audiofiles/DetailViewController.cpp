@@ -1,22 +1,30 @@
 #include "audiofiles/DetailViewController.h"
 
+#include "audiofiles/ConvertViewController.h"
+#include "audiofiles/FileInformation.h"
+#include "audiofiles/MidiPlotter.h"
 #include "audiofiles/editor/EditorTexts.h"
+#include "audiofiles/editor/TrimPanel.h"
+#include "audiofiles/editor/TrimSettings.h"
 #include "audiofiles/waveform/WaveView.h"
 #include "library/Utils.h"
 #include "platform/AudioFileReader.h"
 #include "platform/Dispatch.h"
 #include "platform/Log.h"
-#include "platform/MidiFile.h"
+#include "ui/ProgressHUD.h"
+#include "ui/Stepper.h"
 
 #include <QDesktopServices>
 #include <QDialog>
+#include <QEvent>
 #include <QFile>
 #include <QFileInfo>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QMenu>
 #include <QPlainTextEdit>
-#include <QPointer>
 #include <QPushButton>
+#include <QSignalBlocker>
 #include <QSlider>
 #include <QStackedWidget>
 #include <QUrl>
@@ -25,6 +33,7 @@
 namespace {
 
 const QString kAppTitle = QStringLiteral("Wavelocker");
+const QString kTrimTitle = QStringLiteral("Trim & Fade");
 constexpr int kVolumePanelWidth = 280;
 constexpr int kVolumePanelHeight = 160;
 constexpr int kVolumeSteps = 1000;
@@ -55,11 +64,17 @@ platform::NotificationCenter::Handler onMain(DetailViewController* screen, Fn fn
 
 DetailViewController::DetailViewController(QWidget* parent)
     : QWidget(parent),
+      mCancelButton(new QPushButton(QStringLiteral("Cancel"), this)),
       mTitle(new QLabel(kAppTitle, this)),
       mImportButton(new QPushButton(QStringLiteral("IMPORT INTO APP"), this)),
-      mInfoLabel(new QLabel(this)),
+      mToolsButton(new QPushButton(QStringLiteral("Tools"), this)),
+      mToolsMenu(new QMenu(this)),
+      mModes(new QStackedWidget(this)),
+      mInfoLabel(new QLabel(mModes)),
+      mTrimPanel(new TrimPanel(mModes)),
       mContent(new QStackedWidget(this)),
       mWaveView(new WaveView(mContent)),
+      mMidiPlot(new MidiPlotter(mContent)),
       mNotesView(new QPlainTextEdit(mContent)),
       mEmpty(new QWidget(mContent)),
       mTransport(new QWidget(this)),
@@ -70,41 +85,34 @@ DetailViewController::DetailViewController(QWidget* parent)
       mTimeLabel(new QLabel(EditorTexts::playTimeText(0), mTransport))
 {
     mWaveView->setWaveDelegate(this);
-    mContent->addWidget(mEmpty);
-    mContent->addWidget(mWaveView);
-    mContent->addWidget(mNotesView);
+    for (QWidget* page : {mEmpty, static_cast<QWidget*>(mWaveView), static_cast<QWidget*>(mMidiPlot),
+                          static_cast<QWidget*>(mNotesView)})
+        mContent->addWidget(page);
     connect(mNotesView, &QPlainTextEdit::textChanged, this, [this] { mTextChanged = true; });
-
-    mTitle->setAlignment(Qt::AlignCenter);
-    QFont font = mTitle->font();
-    font.setBold(true);
-    mTitle->setFont(font);
-    mImportButton->hide();
-    connect(mImportButton, &QPushButton::clicked, this, &DetailViewController::doAppImport);
+    mNotesView->installEventFilter(this);
     mInfoLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    mModes->addWidget(mInfoLabel);
+    mModes->addWidget(mTrimPanel);
 
-    auto* row = new QHBoxLayout(mTransport);
-    row->addWidget(mRewindButton);
-    row->addWidget(mPlayButton);
-    row->addWidget(mTimeLabel, 1);
-    row->addWidget(mLoopToggle);
-    row->addWidget(mVolumeButton);
-    mTimeLabel->setAlignment(Qt::AlignCenter);
-    connect(mPlayButton, &QPushButton::clicked, this, &DetailViewController::playPress);
-    connect(mRewindButton, &QPushButton::clicked, this, &DetailViewController::rewindPress);
-    connect(mLoopToggle, &QPushButton::clicked, this, &DetailViewController::loopToggled);
-    connect(mVolumeButton, &QPushButton::clicked, this, &DetailViewController::showVolumePanel);
+    buildBars();
+    buildTransport();
+    connectTrimPanel();
 
     auto* layout = new QVBoxLayout(this);
     auto* bar = new QHBoxLayout;
+    bar->addWidget(mCancelButton);
     bar->addStretch(1);
     bar->addWidget(mTitle);
     bar->addStretch(1);
     bar->addWidget(mImportButton);
+    bar->addWidget(mToolsButton);
     layout->addLayout(bar);
-    layout->addWidget(mInfoLabel);
+    layout->addWidget(mModes);
     layout->addWidget(mContent, 1);
     layout->addWidget(mTransport);
+
+    // Play may end elsewhere: the browser's preview, the end of the file, a lost server.
+    connect(&player(), &FilePlayer::playingChanged, this, [this] { updatePlayButton(); });
 
     mRemotePlay = platform::ScopedObserver(QStringLiteral("AudioEngineRemoteTogglePlay"),
                                            onMain(this, [](DetailViewController* s) { s->playPress(); }));
@@ -131,13 +139,76 @@ DetailViewController::~DetailViewController()
         player().setDelegate(nullptr);
 }
 
+void DetailViewController::buildBars()
+{
+    mTitle->setAlignment(Qt::AlignCenter);
+    QFont font = mTitle->font();
+    font.setBold(true);
+    mTitle->setFont(font);
+    mCancelButton->hide();
+    mImportButton->hide();
+    connect(mCancelButton, &QPushButton::clicked, this, &DetailViewController::toolCancelPress);
+    connect(mToolsButton, &QPushButton::clicked, this, &DetailViewController::toolsPress);
+    connect(mImportButton, &QPushButton::clicked, this, &DetailViewController::doAppImport);
+    connect(mToolsMenu->addAction(QStringLiteral("Normalize")), &QAction::triggered, this,
+            &DetailViewController::normalize);
+    connect(mToolsMenu->addAction(kTrimTitle), &QAction::triggered, this, [this] {
+        mWaveView->setTrimMode(true);
+        updateEditState();
+    });
+    connect(mToolsMenu->addAction(QStringLiteral("Convert")), &QAction::triggered, this,
+            &DetailViewController::showConvert);
+    mToolsMenu->addAction(QStringLiteral("Cancel"));
+}
+
+void DetailViewController::buildTransport()
+{
+    auto* row = new QHBoxLayout(mTransport);
+    row->addWidget(mRewindButton);
+    row->addWidget(mPlayButton);
+    row->addWidget(mTimeLabel, 1);
+    row->addWidget(mLoopToggle);
+    row->addWidget(mVolumeButton);
+    mTimeLabel->setAlignment(Qt::AlignCenter);
+    connect(mPlayButton, &QPushButton::clicked, this, &DetailViewController::playPress);
+    connect(mRewindButton, &QPushButton::clicked, this, &DetailViewController::rewindPress);
+    connect(mLoopToggle, &QPushButton::clicked, this, &DetailViewController::loopToggled);
+    connect(mVolumeButton, &QPushButton::clicked, this, &DetailViewController::showVolumePanel);
+}
+
+void DetailViewController::connectTrimPanel()
+{
+    connect(mTrimPanel->fadeInStepper(), &Stepper::valueChanged, this, &DetailViewController::fadeInStepperChanged);
+    connect(mTrimPanel->fadeOutStepper(), &Stepper::valueChanged, this, &DetailViewController::fadeOutStepperChanged);
+    connect(mTrimPanel->tempoStepper(), &Stepper::valueChanged, this, &DetailViewController::beatSnapBpmChanged);
+    connect(mTrimPanel, &TrimPanel::nudgePressed, this, &DetailViewController::trimNudgePress);
+    connect(mTrimPanel, &TrimPanel::snapTapped, this, &DetailViewController::beatSnapTapped);
+    connect(mTrimPanel, &TrimPanel::tabChanged, this,
+            [this](int tab, int fromTab) { tabBar(mTrimPanel->tabBar(), tab, fromTab); });
+}
+
+bool DetailViewController::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == mNotesView && (event->type() == QEvent::FocusIn || event->type() == QEvent::FocusOut)) {
+        mEditingText = event->type() == QEvent::FocusIn;
+        updateToolButton();
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+// ---- The item shown
+
 void DetailViewController::setDetailItem(const QString& path)
 {
     if (path != mDetailItem)
         maybeSaveText();
+    if (mWaveView->trimMode()) {
+        mWaveView->setTrimMode(false);
+        updateEditState(false);
+    }
     mDetailItem = path;
     mLength = 0;
-    mMidi = false;
+    mIs44k16 = false;
     mTextChanged = false;
     mInfoLabel->setText(QFileInfo(path).fileName());
     mImportButton->setVisible(!mImportScheme.isEmpty() && !path.isEmpty());
@@ -150,24 +221,30 @@ void DetailViewController::setDetailItem(const QString& path)
         mTextChanged = false;
         mContent->setCurrentWidget(mNotesView);
     } else if (Utils::fileIsMIDI(path)) {
-        mMidi = true;
-        const auto midi = platform::MidiFile::open(path);
-        mLength = midi ? midi->lengthSeconds() : 0;
+        mMidiPlot->loadMidiFile(path);
+        mLength = mMidiPlot->songLength();
         mInfoLabel->setText(QStringLiteral("MIDI file\n%1").arg(EditorTexts::timeText(mLength)));
-        mContent->setCurrentWidget(mEmpty);
+        mContent->setCurrentWidget(mMidiPlot);
     } else if (Utils::fileIsAudio(path)) {
         const auto reader = platform::AudioFileReader::open(path);
         mLength = reader ? reader->duration() : 0;
         mWaveView->setTotalLength(mLength);
         mWaveView->loadURL(path);
         mContent->setCurrentWidget(mWaveView);
+        updateInfoLabelAnimated(false);
     } else {
         mContent->setCurrentWidget(mEmpty);
     }
-    mTransport->setVisible(mMidi || mContent->currentWidget() == mWaveView);
+    mTransport->setVisible(mContent->currentWidget() == mWaveView || mContent->currentWidget() == mMidiPlot);
     updateTimeDisplay(0);
     mWaveView->setCursorPos(0);
     updatePlayButton();
+    updateToolButton();
+}
+
+QWidget* DetailViewController::shownContent() const
+{
+    return mContent->currentWidget();
 }
 
 void DetailViewController::waveformDeleted(const QString& path)
@@ -178,6 +255,22 @@ void DetailViewController::waveformDeleted(const QString& path)
 void DetailViewController::waveformRenamed(const QString& oldPath, const QString& newPath)
 {
     mWaveView->renamed(oldPath, newPath);
+}
+
+void DetailViewController::updateInfoLabelAnimated(bool)
+{
+    if (mDetailItem.isEmpty() || mContent->currentWidget() != mWaveView)
+        return;
+    // A file that can't be opened keeps the text it had.
+    if (const auto info = Utils::fileInformation(mDetailItem)) {
+        mInfoLabel->setText(info->text);
+        mIs44k16 = info->is44100Hz16Bit;
+    }
+}
+
+QString DetailViewController::title() const
+{
+    return mTitle->text();
 }
 
 QString DetailViewController::infoText() const
@@ -196,12 +289,160 @@ void DetailViewController::maybeSaveText()
     mTextChanged = false;
 }
 
+// ---- Tools button and the trim state
+
+void DetailViewController::updateToolButton()
+{
+    const bool notes = mContent->currentWidget() == mNotesView;
+    if (notes && mEditingText)
+        mToolsButton->setText(QStringLiteral("Done"));
+    else if (mWaveView->trimMode())
+        mToolsButton->setText(QStringLiteral("Save"));
+    else
+        mToolsButton->setText(QStringLiteral("Tools"));
+    mToolsButton->setVisible(mContent->currentWidget() == mWaveView || (notes && mEditingText));
+}
+
+void DetailViewController::toolsPress()
+{
+    if (mContent->currentWidget() == mNotesView) {
+        maybeSaveText();
+        mNotesView->clearFocus();
+        mEditingText = false;
+        updateToolButton();
+    } else if (mWaveView->trimMode()) {
+        trim();
+    } else if (mToolsMenu->isVisible()) {
+        mToolsMenu->close();  // a second press only closes the menu
+    } else if (mContent->currentWidget() == mWaveView) {
+        mToolsMenu->popup(mToolsButton->mapToGlobal(QPoint(0, mToolsButton->height())));
+    }
+}
+
+void DetailViewController::toolCancelPress()
+{
+    mWaveView->setTrimMode(false);
+    updateEditState();
+}
+
+void DetailViewController::updateEditState(bool animated)
+{
+    if (mWaveView->trimMode()) {
+        mWaveView->setSnapTime(EditorTexts::initialSnapTime(mDetailItem, TrimSettings::storedTempo()));
+        mTrimPanel->fadeInStepper()->setValue(TrimSettings::kStartFade);
+        mTrimPanel->fadeOutStepper()->setValue(TrimSettings::kStartFade);
+        fadeInStepperChanged(TrimSettings::kStartFade);
+        fadeOutStepperChanged(TrimSettings::kStartFade);
+        {
+            // Showing the tempo is not setting one: "SnapBpm" keeps the user's last choice.
+            const QSignalBlocker quiet(mTrimPanel->tempoStepper());
+            mTrimPanel->tempoStepper()->setValue(TrimSettings::tempoForSnapTime(mWaveView->snapTime()));
+        }
+        mTrimPanel->setSnap(mWaveView->trimSnap());
+        mTrimPanel->showPage(0);
+        mTitle->setText(kTrimTitle);
+        mCancelButton->show();
+        updateSelectionText();
+        mModes->setCurrentWidget(mTrimPanel);
+    } else {
+        mTitle->setText(kAppTitle);
+        player().setFadeIn(0);
+        player().setFadeOut(0);
+        mCancelButton->hide();
+        if (animated)
+            updateInfoLabelAnimated(true);
+        mModes->setCurrentWidget(mInfoLabel);
+    }
+    updateToolButton();
+    updateRegion();
+}
+
+void DetailViewController::tabBar(QTabBar*, int didChangeTab, int)
+{
+    mTrimPanel->showPage(didChangeTab);
+}
+
+void DetailViewController::fadeInStepperChanged(double seconds)
+{
+    player().setFadeIn(seconds);
+    mWaveView->setFadeIn(seconds);
+}
+
+void DetailViewController::fadeOutStepperChanged(double seconds)
+{
+    player().setFadeOut(seconds);
+    mWaveView->setFadeOut(seconds);
+}
+
+double DetailViewController::guessBpm() const
+{
+    return EditorTexts::guessBpm(mDetailItem);
+}
+
+void DetailViewController::beatSnapTapped()
+{
+    const bool on = !mWaveView->trimSnap();
+    mWaveView->setTrimSnap(on);
+    mTrimPanel->setSnap(on);
+    updateSelectionText();
+}
+
+void DetailViewController::beatSnapBpmChanged(double bpm)
+{
+    mWaveView->setSnapTime(TrimSettings::snapTimeForTempo(bpm));
+    TrimSettings::storeTempo(bpm);
+    updateSelectionText();
+}
+
+void DetailViewController::trimNudgePress(int tag)
+{
+    const double step = TrimSettings::nudgeStep(tag);
+    if (step == 0)
+        return;
+    const bool wasPlaying = playingThis();
+    const double now = player().getCurrentTime();
+    if (wasPlaying)
+        player().pause();
+    if (TrimSettings::nudgesStart(tag)) {
+        mWaveView->setStartPos(mWaveView->startPos() + step);
+        mWaveView->clipTrimStart();
+    } else {
+        mWaveView->setEndPos(mWaveView->endPos() + step);
+        mWaveView->clipTrimEnd();
+    }
+    mWaveView->updateHandlePositions();
+    updateSelectionText();
+    if (wasPlaying)
+        restartAt(TrimSettings::nudgesStart(tag) ? mWaveView->startPos() : now);
+}
+
+void DetailViewController::updateRegion()
+{
+    if (mWaveView->trimMode()) {
+        player().setRegionStart(mWaveView->startPos());
+        player().setRegionEnd(mWaveView->endPos());
+        player().setFadeIn(mTrimPanel->fadeInStepper()->value());
+        player().setFadeOut(mTrimPanel->fadeOutStepper()->value());
+    } else {
+        player().setRegionStart(0);
+        player().setRegionEnd(0);
+        player().setFadeIn(0);
+        player().setFadeOut(0);
+    }
+}
+
+void DetailViewController::updateSelectionText()
+{
+    mTrimPanel->setSelectionText(EditorTexts::selectionText(mWaveView->startPos(), mWaveView->endPos(),
+                                                            mWaveView->trimSnap(), mWaveView->snapTime()));
+}
+
 // ---- Waveform delegate
 
 void DetailViewController::waveView(WaveView*, bool movingCursor)
 {
     if (movingCursor) {
-        mWasPlayingBeforeDrag = player().isPlaying() && player().url() == mDetailItem;
+        mWasPlayingBeforeDrag = playingThis();
         if (mWasPlayingBeforeDrag) {
             platform::NotificationCenter::defaultCenter().post(QStringLiteral("StopPreview"), this);
             player().pause();
@@ -221,33 +462,59 @@ void DetailViewController::waveView(WaveView*, double movedCursor)
     updateTimeDisplay(time);
 }
 
+void DetailViewController::waveViewDidChangeSelection(WaveView*)
+{
+    updateSelectionText();
+}
+
+void DetailViewController::waveViewDidSetSelection(WaveView*, int)
+{
+    if (!playingThis())
+        return;
+    const double now = player().getCurrentTime();
+    player().pause();
+    restartAt(now);
+}
+
 // ---- Playback
 
 bool DetailViewController::loadPlayer()
 {
-    if (mDetailItem.isEmpty() || !(mMidi || mContent->currentWidget() == mWaveView))
+    if (mDetailItem.isEmpty() || !(mContent->currentWidget() == mWaveView || mContent->currentWidget() == mMidiPlot))
         return false;
     player().setDelegate(this);
     if (player().url() == mDetailItem)
         return true;
     platform::NotificationCenter::defaultCenter().post(QStringLiteral("StopPreview"), this);
-    const bool loaded = mMidi ? player().loadMidiURL(mDetailItem) : player().loadAudioURL(mDetailItem);
-    if (loaded) {
-        // The whole file, without fades.
-        player().setRegionStart(0);
-        player().setRegionEnd(0);
-        player().setFadeIn(0);
-        player().setFadeOut(0);
-    }
+    const bool loaded = mContent->currentWidget() == mMidiPlot ? player().loadMidiURL(mDetailItem)
+                                                               : player().loadAudioURL(mDetailItem);
+    if (loaded)
+        updateRegion();  // loading forgets the region
     return loaded;
+}
+
+bool DetailViewController::playingThis() const
+{
+    return player().isPlaying() && player().url() == mDetailItem;
+}
+
+// Plays the current region again from `seconds`.
+void DetailViewController::restartAt(double seconds)
+{
+    updateRegion();
+    player().setStartTime(seconds);
+    player().play();
+    updatePlayButton();
 }
 
 void DetailViewController::playPress()
 {
-    if (player().isPlaying() && player().url() == mDetailItem)
+    if (playingThis()) {
         player().pause();
-    else if (loadPlayer())
+    } else if (loadPlayer()) {
+        updateRegion();
         player().play();
+    }
     updatePlayButton();
 }
 
@@ -258,14 +525,16 @@ void DetailViewController::rewindPress()
     const bool wasPlaying = player().isPlaying();
     if (wasPlaying) {
         player().stop();
-        if (mMidi)
+        if (mContent->currentWidget() == mMidiPlot)
             player().loadMidiURL(mDetailItem);
         else
             player().loadAudioURL(mDetailItem);
+        updateRegion();
     }
-    player().setStartTime(0);
-    updateTimeDisplay(0);
-    mWaveView->setCursorPos(0);
+    const double start = mWaveView->trimMode() ? mWaveView->startPos() : 0;
+    player().setStartTime(start);
+    updateTimeDisplay(start);
+    mWaveView->setCursorPos(mLength > 0 ? start / mLength : 0);
     if (wasPlaying)
         player().play();
     updatePlayButton();
@@ -321,8 +590,7 @@ void DetailViewController::filePlayerDidFinish(FilePlayer*)
 
 void DetailViewController::updatePlayButton()
 {
-    const bool playing = player().isPlaying() && player().url() == mDetailItem;
-    mPlayButton->setText(playing ? QStringLiteral("⏸") : QStringLiteral("▶"));
+    mPlayButton->setText(playingThis() ? QStringLiteral("⏸") : QStringLiteral("▶"));
 }
 
 void DetailViewController::updateTimeDisplay(double seconds)
@@ -333,6 +601,90 @@ void DetailViewController::updateTimeDisplay(double seconds)
 QString DetailViewController::timeText() const
 {
     return mTimeLabel->text();
+}
+
+// ---- Running the tools
+
+void DetailViewController::runTool(const QString& message, ToolJob job,
+                                   std::function<Outcome(const EditorTools::Result&)> finish)
+{
+    const QPointer<ProgressHUD> hud = ProgressHUD::showWithMessage(this, message);
+    hud->setProgress(0);
+    Utils::ProgressBlock progress = [hud](float fraction) {
+        platform::runOnMain([hud, fraction] {
+            if (hud)
+                hud->setProgress(fraction);
+        });
+    };
+    EditorTools::runInBackground(
+        this, [job = std::move(job), progress = std::move(progress)] { return job(progress); },
+        [hud, finish = std::move(finish)](const EditorTools::Result& result) {
+            const Outcome outcome = finish(result);
+            if (!hud)
+                return;
+            if (outcome.failed)
+                hud->makeDismissMessage(outcome.message);
+            else
+                hud->makeAutoDismissMessage(outcome.message);
+        });
+}
+
+void DetailViewController::trim()
+{
+    const EditorTools::TrimRegion region{mWaveView->startPos(), mWaveView->endPos(),
+                                         mTrimPanel->fadeInStepper()->value(), mTrimPanel->fadeOutStepper()->value()};
+    runTool(
+        QStringLiteral("Trimming"),
+        [source = mDetailItem, region](const Utils::ProgressBlock& progress) {
+            return EditorTools::trim(source, region, progress);
+        },
+        [this](const EditorTools::Result&) {
+            // A failure has been logged by the operation; the screen reports success either way.
+            mWaveView->setTrimMode(false);
+            updateEditState();
+            return Outcome{QStringLiteral("Trimmed")};
+        });
+}
+
+void DetailViewController::normalize()
+{
+    runTool(
+        QStringLiteral("Normalizing"),
+        [source = mDetailItem](const Utils::ProgressBlock& progress) { return EditorTools::normalize(source, progress); },
+        [](const EditorTools::Result&) { return Outcome{QStringLiteral("Normalized")}; });
+}
+
+void DetailViewController::showConvert()
+{
+    if (mConvertScreen)
+        return;
+    auto* screen = new ConvertViewController(this);
+    mConvertScreen = screen;
+    screen->setAttribute(Qt::WA_DeleteOnClose);
+    screen->doneBlock = [self = QPointer(this), screen](const std::optional<ConversionOptions>& options) {
+        screen->close();
+        if (self && options)
+            self->doConvert(*options);
+    };
+    screen->open();
+}
+
+ConvertViewController* DetailViewController::convertScreen() const
+{
+    return mConvertScreen;
+}
+
+void DetailViewController::doConvert(const ConversionOptions& options)
+{
+    runTool(
+        QStringLiteral("Converting"),
+        [source = mDetailItem, options](const Utils::ProgressBlock& progress) {
+            return EditorTools::convert(source, options, progress);
+        },
+        [](const EditorTools::Result& result) {
+            return result ? Outcome{QStringLiteral("Converted")}
+                          : Outcome{QStringLiteral("Sorry\nCould not convert file"), true};
+        });
 }
 
 // ---- Import into the app that asked for a file

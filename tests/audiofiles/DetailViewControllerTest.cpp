@@ -1,11 +1,14 @@
 #include "audiofiles/DetailViewController.h"
 #include "audiofiles/waveform/WaveView.h"
 #include "audiofiles/waveform/WaveformCache.h"
+#include "audiofiles/MidiPlotter.h"
 #include "support/AudioFixtures.h"
+#include "support/PlaybackFixtures.h"
 #include "support/TempTree.h"
 
 #include <QFile>
 #include <QPlainTextEdit>
+#include <QPushButton>
 #include <gtest/gtest.h>
 
 using namespace testsupport;
@@ -22,7 +25,8 @@ TEST(DetailViewController, ShowsWaveformFollowsRenamesAndDeletesAndSavesNotes)
 
     detail.setDetailItem(wav);
     EXPECT_EQ(detail.detailItem(), wav);
-    EXPECT_EQ(detail.infoText(), "take.wav");
+    EXPECT_EQ(detail.infoText().toStdString(), "2 ch WAVE LPCM\n16 bit 44100 Hz\n00:01.000");
+    EXPECT_TRUE(detail.audioIs44k16());
     EXPECT_EQ(detail.waveView()->url(), wav);
     EXPECT_DOUBLE_EQ(detail.waveView()->totalLength(), 1.0);
     EXPECT_EQ(detail.timeText(), "00:00.00");
@@ -53,4 +57,13 @@ TEST(DetailViewController, ShowsWaveformFollowsRenamesAndDeletesAndSavesNotes)
     EXPECT_TRUE(log.contains("Saved text"));
     EXPECT_EQ(readFile(notes), "second line");
     EXPECT_TRUE(detail.detailItem().isEmpty());
+
+    // A MIDI file: its notes in place of a waveform, and its length.
+    const QString midi = lib + "/tune.mid";
+    writeFile(midi, midiFileBytes({{0, 1, 60}, {3, 1, 64}}, 120));
+    detail.setDetailItem(midi);
+    EXPECT_EQ(detail.shownContent(), static_cast<QWidget*>(detail.midiPlotter()));
+    EXPECT_EQ(detail.midiPlotter()->notes().size(), 2u);
+    EXPECT_EQ(detail.infoText().toStdString(), "MIDI file\n00:02.000");
+    EXPECT_FALSE(detail.toolsButton()->isVisible());
 }

@@ -53,6 +53,24 @@ QString lengthText(double start, double end, bool snapping, double snapTime)
     return timeText(end - start);
 }
 
+QList<TextRun> selectionText(double start, double end, bool snapping, double snapTime)
+{
+    return {{QStringLiteral("FROM  "), true},
+            {timeText(start), false},
+            {QStringLiteral("\nTO  "), true},
+            {timeText(end), false},
+            {QStringLiteral("\n"), true},
+            {lengthText(start, end, snapping, snapTime), false}};
+}
+
+QString plainText(const QList<TextRun>& runs)
+{
+    QString text;
+    for (const TextRun& run : runs)
+        text += run.text;
+    return text;
+}
+
 QString escapeString(const QString& text)
 {
     // Everything but letters, digits and "-._~" is escaped, which covers the reserved set.

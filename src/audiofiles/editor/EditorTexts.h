@@ -1,4 +1,5 @@
 #pragma once
+#include <QList>
 #include <QString>
 
 // The small texts of the editor screen.
@@ -12,6 +13,14 @@ QString playTimeText(double seconds);
 QString fadeText(double seconds);
 // The selection's length: a time, or "%g beats" while snapping.
 QString lengthText(double start, double end, bool snapping, double snapTime);
+// A piece of the selection text; captions are shown dimmer than values.
+struct TextRun {
+    QString text;
+    bool caption = false;
+};
+// "FROM  " start, "\nTO  " end, "\n" and the length, as captions and values.
+QList<TextRun> selectionText(double start, double end, bool snapping, double snapTime);
+QString plainText(const QList<TextRun>& runs);
 // Percent-escapes UTF-8, the reserved characters and the blank included.
 QString escapeString(const QString& text);
 // The tempo written in a file name ("Loop 128bpm.wav" → 128), 120 without one.
