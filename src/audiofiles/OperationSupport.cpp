@@ -25,20 +25,6 @@ constexpr uint32_t kFormatNotSupported = fourCC("fmt?");
 
 std::mutex gTemporaryPathMutex;
 
-platform::StreamDescription standardWave(const AudioFileReader& src)
-{
-    platform::StreamDescription d;
-    d.sampleRate = src.sampleRate();
-    d.channelsPerFrame = uint32_t(src.channels());
-    d.formatID = fourCC("lpcm");
-    d.formatFlags = platform::kFormatFlagSignedInteger | platform::kFormatFlagPacked;
-    d.bitsPerChannel = 16;
-    d.bytesPerFrame = 2 * d.channelsPerFrame;
-    d.framesPerPacket = 1;
-    d.bytesPerPacket = d.bytesPerFrame;
-    return d;
-}
-
 QString withWavExtension(const QString& path)
 {
     const QFileInfo info(path);
@@ -116,7 +102,7 @@ std::optional<KeptFormatOutput> createKeepingFormat(const AudioFileReader& src, 
     log(QStringLiteral("Creating standard WAVE instead"));
     writer.reset();
     QFile::remove(temp);
-    writer = AudioFileWriter::create(temp, fourCC("WAVE"), standardWave(src));
+    writer = AudioFileWriter::create(temp, fourCC("WAVE"), platform::linearPCM16(src.sampleRate(), uint32_t(src.channels())));
     if (!writer) {
         log(QStringLiteral("Could not create standard WAVE audiofile for writing"));
         return std::nullopt;

@@ -2,6 +2,7 @@
 
 #include "library/Utils.h"
 #include "platform/AudioFileReader.h"
+#include "platform/AudioFileWriter.h"
 #include "platform/AudioMetadata.h"
 #include "platform/Locations.h"
 #include "platform/Log.h"
@@ -10,7 +11,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
-#include <QtEndian>
 #include <cerrno>
 #include <cstdio>
 #include <vector>
@@ -18,32 +18,8 @@
 namespace {
 const double kRate = 44100;
 const int kChannels = 2;
-const int kBytesPerFrame = 4;
-const qint64 kBytesPerSecond = 176400;
 const int kChunkFrames = 16384;
 const QString kTempName = QStringLiteral("temp-import");
-const qint64 kWavHeaderBytes = 44;
-
-// The canonical 44-byte header of 16-bit stereo PCM; sizes are known only at the end.
-QByteArray wavHeader(quint32 dataBytes)
-{
-    QByteArray h(kWavHeaderBytes, '\0');
-    auto put32 = [&](int at, quint32 v) { qToLittleEndian(v, h.data() + at); };
-    auto put16 = [&](int at, quint16 v) { qToLittleEndian(v, h.data() + at); };
-    memcpy(h.data(), "RIFF", 4);
-    put32(4, 36 + dataBytes);
-    memcpy(h.data() + 8, "WAVEfmt ", 8);
-    put32(16, 16);
-    put16(20, 1);  // integer PCM
-    put16(22, kChannels);
-    put32(24, quint32(kRate));
-    put32(28, quint32(kBytesPerSecond));
-    put16(32, kBytesPerFrame);
-    put16(34, 16);
-    memcpy(h.data() + 36, "data", 4);
-    put32(40, dataBytes);
-    return h;
-}
 
 bool moveIntoPlace(const QString& from, const QString& to)
 {
@@ -111,21 +87,25 @@ void MusicImport::run(const MusicTrack& track, const QString& folder, const Call
     if (!reader)
         return fail(QStringLiteral("Could not start reading"));
     const int channels = reader->channels();
-    if (!reader->setClientFormat(kRate, channels, platform::SampleType::Int16))
+    if (!reader->setClientFormat(kRate, channels, platform::SampleType::Float32))
         return fail(QStringLiteral("Could not add asset reader output"));
     const QString temp = platform::Locations::tempDir() + QLatin1Char('/') + kTempName;
-    QFile out(temp);
-    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate) || out.write(wavHeader(0)) != kWavHeaderBytes)
+    std::unique_ptr<platform::AudioFileWriter> out =
+        platform::AudioFileWriter::create(temp, platform::fourCC("WAVE"), platform::linearPCM16(kRate, kChannels));
+    if (!out)
         return fail(QStringLiteral("Could not start writing"));
+    auto abandon = [&out, &temp] {
+        out.reset();
+        QFile::remove(temp);
+    };
 
     const double duration = track.duration > 0 ? track.duration : reader->duration();
-    std::vector<qint16> in(size_t(kChunkFrames) * size_t(channels));
-    std::vector<qint16> stereo(size_t(kChunkFrames) * kChannels);
-    qint64 written = 0;
+    std::vector<float> in(size_t(kChunkFrames) * size_t(channels));
+    std::vector<float> stereo(size_t(kChunkFrames) * kChannels);
+    int64_t written = 0;
     while (true) {
         if (mCancel) {
-            out.close();
-            QFile::remove(temp);
+            abandon();
             platform::runOnMain([callbacks] {
                 if (callbacks.cancelled)
                     callbacks.cancelled();
@@ -134,8 +114,7 @@ void MusicImport::run(const MusicTrack& track, const QString& folder, const Call
         }
         const int64_t frames = reader->read(in.data(), kChunkFrames);
         if (frames < 0) {
-            out.close();
-            QFile::remove(temp);
+            abandon();
             return fail(QStringLiteral("Could not read the song"));
         }
         if (frames == 0)
@@ -145,25 +124,21 @@ void MusicImport::run(const MusicTrack& track, const QString& folder, const Call
             stereo[size_t(f) * 2] = in[size_t(f) * size_t(channels)];
             stereo[size_t(f) * 2 + 1] = in[size_t(f) * size_t(channels) + (channels > 1 ? 1 : 0)];
         }
-        const qint64 bytes = frames * kBytesPerFrame;
-        for (int64_t f = 0; f < frames * 2; ++f)
-            stereo[size_t(f)] = qToLittleEndian(stereo[size_t(f)]);
-        if (out.write(reinterpret_cast<const char*>(stereo.data()), bytes) != bytes) {
-            out.close();
-            QFile::remove(temp);
+        if (!out->write(stereo.data(), frames)) {
+            abandon();
             return fail(QStringLiteral("Could not start writing"));
         }
-        written += bytes;
+        written += frames;
         if (duration > 0) {
-            const float fraction = float(double(written) / kBytesPerSecond / duration);
+            const float fraction = float(double(written) / kRate / duration);
             platform::runOnMain([callbacks, fraction] {
                 if (callbacks.progress)
                     callbacks.progress(fraction);
             });
         }
     }
-    const bool finished = out.seek(0) && out.write(wavHeader(quint32(written))) == kWavHeaderBytes && out.flush();
-    out.close();
+    const bool finished = out->close();
+    out.reset();
     const QString target = targetPathFor(track, folder);
     if (!finished || !moveIntoPlace(temp, target)) {
         QFile::remove(temp);

@@ -1,4 +1,6 @@
 #pragma once
+#include "platform/FourCC.h"
+
 #include <cstdint>
 
 namespace platform {
@@ -23,6 +25,21 @@ struct StreamDescription {
     uint32_t reserved = 0;
 };
 static_assert(sizeof(StreamDescription) == 40);
+
+// Interleaved 16-bit signed little-endian PCM, the plain WAVE format.
+constexpr StreamDescription linearPCM16(double sampleRate, uint32_t channels)
+{
+    StreamDescription d;
+    d.sampleRate = sampleRate;
+    d.formatID = fourCC("lpcm");
+    d.formatFlags = kFormatFlagSignedInteger | kFormatFlagPacked;
+    d.bitsPerChannel = 16;
+    d.bytesPerFrame = 2 * channels;
+    d.framesPerPacket = 1;
+    d.bytesPerPacket = d.bytesPerFrame;
+    d.channelsPerFrame = channels;
+    return d;
+}
 
 // ALAC keeps the source's bit depth in the format flags.
 constexpr uint32_t alacFlagsForBits(int bits)
