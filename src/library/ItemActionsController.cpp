@@ -42,6 +42,28 @@ void inBackground(std::function<Result()> work, std::function<void(Result)> done
         platform::runOnMain([done, result] { done(result); });
     });
 }
+
+// The overlay appears when the zipper says what it is doing, on the main thread, and follows
+// its progress.
+ItemZipper::Hooks overlayHooks(QPointer<QWidget> window, std::shared_ptr<QPointer<ProgressHUD>> hud)
+{
+    ItemZipper::Hooks hooks;
+    hooks.started = [window, hud](const QString& message, float progress) {
+        platform::runOnMain([window, hud, message, progress] {
+            if (!window)
+                return;
+            *hud = ProgressHUD::showWithMessage(window, message);
+            (*hud)->setProgress(progress);
+        });
+    };
+    hooks.progress = [hud](float progress) {
+        platform::runOnMain([hud, progress] {
+            if (*hud)
+                (*hud)->setProgress(progress);
+        });
+    };
+    return hooks;
+}
 }  // namespace
 
 ItemActionsController::ItemActionsController(MasterViewController* browser)
@@ -342,21 +364,7 @@ void ItemActionsController::zipItem(const LibraryItem& item)
     }
     QPointer<QWidget> window = mBrowser->window();
     auto hud = std::make_shared<QPointer<ProgressHUD>>();
-    ItemZipper::Hooks hooks;
-    hooks.started = [window, hud](const QString& message, float progress) {
-        platform::runOnMain([window, hud, message, progress] {
-            if (!window)
-                return;
-            *hud = ProgressHUD::showWithMessage(window, message);
-            (*hud)->setProgress(progress);
-        });
-    };
-    hooks.progress = [hud](float progress) {
-        platform::runOnMain([hud, progress] {
-            if (*hud)
-                (*hud)->setProgress(progress);
-        });
-    };
+    const ItemZipper::Hooks hooks = overlayHooks(window, hud);
     const QString path = item.path;
     const QString folder = mBrowser->folder();
     inBackground<bool>(
@@ -387,15 +395,7 @@ void ItemActionsController::unzip(const QString& archive)
 {
     QPointer<QWidget> window = mBrowser->window();
     auto hud = std::make_shared<QPointer<ProgressHUD>>();
-    ItemZipper::Hooks hooks;
-    hooks.started = [window, hud](const QString& message, float progress) {
-        platform::runOnMain([window, hud, message, progress] {
-            if (!window)
-                return;
-            *hud = ProgressHUD::showWithMessage(window, message);
-            (*hud)->setProgress(progress);
-        });
-    };
+    const ItemZipper::Hooks hooks = overlayHooks(window, hud);
     const QString folder = mBrowser->folder();
     inBackground<bool>(
         [archive, folder, hooks] {

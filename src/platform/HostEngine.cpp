@@ -297,32 +297,21 @@ void HostEngine::updateConnections()
         onConnectionsChanged();
 }
 
-QStringList HostEngine::receiverPortNames() const
+namespace {
+QStringList namesOf(const std::array<jack_port_t*, kHostChannels>& ports)
 {
     QStringList names;
-    if (mPorts)
-        for (jack_port_t* p : mPorts->receiver)
-            names << QString::fromUtf8(jack_port_name(p));
+    for (jack_port_t* p : ports)
+        names << QString::fromUtf8(jack_port_name(p));
     return names;
 }
+}  // namespace
 
-QStringList HostEngine::senderPortNames() const
-{
-    QStringList names;
-    if (mPorts)
-        for (jack_port_t* p : mPorts->sender)
-            names << QString::fromUtf8(jack_port_name(p));
-    return names;
-}
+QStringList HostEngine::receiverPortNames() const { return mPorts ? namesOf(mPorts->receiver) : QStringList(); }
 
-QStringList HostEngine::outputPortNames() const
-{
-    QStringList names;
-    if (mPorts)
-        for (jack_port_t* p : mPorts->out)
-            names << QString::fromUtf8(jack_port_name(p));
-    return names;
-}
+QStringList HostEngine::senderPortNames() const { return mPorts ? namesOf(mPorts->sender) : QStringList(); }
+
+QStringList HostEngine::outputPortNames() const { return mPorts ? namesOf(mPorts->out) : QStringList(); }
 
 void HostEngine::performAsync(std::function<void()> block, std::function<void()> response)
 {
