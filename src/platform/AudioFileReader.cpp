@@ -1,6 +1,6 @@
 #include "platform/AudioFileReader.h"
 
-#include "platform/FFmpegAudioReader.h"
+#include "platform/CodecModule.h"
 #include "platform/Log.h"
 #include "platform/SndfileAudioReader.h"
 
@@ -46,8 +46,9 @@ std::unique_ptr<AudioFileReader> AudioFileReader::open(const QString& path)
     if (auto reader = SndfileAudioReader::open(path, &sndfileReason))
         return reader;
     QString ffmpegReason;
-    if (auto reader = FFmpegAudioReader::open(path, &ffmpegReason))
-        return reader;
+    if (const CodecModule* codecs = codecModule(&ffmpegReason))
+        if (auto reader = codecs->openReader(path, &ffmpegReason))
+            return reader;
     log(QStringLiteral("Could not read audio file %1: %2").arg(path, ffmpegReason.isEmpty() ? sndfileReason : ffmpegReason));
     return nullptr;
 }

@@ -1,6 +1,6 @@
 #include "platform/AudioFileWriter.h"
 
-#include "platform/FFmpegAudioWriter.h"
+#include "platform/CodecModule.h"
 #include "platform/FourCC.h"
 #include "platform/Log.h"
 #include "platform/SndfileAudioWriter.h"
@@ -24,8 +24,9 @@ std::unique_ptr<AudioFileWriter> AudioFileWriter::create(const QString& path, ui
         reason = QStringLiteral("%1 channels at %2 Hz").arg(fileFormat.channelsPerFrame).arg(fileFormat.sampleRate);
     } else if (SndfileAudioWriter::handles(fileType, fileFormat)) {
         writer = SndfileAudioWriter::create(path, fileType, fileFormat, &reason);
-    } else if (FFmpegAudioWriter::handles(fileType, fileFormat)) {
-        writer = FFmpegAudioWriter::create(path, fileFormat, &reason);
+    } else if (fileType == fourCC("m4af") && (fileFormat.formatID == fourCC("aac ") || fileFormat.formatID == fourCC("alac"))) {
+        if (const CodecModule* codecs = codecModule(&reason))
+            writer = codecs->createWriter(path, fileFormat, &reason);
     } else {
         reason = QStringLiteral("can't write '%1' data in a '%2' file")
                      .arg(fourCCString(fileFormat.formatID), fourCCString(fileType));

@@ -8,7 +8,6 @@ namespace platform {
 // AAC or ALAC in an M4A file through FFmpeg's encoders and its iPod-flavoured MP4 muxer.
 class FFmpegAudioWriter final : public AudioFileWriter {
 public:
-    static bool handles(uint32_t fileType, const StreamDescription& format);
     static std::unique_ptr<AudioFileWriter> create(const QString& path, const StreamDescription& format, QString* reason);
     ~FFmpegAudioWriter() override;
 

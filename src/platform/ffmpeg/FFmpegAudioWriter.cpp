@@ -1,6 +1,6 @@
-#include "platform/FFmpegAudioWriter.h"
+#include "platform/ffmpeg/FFmpegAudioWriter.h"
 
-#include "platform/FFmpegSupport.h"
+#include "platform/ffmpeg/FFmpegSupport.h"
 #include "platform/FourCC.h"
 #include "platform/Log.h"
 #include "platform/SampleConversion.h"
@@ -46,11 +46,6 @@ struct FFmpegAudioWriter::Handles {
         }
     }
 };
-
-bool FFmpegAudioWriter::handles(uint32_t fileType, const StreamDescription& format)
-{
-    return fileType == fourCC("m4af") && (format.formatID == fourCC("aac ") || format.formatID == fourCC("alac"));
-}
 
 std::unique_ptr<AudioFileWriter> FFmpegAudioWriter::create(const QString& path, const StreamDescription& format,
                                                            QString* reason)

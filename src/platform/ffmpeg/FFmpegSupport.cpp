@@ -1,4 +1,4 @@
-#include "platform/FFmpegSupport.h"
+#include "platform/ffmpeg/FFmpegSupport.h"
 
 #include <mutex>
 

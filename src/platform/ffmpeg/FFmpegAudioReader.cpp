@@ -1,6 +1,6 @@
-#include "platform/FFmpegAudioReader.h"
+#include "platform/ffmpeg/FFmpegAudioReader.h"
 
-#include "platform/FFmpegSupport.h"
+#include "platform/ffmpeg/FFmpegSupport.h"
 #include "platform/FourCC.h"
 
 #include <QFile>

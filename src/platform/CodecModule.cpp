@@ -1,0 +1,70 @@
+#include "platform/CodecModule.h"
+
+#include "platform/Log.h"
+
+#include <QFileInfo>
+#include <QLibrary>
+#include <mutex>
+
+namespace platform {
+namespace {
+
+constexpr char kModuleFile[] = "wavelocker-ffmpeg.so";
+constexpr char kEntryPoint[] = "wavelockerCodecModule";
+
+// Beside the programs (bin/../lib), else where this build put it.
+QStringList candidates()
+{
+    const QString exe = QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath();
+    QStringList paths{QFileInfo(exe).absolutePath() + QStringLiteral("/../lib/") + QLatin1String(kModuleFile)};
+    paths << QStringLiteral(WL_CODEC_MODULE_PATH);
+    return paths;
+}
+
+struct Loaded {
+    const CodecModule* module = nullptr;
+    QString reason;
+};
+
+Loaded load()
+{
+    Loaded loaded;
+    for (const QString& path : candidates()) {
+        if (!QFileInfo::exists(path))
+            continue;
+        // Never unloaded: readers and writers it made may live until the program ends.
+        QLibrary library(path);
+        library.setLoadHints(QLibrary::ResolveAllSymbolsHint);
+        using Entry = const CodecModule* (*)();
+        const auto entry = reinterpret_cast<Entry>(library.resolve(kEntryPoint));
+        if (!entry) {
+            loaded.reason = library.errorString();
+            break;
+        }
+        const CodecModule* module = entry();
+        if (!module || module->version != kCodecModuleVersion) {
+            loaded.reason = QStringLiteral("%1 is of another version").arg(path);
+            break;
+        }
+        loaded.module = module;
+        return loaded;
+    }
+    if (loaded.reason.isEmpty())
+        loaded.reason = QStringLiteral("%1 not found").arg(QLatin1String(kModuleFile));
+    log(QStringLiteral("Compressed audio formats are not available: %1").arg(loaded.reason));
+    return loaded;
+}
+
+}  // namespace
+
+const CodecModule* codecModule(QString* reason)
+{
+    static std::once_flag once;
+    static Loaded loaded;
+    std::call_once(once, [] { loaded = load(); });
+    if (!loaded.module && reason)
+        *reason = loaded.reason;
+    return loaded.module;
+}
+
+}  // namespace platform

@@ -1,0 +1,28 @@
+#pragma once
+#include "platform/AudioFileReader.h"
+#include "platform/AudioFileWriter.h"
+#include "platform/AudioMetadata.h"
+
+#include <QString>
+#include <memory>
+#include <optional>
+
+namespace platform {
+
+// Compressed formats come from FFmpeg, whose libraries take a tenth of a second to load. They
+// live in a module loaded the first time such a file is opened or written, so that programs
+// and commands that only touch PCM files start at once.
+constexpr int kCodecModuleVersion = 1;
+
+struct CodecModule {
+    int version;
+    std::unique_ptr<AudioFileReader> (*openReader)(const QString& path, QString* reason);
+    // AAC or ALAC in M4A.
+    std::unique_ptr<AudioFileWriter> (*createWriter)(const QString& path, const StreamDescription& format, QString* reason);
+    std::optional<AudioMetadata> (*readMetadata)(const QString& path);
+};
+
+// The loaded module; nullptr with the reason when it can't be found or loaded (logged once).
+const CodecModule* codecModule(QString* reason = nullptr);
+
+}  // namespace platform
