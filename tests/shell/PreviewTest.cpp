@@ -119,6 +119,20 @@ TEST_F(PreviewTest, ButtonPlaysStopsAndGoesOnToTheNextAudioRow)
     EXPECT_TRUE(quiet());
     EXPECT_EQ(player->url(), file("2 second.wav"));
     EXPECT_FALSE(rowPlaying("2 second.wav"));
+    EXPECT_TRUE(AudioEngine::audioController()->isRunning());  // in front it stays for what comes next
+
+    // Behind, the last preview's end lets the audio hardware go.
+    AudioEngine::setAppInBackground(true);
+    press("4 fourth.wav");
+    ASSERT_TRUE(playingFile("4 fourth.wav"));
+    EXPECT_TRUE(waitUntil([&] { return !AudioEngine::audioController()->isRunning(); }));
+    EXPECT_TRUE(quiet());
+    AudioEngine::setAppInBackground(false);
+
+    // The next press brings it back.
+    press("1 first.wav");
+    EXPECT_TRUE(AudioEngine::audioController()->isRunning());
+    EXPECT_TRUE(waitUntil([&] { return player->playFrames() > 2048; }));
 }
 
 TEST_F(PreviewTest, OtherScreensAndRemovalsEndThePreview)
