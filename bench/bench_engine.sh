@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The file player with fades: CPU time per 512-frame buffer as a share of the buffer's 11.6 ms,
 # rendering a 10-minute file (reading it and writing the result included) against sox doing
-# the same fade; then xruns while playing through a private dummy JACK server at 64 frames.
+# the same fade; then xruns while playing through a private dummy JACK server at 64 frames
+# (and at 512 for contrast).
 set -euo pipefail
 . "$(dirname "$0")/common.sh"
 TOOL="$BIN/wavelocker-tool"
@@ -46,35 +47,34 @@ printf 'player with fades, CPU per %d-frame buffer: wavelocker %.2f us (%.3f %% 
   "$sox_us" "$(echo "$sox_us * 100 / $buffer_us" | bc -l)" "$(ratio "$ours_us" "$sox_us")"
 
 # Real-time play on a private dummy server without real-time scheduling, so the machine's
-# load shows. The server's log tells which client was late in a cycle; jack_simple_client (a
-# sine on two ports) under the same server is the reference.
+# load shows. jack_simple_client (a sine on two ports) runs beside it on the same server as the
+# reference; the server's log tells which client was late in a cycle.
 if ! command -v jackd >/dev/null; then
   echo "xruns: jackd missing, skipped"
   exit 0
 fi
 JACKD=""
-stop_server() { [ -z "$JACKD" ] || { kill "$JACKD" 2>/dev/null || true; wait "$JACKD" 2>/dev/null || true; JACKD=""; }; }
-trap stop_server EXIT
-# start_server FRAMES LOG: a fresh server, made the default for what follows
-start_server() {
-  export JACK_DEFAULT_SERVER="wlbench-$$-$1-$RANDOM"
-  JACK_NO_AUDIO_RESERVATION=1 jackd -n "$JACK_DEFAULT_SERVER" --no-realtime -d dummy -r $RATE -p "$1" >"$2" 2>&1 &
-  JACKD=$!
-  jack_wait -s "$JACK_DEFAULT_SERVER" -w -t 10 >/dev/null 2>&1
+REF=""
+stop_all() {
+  [ -z "$REF" ] || { kill -KILL "$REF" 2>/dev/null || true; wait "$REF" 2>/dev/null || true; REF=""; }
+  [ -z "$JACKD" ] || { kill "$JACKD" 2>/dev/null || true; wait "$JACKD" 2>/dev/null || true; JACKD=""; }
 }
+trap stop_all EXIT
 late() { grep -a -c "client = $2 was not finished" "$1" || true; }
 driver_late() { grep -a -c "JackTimedDriver::Process XRun" "$1" || true; }
 
 for frames in $SMALL_BUFFER $BUFFER; do
-  start_server "$frames" ours.log
+  export JACK_DEFAULT_SERVER="wlbench-$$-$frames"
+  JACK_NO_AUDIO_RESERVATION=1 jackd -n "$JACK_DEFAULT_SERVER" --no-realtime -d dummy -r $RATE -p "$frames" >server.log 2>&1 &
+  JACKD=$!
+  jack_wait -s "$JACK_DEFAULT_SERVER" -w -t 10 >/dev/null 2>&1
+  jack_simple_client >/dev/null 2>&1 &
+  REF=$!
   out=$("$TOOL" play short.wav --buffer "$frames" 2>/dev/null)
-  stop_server
+  stop_all
   xruns=$(echo "$out" | sed -n 's/^xruns: //p')
   [ -n "$xruns" ] || { echo "play: no xrun count"; exit 1; }
-  start_server "$frames" ref.log
-  timeout "$PLAY_SECONDS" jack_simple_client >/dev/null 2>&1 || true
-  stop_server
-  echo "play $PLAY_SECONDS s at $frames frames: $xruns xruns seen by wavelocker;" \
-    "cycles late: wavelocker $(late ours.log Wavelocker), jack_simple_client $(late ref.log jack_simple_client);" \
-    "server's own late cycles $(driver_late ours.log) and $(driver_late ref.log)"
+  echo "play $PLAY_SECONDS s at $frames frames: $xruns xruns reported to wavelocker;" \
+    "cycles late: wavelocker $(late server.log Wavelocker), jack_simple_client beside it $(late server.log jack_simple_client);" \
+    "the server's own late cycles $(driver_late server.log)"
 done
