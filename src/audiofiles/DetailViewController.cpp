@@ -79,7 +79,7 @@ DetailViewController::DetailViewController(QWidget* parent)
       mEmpty(new QWidget(mContent)),
       mTransport(new QWidget(this)),
       mPlayButton(new QPushButton(QStringLiteral("▶"), mTransport)),
-      mRewindButton(new QPushButton(QStringLiteral("⏮"), mTransport)),
+      mRewindButton(new QPushButton(QStringLiteral("|◀"), mTransport)),
       mLoopToggle(new QPushButton(toggleTitle(false, QStringLiteral("LOOP")), mTransport)),
       mVolumeButton(new QPushButton(QStringLiteral("Volume"), mTransport)),
       mTimeLabel(new QLabel(EditorTexts::playTimeText(0), mTransport))
@@ -93,6 +93,7 @@ DetailViewController::DetailViewController(QWidget* parent)
     mInfoLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
     mModes->addWidget(mInfoLabel);
     mModes->addWidget(mTrimPanel);
+    showMode(mInfoLabel);
 
     buildBars();
     buildTransport();
@@ -148,7 +149,11 @@ void DetailViewController::buildBars()
     mCancelButton->hide();
     mImportButton->hide();
     connect(mCancelButton, &QPushButton::clicked, this, &DetailViewController::toolCancelPress);
+    // Pressing the button must not end an edit of the notes: "Done" saves it.
+    mToolsButton->setFocusPolicy(Qt::NoFocus);
     connect(mToolsButton, &QPushButton::clicked, this, &DetailViewController::toolsPress);
+    // A press on the button while the menu is open only closes the menu.
+    mToolsMenu->setAttribute(Qt::WA_NoMouseReplay);
     connect(mImportButton, &QPushButton::clicked, this, &DetailViewController::doAppImport);
     connect(mToolsMenu->addAction(QStringLiteral("Normalize")), &QAction::triggered, this,
             &DetailViewController::normalize);
@@ -343,7 +348,7 @@ void DetailViewController::updateEditState(bool animated)
         mTitle->setText(kTrimTitle);
         mCancelButton->show();
         updateSelectionText();
-        mModes->setCurrentWidget(mTrimPanel);
+        showMode(mTrimPanel);
     } else {
         mTitle->setText(kAppTitle);
         player().setFadeIn(0);
@@ -351,10 +356,21 @@ void DetailViewController::updateEditState(bool animated)
         mCancelButton->hide();
         if (animated)
             updateInfoLabelAnimated(true);
-        mModes->setCurrentWidget(mInfoLabel);
+        showMode(mInfoLabel);
     }
     updateToolButton();
     updateRegion();
+}
+
+// The normal and the trim views take turns above the waveform, each at its own height.
+void DetailViewController::showMode(QWidget* view)
+{
+    for (int i = 0; i < mModes->count(); ++i) {
+        QWidget* page = mModes->widget(i);
+        page->setSizePolicy(QSizePolicy::Preferred, page == view ? QSizePolicy::Preferred : QSizePolicy::Ignored);
+    }
+    mModes->setCurrentWidget(view);
+    mModes->updateGeometry();
 }
 
 void DetailViewController::tabBar(QTabBar*, int didChangeTab, int)

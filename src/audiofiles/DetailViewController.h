@@ -105,6 +105,7 @@ private:
     void buildBars();
     void buildTransport();
     void connectTrimPanel();
+    void showMode(QWidget* view);
     bool loadPlayer();
     bool playingThis() const;
     void restartAt(double seconds);

@@ -52,10 +52,20 @@ TEST(DetailViewController, ShowsWaveformFollowsRenamesAndDeletesAndSavesNotes)
     LogCapture log;
     detail.maybeSaveText();  // nothing changed: nothing written
     EXPECT_FALSE(log.contains("Saved text"));
+    // While the text is edited the tools button reads "Done" and saves it.
+    detail.activateWindow();
+    detail.notesView()->setFocus();
+    ASSERT_TRUE(waitUntil([&] { return detail.toolsButton()->isVisible(); }));
+    EXPECT_EQ(detail.toolsButton()->text(), "Done");
     detail.notesView()->setPlainText("second line");
-    detail.setDetailItem(QString());
+    detail.toolsButton()->click();
     EXPECT_TRUE(log.contains("Saved text"));
     EXPECT_EQ(readFile(notes), "second line");
+    EXPECT_FALSE(detail.toolsButton()->isVisible());
+    // Edited text is also written back when another item is shown.
+    detail.notesView()->setPlainText("third line");
+    detail.setDetailItem(QString());
+    EXPECT_EQ(readFile(notes), "third line");
     EXPECT_TRUE(detail.detailItem().isEmpty());
 
     // A MIDI file: its notes in place of a waveform, and its length.

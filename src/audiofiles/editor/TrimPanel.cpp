@@ -66,9 +66,9 @@ TrimPanel::TrimPanel(QWidget* parent)
     auto* pages = new QHBoxLayout(mPages);
     pages->setContentsMargins(0, 0, 0, 0);
     pages->setSpacing(0);
-    pages->addWidget(buildFadePage());
-    pages->addWidget(buildNudgePage());
-    pages->addWidget(buildSnapPage());
+    mPageWidgets = {buildFadePage(), buildNudgePage(), buildSnapPage()};
+    for (QWidget* page : mPageWidgets)
+        pages->addWidget(page);
     mScroll->setWidget(mPages);
     mScroll->viewport()->installEventFilter(this);
 
@@ -172,7 +172,10 @@ bool TrimPanel::eventFilter(QObject* watched, QEvent* event)
 
 void TrimPanel::layoutPages()
 {
+    // Each page is exactly as wide as the visible part, so that a page index scrolls to it.
     const QSize page = mScroll->viewport()->size();
+    for (QWidget* widget : mPageWidgets)
+        widget->setFixedSize(page);
     mPages->setFixedSize(page.width() * kPageCount, page.height());
     mScroll->horizontalScrollBar()->setValue(mTabs->currentIndex() * page.width());
 }

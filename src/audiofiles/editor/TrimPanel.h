@@ -53,6 +53,7 @@ private:
     QTabBar* mTabs;
     QScrollArea* mScroll;
     QWidget* mPages;
+    std::array<QWidget*, kPageCount> mPageWidgets{};
     Stepper* mFadeIn;
     Stepper* mFadeOut;
     Stepper* mTempo;
