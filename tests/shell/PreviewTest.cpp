@@ -11,6 +11,7 @@
 #include "support/PlaybackFixtures.h"
 #include "support/TempTree.h"
 
+#include <QDir>
 #include <QFile>
 #include <QListView>
 #include <QTest>
@@ -43,6 +44,8 @@ protected:
         ASSERT_TRUE(writeFile(lib + "/3 notes.txt", "not audio"));
         ASSERT_TRUE(writeTone(lib + "/4 fourth.wav", 0.3));
         ASSERT_TRUE(writeTone(lib + "/5 long.wav", 3.0));
+        ASSERT_TRUE(QDir().mkpath(lib + "/Sub"));
+        ASSERT_TRUE(writeTone(lib + "/Sub/inner.wav", 3.0));
         delegate = std::make_unique<AppDelegate>(AppDelegate::Mode::Window);
         delegate->didFinishLaunching();
         master = delegate->masterViewController();
@@ -138,6 +141,19 @@ TEST_F(PreviewTest, ButtonPlaysStopsAndGoesOnToTheNextAudioRow)
 TEST_F(PreviewTest, OtherScreensAndRemovalsEndThePreview)
 {
     AudioEngine::setAutoPlayNext(true);
+
+    // Entering a folder ends the preview; the browser there previews on the same player.
+    press("5 long.wav");
+    ASSERT_TRUE(playingFile("5 long.wav"));
+    MasterViewController* sub = master->enterFolder(file("Sub"), false);
+    EXPECT_TRUE(quiet());
+    EXPECT_FALSE(rowPlaying("5 long.wav"));
+    ASSERT_TRUE(waitUntil([&] { return sub->model()->isLoaded(); }));
+    sub->previewItem(sub->model()->itemAt(sub->rowForItemWithPath(file("Sub/inner.wav"))));
+    EXPECT_TRUE(player->isPlaying());
+    EXPECT_EQ(player->url(), file("Sub/inner.wav"));
+    delegate->libraryNavigationController()->popViewController(false);
+    EXPECT_TRUE(waitUntil([&] { return !player->isPlaying(); }));
 
     // The editor asks for the player.
     press("5 long.wav");
