@@ -233,3 +233,26 @@ TEST(EditorTools, NormalizeReplacesItsResultAndAFailedConvertLeavesNothing)
     EXPECT_EQ(QDir(lib).entryList(QDir::Files, QDir::Name), before);
     EXPECT_TRUE(Utils::lastNewFile().isEmpty());
 }
+
+TEST(EditorTools, TheToolNamesItsResultsAsTheEditorDoesWithoutADestination)
+{
+    TempTree tree;
+    const QString folder = tree.path("work");
+    QDir().mkpath(folder);
+    const QString source = writeLevel(folder + "/d.wav", 1, kRate / 4, 0.25f);
+    const auto run = [](const QStringList& args) {
+        const RunResult r = runProgram("wavelocker-tool", args);
+        EXPECT_EQ(r.exitCode, 0) << r.err.toStdString();
+        return QString::fromUtf8(r.out.trimmed());
+    };
+    const QStringList trim = {"trim", source, "--start", "0.1", "--end", "0.2", "--fade-in", "0.01"};
+    EXPECT_EQ(run(trim), folder + "/d-trimmed.wav");
+    EXPECT_EQ(run(trim), folder + "/d-trimmed(1).wav");
+    EXPECT_EQ(load(folder + "/d-trimmed(1).wav").frames(), kRate / 10);
+    EXPECT_EQ(run({"normalize", source}), folder + "/d-normalized.wav");
+    EXPECT_EQ(run({"normalize", source}), folder + "/d-normalized.wav");
+    EXPECT_EQ(run({"convert", source, "--format", "2", "--samplerate", "8000"}), folder + "/d-converted.caf");
+    EXPECT_EQ(load(folder + "/d-converted.caf").frames(), kRate / 4);
+    EXPECT_EQ(QDir(folder).entryList(QDir::Files, QDir::Name),
+              QStringList({"d-converted.caf", "d-normalized.wav", "d-trimmed(1).wav", "d-trimmed.wav", "d.wav"}));
+}

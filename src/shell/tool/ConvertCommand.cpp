@@ -1,5 +1,6 @@
 #include "audiofiles/AudioOperations.h"
 #include "audiofiles/RecFormats.h"
+#include "audiofiles/editor/EditorTools.h"
 #include "shell/tool/AudioCommandSupport.h"
 #include "shell/tool/ToolCommands.h"
 
@@ -18,7 +19,7 @@ struct Choice {
 int runConvert(const QStringList& args)
 {
     const QString usage = QStringLiteral(
-        "convert SRC DEST [--format N] [--channels N] [--stereomono N] [--bits N] [--samplerate HZ] [--bitrate BPS]");
+        "convert SRC [DEST] [--format N] [--channels N] [--stereomono N] [--bits N] [--samplerate HZ] [--bitrate BPS]");
     const Choice choices[] = {
         {"--format", &ConversionOptions::format, {0, 1, 2, 3, 4}},
         {"--channels", &ConversionOptions::channels, {1, 2}},
@@ -44,12 +45,15 @@ int runConvert(const QStringList& args)
     }
     if (!a.ok())
         return usageError(usage, a.error());
-    if (a.positionals().size() != 2)
+    if (a.positionals().isEmpty() || a.positionals().size() > 2)
         return usageError(usage);
-    const QString dest = absolutePath(a.positionals()[1]);
     ProgressBar bar(QStringLiteral("convert"));
-    const bool ok = Utils::convert(absolutePath(a.positionals()[0]), dest, options, [&bar](float f) { bar.update(f); });
-    return reportWritten(ok ? std::optional(dest) : std::nullopt);
+    const auto progress = [&bar](float f) { bar.update(f); };
+    const QString src = absolutePath(a.positionals()[0]);
+    if (a.positionals().size() == 1)  // named beside the source, as the editor names it
+        return reportWritten(EditorTools::convert(src, options, progress));
+    const QString dest = absolutePath(a.positionals()[1]);
+    return reportWritten(Utils::convert(src, dest, options, progress) ? std::optional(dest) : std::nullopt);
 }
 
 }  // namespace tool

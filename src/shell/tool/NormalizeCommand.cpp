@@ -1,4 +1,5 @@
 #include "audiofiles/AudioOperations.h"
+#include "audiofiles/editor/EditorTools.h"
 #include "shell/tool/AudioCommandSupport.h"
 #include "shell/tool/ToolCommands.h"
 
@@ -6,15 +7,18 @@ namespace tool {
 
 int runNormalize(const QStringList& args)
 {
-    const QString usage = QStringLiteral("normalize SRC DEST");
+    const QString usage = QStringLiteral("normalize SRC [DEST]");
     Arguments a(args, {});
     if (!a.ok())
         return usageError(usage, a.error());
-    if (a.positionals().size() != 2)
+    if (a.positionals().isEmpty() || a.positionals().size() > 2)
         return usageError(usage);
     ProgressBar bar(QStringLiteral("normalize"));
-    return reportWritten(Utils::normalize(absolutePath(a.positionals()[0]), absolutePath(a.positionals()[1]),
-                                          [&bar](float f) { bar.update(f); }));
+    const auto progress = [&bar](float f) { bar.update(f); };
+    const QString src = absolutePath(a.positionals()[0]);
+    if (a.positionals().size() == 1)  // named beside the source, as the editor names it
+        return reportWritten(EditorTools::normalize(src, progress));
+    return reportWritten(Utils::normalize(src, absolutePath(a.positionals()[1]), progress));
 }
 
 }  // namespace tool

@@ -12,13 +12,16 @@ const QList<Command>& commands()
         {"info", "info FILE                channels, type, depth or bit rate, sample rate and duration", runInfo},
         {"decode", "decode SRC DEST          any audio file to 16-bit WAVE at 44100 Hz", runDecode},
         {"convert",
-         "convert SRC DEST [--format N] [--channels N] [--stereomono N] [--bits N] [--samplerate HZ] [--bitrate BPS]\n"
-         "                           to format 0 WAVE, 1 AIFF, 2 CAF, 3 M4A AAC, 4 M4A ALAC; unset options as last saved",
+         "convert SRC [DEST] [--format N] [--channels N] [--stereomono N] [--bits N] [--samplerate HZ] [--bitrate BPS]\n"
+         "                           to format 0 WAVE, 1 AIFF, 2 CAF, 3 M4A AAC, 4 M4A ALAC; unset options as last saved;\n"
+         "                           without DEST, SRC-converted.EXT beside SRC",
          runConvert},
-        {"normalize", "normalize SRC DEST       scale to full scale, keeping the format where it can be written",
+        {"normalize", "normalize SRC [DEST]     scale to full scale, keeping the format where it can be written;\n"
+                      "                           without DEST, SRC-normalized.EXT beside SRC",
          runNormalize},
-        {"trim", "trim SRC DEST --start S --end S [--fade-in S] [--fade-out S]\n"
-                 "                           cut a region (seconds) with linear fades",
+        {"trim", "trim SRC [DEST] --start S --end S [--fade-in S] [--fade-out S]\n"
+                 "                           cut a region (seconds) with linear fades;\n"
+                 "                           without DEST, SRC-trimmed.EXT (or the next free name) beside SRC",
          runTrim},
         {"render", "render FILE OUT [--start S] [--region START END] [--fade-in S] [--fade-out S] [--loop] [--seconds N]"
                    "  write what the file player plays as a 44.1 kHz float WAVE file", runRender},
