@@ -19,10 +19,12 @@
 #include <QEvent>
 #include <QFile>
 #include <QFileInfo>
+#include <QGraphicsOpacityEffect>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMenu>
 #include <QPlainTextEdit>
+#include <QPropertyAnimation>
 #include <QPushButton>
 #include <QSignalBlocker>
 #include <QSlider>
@@ -37,10 +39,25 @@ const QString kTrimTitle = QStringLiteral("Trim & Fade");
 constexpr int kVolumePanelWidth = 280;
 constexpr int kVolumePanelHeight = 160;
 constexpr int kVolumeSteps = 1000;
+constexpr int kTransitionMs = 250;
 
 QString toggleTitle(bool on, const QString& text)
 {
     return (on ? QStringLiteral("☒ ") : QStringLiteral("☐ ")) + text;
+}
+
+// Lets a view that has just changed appear gradually.
+void fadeIn(QWidget* view)
+{
+    auto* effect = new QGraphicsOpacityEffect(view);
+    view->setGraphicsEffect(effect);
+    auto* animation = new QPropertyAnimation(effect, "opacity", effect);
+    animation->setDuration(kTransitionMs);
+    animation->setStartValue(0.0);
+    animation->setEndValue(1.0);
+    // A finished effect only costs drawing; it takes itself off the view when deleted.
+    QObject::connect(animation, &QPropertyAnimation::finished, effect, &QObject::deleteLater);
+    animation->start();
 }
 
 FilePlayer& player()
@@ -93,7 +110,7 @@ DetailViewController::DetailViewController(QWidget* parent)
     mInfoLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
     mModes->addWidget(mInfoLabel);
     mModes->addWidget(mTrimPanel);
-    showMode(mInfoLabel);
+    showMode(mInfoLabel, false);
 
     buildBars();
     buildTransport();
@@ -262,15 +279,20 @@ void DetailViewController::waveformRenamed(const QString& oldPath, const QString
     mWaveView->renamed(oldPath, newPath);
 }
 
-void DetailViewController::updateInfoLabelAnimated(bool)
+void DetailViewController::updateInfoLabelAnimated(bool animated)
 {
     if (mDetailItem.isEmpty() || mContent->currentWidget() != mWaveView)
         return;
     // A file that can't be opened keeps the text it had.
-    if (const auto info = Utils::fileInformation(mDetailItem)) {
-        mInfoLabel->setText(info->text);
-        mIs44k16 = info->is44100Hz16Bit;
-    }
+    const auto info = Utils::fileInformation(mDetailItem);
+    if (!info)
+        return;
+    mIs44k16 = info->is44100Hz16Bit;
+    if (info->text == mInfoLabel->text())
+        return;
+    mInfoLabel->setText(info->text);
+    if (animated)
+        fadeIn(mInfoLabel);
 }
 
 QString DetailViewController::title() const
@@ -348,7 +370,7 @@ void DetailViewController::updateEditState(bool animated)
         mTitle->setText(kTrimTitle);
         mCancelButton->show();
         updateSelectionText();
-        showMode(mTrimPanel);
+        showMode(mTrimPanel, animated);
     } else {
         mTitle->setText(kAppTitle);
         player().setFadeIn(0);
@@ -356,14 +378,14 @@ void DetailViewController::updateEditState(bool animated)
         mCancelButton->hide();
         if (animated)
             updateInfoLabelAnimated(true);
-        showMode(mInfoLabel);
+        showMode(mInfoLabel, animated);
     }
     updateToolButton();
     updateRegion();
 }
 
 // The normal and the trim views take turns above the waveform, each at its own height.
-void DetailViewController::showMode(QWidget* view)
+void DetailViewController::showMode(QWidget* view, bool animated)
 {
     for (int i = 0; i < mModes->count(); ++i) {
         QWidget* page = mModes->widget(i);
@@ -371,6 +393,8 @@ void DetailViewController::showMode(QWidget* view)
     }
     mModes->setCurrentWidget(view);
     mModes->updateGeometry();
+    if (animated)
+        fadeIn(view);
 }
 
 void DetailViewController::tabBar(QTabBar*, int didChangeTab, int)

@@ -105,7 +105,7 @@ private:
     void buildBars();
     void buildTransport();
     void connectTrimPanel();
-    void showMode(QWidget* view);
+    void showMode(QWidget* view, bool animated);
     bool loadPlayer();
     bool playingThis() const;
     void restartAt(double seconds);
