@@ -25,6 +25,8 @@ namespace {
 
 constexpr int kRate = 8000;
 constexpr float kLevel = 0.5f;
+// Generous: the machine may be busy; every wait ends as soon as its condition holds.
+constexpr int kPatienceMs = 20000;
 
 // The editor beside a browser of the library, as the main window has them.
 struct Screens {
@@ -41,7 +43,7 @@ struct Screens {
         detail.resize(600, 500);
         detail.show();
         master->setFolder(folder);
-        EXPECT_TRUE(waitUntil([&] { return master->model()->isLoaded(); }));
+        EXPECT_TRUE(waitUntil([&] { return master->model()->isLoaded(); }, kPatienceMs));
     }
 
     void chooseTool(const QString& name)
@@ -62,14 +64,14 @@ struct Screens {
     // Waits for the overlay's final message and answers it.
     QString finalMessage(const QStringList& finals)
     {
-        waitUntil([&] { return overlay() && finals.contains(overlay()->message()); });
+        waitUntil([&] { return overlay() && finals.contains(overlay()->message()); }, kPatienceMs);
         return overlay() ? overlay()->message() : QString();
     }
 
     // A success message closes itself.
     bool overlayCloses()
     {
-        return waitUntil([&] { return !overlay(); });
+        return waitUntil([&] { return !overlay(); }, kPatienceMs);
     }
 
     QPushButton* okButton() const
@@ -86,7 +88,7 @@ struct Screens {
         return waitUntil([&] {
             const int row = master->rowForItemWithPath(path);
             return row >= 0 && master->tableView()->currentIndex().row() == row && detail.detailItem() == path;
-        });
+        }, kPatienceMs);
     }
 };
 
@@ -221,7 +223,7 @@ TEST(EditorTools, NormalizeReplacesItsResultAndAFailedConvertLeavesNothing)
     // and nothing new joins the library.
     const QString broken = lib + "/c.wav";
     writeFile(broken, QByteArray(4000, 'x'));
-    ASSERT_TRUE(waitUntil([&] { return s.master->rowForItemWithPath(broken) >= 0; }));
+    ASSERT_TRUE(waitUntil([&] { return s.master->rowForItemWithPath(broken) >= 0; }, kPatienceMs));
     const QStringList before = QDir(lib).entryList(QDir::Files, QDir::Name);
     s.master->showFile(broken);
     Utils::clearLastNewFile();
