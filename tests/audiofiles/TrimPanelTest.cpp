@@ -120,6 +120,17 @@ TEST(TrimPanel, FadesNudgesSnapAndTempo)
     EXPECT_DOUBLE_EQ(player.regionEnd(), 0.9);
     EXPECT_DOUBLE_EQ(player.startTime(), 0.3);
 
+    // Releasing a handle while playing plays the new region on from where play was.
+    detail.waveView()->setStartPos(0.2);
+    detail.waveViewDidSetSelection(detail.waveView(), 0);
+    EXPECT_TRUE(player.isPlaying());
+    EXPECT_DOUBLE_EQ(player.regionStart(), 0.2);
+    // Rewind goes back to the selection's start.
+    detail.rewindPress();
+    EXPECT_TRUE(player.isPlaying());
+    EXPECT_DOUBLE_EQ(player.startTime(), 0.2);
+    EXPECT_EQ(detail.timeText(), "00:00.20");
+
     // Cancel: the whole file again, without fades.
     detail.toolCancelPress();
     EXPECT_EQ(detail.title(), "Wavelocker");
