@@ -1,4 +1,5 @@
 #pragma once
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstddef>
@@ -34,12 +35,13 @@ public:
     size_t write(std::span<const T> items)
     {
         const size_t count = std::min(items.size(), writable());
-        size_t w = mWrite.load(std::memory_order_relaxed);
-        for (size_t i = 0; i < count; ++i) {
-            mItems[w] = items[i];
-            w = (w + 1) % mItems.size();
-        }
-        mWrite.store(w, std::memory_order_release);
+        const size_t w = mWrite.load(std::memory_order_relaxed);
+        // At most two runs: up to the end of the storage, then from its start.
+        const size_t first = std::min(count, mItems.size() - w);
+        std::copy_n(items.data(), first, mItems.data() + w);
+        if (count > first)
+            std::copy_n(items.data() + first, count - first, mItems.data());
+        mWrite.store((w + count) % mItems.size(), std::memory_order_release);
         return count;
     }
 
@@ -54,12 +56,12 @@ public:
     size_t read(std::span<T> out)
     {
         const size_t count = std::min(out.size(), readable());
-        size_t r = mRead.load(std::memory_order_relaxed);
-        for (size_t i = 0; i < count; ++i) {
-            out[i] = mItems[r];
-            r = (r + 1) % mItems.size();
-        }
-        mRead.store(r, std::memory_order_release);
+        const size_t r = mRead.load(std::memory_order_relaxed);
+        const size_t first = std::min(count, mItems.size() - r);
+        std::copy_n(mItems.data() + r, first, out.data());
+        if (count > first)
+            std::copy_n(mItems.data(), count - first, out.data() + first);
+        mRead.store((r + count) % mItems.size(), std::memory_order_release);
         return count;
     }
     // Drops everything queued; consumer side only.
