@@ -244,7 +244,16 @@ void FilePlayer::play()
     emit playingChanged(true);
 }
 
-void FilePlayer::pause() { stop(); }
+// Stops where play is, so that the next play goes on from there (or from the region's start
+// when play had reached the end).
+void FilePlayer::pause()
+{
+    if (isPlaying()) {
+        const double now = getCurrentTime();
+        mStartTime = now < playEnd() ? now : mRegionStart;
+    }
+    stop();
+}
 
 void FilePlayer::stop()
 {

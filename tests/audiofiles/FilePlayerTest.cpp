@@ -241,3 +241,32 @@ TEST(FilePlayer, CorruptMidiIsRefused)
         }
     }
 }
+
+TEST(FilePlayer, PauseGoesOnWherePlayWasAndStopDoesNot)
+{
+    TempTree tree;
+    FilePlayer player;
+    player.setupWithSampleRate(kRate);
+    player.startGraph();
+    constexpr int kFrames = kRate;
+    ASSERT_TRUE(player.loadAudioURL(writeRamp(tree, kFrames)));
+    auto frameOf = [](float sample) { return int(std::lround(sample * (kFrames + 1))) - 1; };
+
+    player.play();
+    ASSERT_EQ(frameOf(pullPlayer(player, 1000)[0]), 0);
+    player.pause();
+    EXPECT_FALSE(player.isPlaying());
+    EXPECT_DOUBLE_EQ(player.startTime(), 1000.0 / kRate);
+    player.play();
+    std::vector<float> out = pullPlayer(player, 10);
+    EXPECT_EQ(frameOf(out[0]), 1000);
+    EXPECT_EQ(frameOf(out[2 * 9]), 1009);
+
+    // Stop keeps the start time; a pause at the very end starts over.
+    player.stop();
+    player.play();
+    EXPECT_EQ(frameOf(pullPlayer(player, 1)[0]), 1000);
+    pullPlayer(player, kFrames);
+    player.pause();
+    EXPECT_DOUBLE_EQ(player.startTime(), 0.0);
+}
