@@ -82,6 +82,12 @@ void AppDelegate::setupAudioEngine()
 {
     AudioEngine::setup();
     mEngineSetUp = true;
+    // After an interruption with nothing playing, or a stop in the background, the engine is
+    // idle: whatever starts play (a preview, the editor) brings it back.
+    QObject::connect(FilePlayer::sharedPlayer(), &FilePlayer::playingChanged, this, [](bool playing) {
+        if (const platform::HostEngine* engine = AudioEngine::audioController(); playing && engine && !engine->isRunning())
+            AudioEngine::start();
+    });
     mInterruptionBegan = platform::ScopedObserver(QLatin1String(platform::HostEngine::kInterruptionBegan),
                                                   [this](const platform::Notification&) { beginInterruption(); });
     mInterruptionEnded = platform::ScopedObserver(QLatin1String(platform::HostEngine::kInterruptionEnded),

@@ -2,7 +2,6 @@
 
 #include "audiofiles/FilePlayer.h"
 #include "library/Utils.h"
-#include "platform/HostEngine.h"
 #include "recording/AudioEngine.h"
 
 #include <string_view>
@@ -16,9 +15,6 @@ FilePlayerPreview::FilePlayerPreview(FilePlayer* player, QObject* parent) : Prev
 
 bool FilePlayerPreview::playFromStart(const QString& path)
 {
-    // After an interruption or a stop in the background the engine may be idle.
-    if (const platform::HostEngine* engine = AudioEngine::audioController(); engine && !engine->isRunning())
-        AudioEngine::start();
     const bool loaded = Utils::fileIsMIDI(path) ? mPlayer->loadMidiURL(path) : mPlayer->loadAudioURL(path);
     if (!loaded)
         return false;

@@ -107,4 +107,11 @@ TEST(AppDelegateEngine, InterruptionStopsAndResumesWhatPlayed)
     EXPECT_EQ(logs.lines().count("Resuming player"), 1);
     EXPECT_TRUE(engine->isSessionActive());
     EXPECT_FALSE(engine->isRunning());
+
+    // Play from anywhere (here as the editor does) brings the engine back, and is heard.
+    player->play();
+    EXPECT_TRUE(engine->isRunning());
+    const int64_t frames = player->playFrames();
+    EXPECT_TRUE(waitUntil([&] { return player->playFrames() > frames + 4096; }));
+    player->stop();
 }
