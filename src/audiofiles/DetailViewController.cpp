@@ -222,8 +222,11 @@ bool DetailViewController::eventFilter(QObject* watched, QEvent* event)
 
 void DetailViewController::setDetailItem(const QString& path)
 {
-    if (path != mDetailItem)
-        maybeSaveText();
+    // The same file again (its row clicked once more): unsaved notes, the trim state and play
+    // stay as they are.
+    if (path == mDetailItem && !path.isEmpty())
+        return;
+    maybeSaveText();
     if (mWaveView->trimMode()) {
         mWaveView->setTrimMode(false);
         updateEditState(false);

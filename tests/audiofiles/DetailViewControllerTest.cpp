@@ -62,8 +62,11 @@ TEST(DetailViewController, ShowsWaveformFollowsRenamesAndDeletesAndSavesNotes)
     EXPECT_TRUE(log.contains("Saved text"));
     EXPECT_EQ(readFile(notes), "second line");
     EXPECT_FALSE(detail.toolsButton()->isVisible());
-    // Edited text is also written back when another item is shown.
+    // Showing the same file again (its row clicked twice) keeps unsaved text; it is written
+    // back when another item is shown.
     detail.notesView()->setPlainText("third line");
+    detail.setDetailItem(notes);
+    EXPECT_EQ(detail.notesView()->toPlainText(), "third line");
     detail.setDetailItem(QString());
     EXPECT_EQ(readFile(notes), "third line");
     EXPECT_TRUE(detail.detailItem().isEmpty());

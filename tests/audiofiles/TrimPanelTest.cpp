@@ -144,5 +144,8 @@ TEST(TrimPanel, FadesNudgesSnapAndTempo)
     enterTrim(detail);
     EXPECT_DOUBLE_EQ(detail.waveView()->snapTime(), 0.5);
     EXPECT_EQ(panel->shownPage(), 0);
+    // Its row clicked again: the trim goes on.
+    detail.setDetailItem(detail.detailItem());
+    EXPECT_TRUE(detail.waveView()->trimMode());
     detail.toolCancelPress();
 }
