@@ -396,7 +396,9 @@ void DetailViewController::showMode(QWidget* view, bool animated)
     }
     mModes->setCurrentWidget(view);
     mModes->updateGeometry();
-    if (animated)
+    // Only the information text fades in: under an opacity effect the trim panel's scrolled
+    // pages are never painted.
+    if (animated && view == mInfoLabel)
         fadeIn(view);
 }
 
