@@ -635,7 +635,7 @@ void DetailViewController::filePlayerDidFinish(FilePlayer*)
 
 void DetailViewController::updatePlayButton()
 {
-    mPlayButton->setText(playingThis() ? QStringLiteral("⏸") : QStringLiteral("▶"));
+    mPlayButton->setText(playingThis() ? QStringLiteral("❚❚") : QStringLiteral("▶"));
 }
 
 void DetailViewController::updateTimeDisplay(double seconds)
