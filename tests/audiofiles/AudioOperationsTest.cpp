@@ -3,6 +3,7 @@
 #include "platform/AudioFileWriter.h"
 #include "platform/FourCC.h"
 #include "platform/Locations.h"
+#include "support/DecodedAudio.h"
 #include "support/AudioFixtures.h"
 #include "support/TempTree.h"
 
@@ -18,34 +19,8 @@ using platform::fourCC;
 
 namespace {
 
-struct Audio {
-    std::vector<float> samples;
-    int channels = 0;
-    double rate = 0;
-    uint32_t fileType = 0;
-    uint32_t dataFormat = 0;
-    int bits = 0;
-    int64_t frames() const { return channels ? int64_t(samples.size()) / channels : 0; }
-    float at(int64_t frame, int channel) const { return samples[size_t(frame * channels + channel)]; }
-};
-
-Audio load(const QString& path)
-{
-    Audio a;
-    auto r = AudioFileReader::open(path);
-    EXPECT_TRUE(r) << path.toStdString();
-    if (!r)
-        return a;
-    a.channels = r->channels();
-    a.rate = r->sampleRate();
-    a.fileType = r->fileType();
-    a.dataFormat = r->dataFormat();
-    a.bits = r->bitsPerSample();
-    std::vector<float> buf(size_t(8192 * a.channels));
-    for (int64_t n; (n = r->read(buf.data(), 8192)) > 0;)
-        a.samples.insert(a.samples.end(), buf.begin(), buf.begin() + n * a.channels);
-    return a;
-}
+using Audio = testsupport::DecodedAudio;
+Audio load(const QString& path) { return testsupport::decodeFile(path); }
 
 // A float WAVE whose channels hold constant levels, so every gain shows exactly.
 QString writeLevels(const QString& path, int64_t frames, float left, float right)

@@ -6,6 +6,7 @@
 #include "library/MasterViewController.h"
 #include "library/Utils.h"
 #include "platform/AudioFileReader.h"
+#include "support/DecodedAudio.h"
 #include "support/PlaybackFixtures.h"
 #include "support/TempTree.h"
 #include "ui/NavigationController.h"
@@ -92,27 +93,8 @@ struct Screens {
     }
 };
 
-struct Audio {
-    std::vector<float> samples;
-    int channels = 0;
-    double rate = 0;
-    int64_t frames() const { return channels ? int64_t(samples.size()) / channels : 0; }
-    float at(int64_t frame) const { return samples[size_t(frame * channels)]; }
-};
-
-Audio load(const QString& path)
-{
-    Audio a;
-    const auto reader = platform::AudioFileReader::open(path);
-    if (!reader)
-        return a;
-    a.channels = reader->channels();
-    a.rate = reader->sampleRate();
-    std::vector<float> buffer(size_t(4096 * a.channels));
-    for (int64_t n; (n = reader->read(buffer.data(), 4096)) > 0;)
-        a.samples.insert(a.samples.end(), buffer.begin(), buffer.begin() + n * a.channels);
-    return a;
-}
+using Audio = testsupport::DecodedAudio;
+Audio load(const QString& path) { return testsupport::decodeFile(path); }
 
 QString writeLevel(const QString& path, int channels, int frames, float level)
 {

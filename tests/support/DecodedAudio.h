@@ -1,0 +1,23 @@
+#pragma once
+#include <QString>
+#include <cstdint>
+#include <vector>
+
+namespace testsupport {
+
+// A whole file read back through the app's reader, as float at its own rate.
+struct DecodedAudio {
+    std::vector<float> samples;  // interleaved
+    int channels = 0;
+    double rate = 0;
+    uint32_t fileType = 0;
+    uint32_t dataFormat = 0;
+    int bits = 0;
+    int64_t frames() const { return channels ? int64_t(samples.size()) / channels : 0; }
+    float at(int64_t frame, int channel = 0) const { return samples[size_t(frame * channels + channel)]; }
+};
+
+// Empty (no channels) when the file can't be opened; that also fails the running test.
+DecodedAudio decodeFile(const QString& path);
+
+}  // namespace testsupport
