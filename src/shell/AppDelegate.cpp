@@ -107,6 +107,8 @@ void AppDelegate::beginInterruption()
         controller->stop();
     if (mPlayerWasPlaying) {
         platform::log(QStringLiteral("Pausing player"));
+        if (mPreview)
+            mPreview->setInterrupted(true);
         player->pause();
     }
 }
@@ -125,6 +127,8 @@ void AppDelegate::endInterruption()
         player->setStartTime(mPlayerTime);
         player->play();
         mPlayerWasPlaying = false;
+        if (mPreview)
+            mPreview->setInterrupted(false);
     }
 }
 

@@ -33,7 +33,7 @@ bool FilePlayerPreview::playFromStart(const QString& path)
 
 void FilePlayerPreview::playingChanged(bool playing)
 {
-    if (playing)
+    if (playing || mInterrupted)
         return;
     if (std::exchange(mPreviewing, false))
         mPlayer->setLoop(mEditorLoop);

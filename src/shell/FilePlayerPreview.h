@@ -17,6 +17,9 @@ public:
     void unload() override;
     bool autoPlayNext() const override;
     void previewEnded() override;
+    // While the audio server is away the player is paused and later resumed; a preview lives
+    // on through that instead of ending.
+    void setInterrupted(bool interrupted) { mInterrupted = interrupted; }
 
 private:
     void playingChanged(bool playing);
@@ -24,4 +27,5 @@ private:
     FilePlayer* mPlayer;
     bool mPreviewing = false;
     bool mEditorLoop = false;
+    bool mInterrupted = false;
 };

@@ -191,3 +191,25 @@ TEST_F(PreviewTest, OtherScreensAndRemovalsEndThePreview)
     EXPECT_TRUE(quiet());
     EXPECT_TRUE(logs.contains("Alert: Sorry: Could not play '2 second.wav'."));
 }
+
+TEST_F(PreviewTest, PreviewLivesThroughTheServerGoingAwayAndComingBack)
+{
+    player->setLoop(true);  // the editor's setting, which a preview must not take on
+    press("5 long.wav");
+    ASSERT_TRUE(playingFile("5 long.wav"));
+    EXPECT_FALSE(player->loop());
+
+    server.stop();
+    ASSERT_TRUE(waitUntil([&] { return logs.contains("Audio session interruption begin"); }));
+    EXPECT_FALSE(player->isPlaying());
+    EXPECT_TRUE(rowPlaying("5 long.wav"));
+    ASSERT_TRUE(server.start());
+    ASSERT_TRUE(waitUntil([&] { return logs.contains("Audio session interruption end"); }, 10000));
+    EXPECT_TRUE(playingFile("5 long.wav"));
+    EXPECT_FALSE(player->loop());
+
+    // It ends as a preview does, and the editor's loop comes back.
+    ASSERT_TRUE(waitUntil([&] { return quiet(); }, 10000));
+    EXPECT_FALSE(rowPlaying("5 long.wav"));
+    EXPECT_TRUE(player->loop());
+}
