@@ -174,7 +174,9 @@ void DetailViewController::buildBars()
     connect(mImportButton, &QPushButton::clicked, this, &DetailViewController::doAppImport);
     connect(mToolsMenu->addAction(QStringLiteral("Normalize")), &QAction::triggered, this,
             &DetailViewController::normalize);
-    connect(mToolsMenu->addAction(kTrimTitle), &QAction::triggered, this, [this] {
+    // A single '&' in a menu marks a shortcut key; doubled it shows.
+    const QString trimItem = QString(kTrimTitle).replace(u'&', QStringLiteral("&&"));
+    connect(mToolsMenu->addAction(trimItem), &QAction::triggered, this, [this] {
         mWaveView->setTrimMode(true);
         updateEditState();
     });

@@ -12,10 +12,16 @@ SegmentedControl::SegmentedControl(const QStringList& titles, bool momentary, QW
     row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(0);
     mGroup->setExclusive(false);  // exclusivity by hand, so "none selected" stays possible
+    // The style's own checked look barely differs from a plain button on a dark palette.
+    setStyleSheet(QStringLiteral("QPushButton:checked { background-color: palette(highlight);"
+                                 " color: palette(highlighted-text); border: 1px solid palette(highlight);"
+                                 " padding: 3px; }"));
     for (int i = 0; i < titles.size(); ++i) {
         auto* button = new QPushButton(titles[i], this);
         button->setCheckable(!momentary);
         mGroup->addButton(button, i);
+        // Segments share the width equally, whatever their titles and state.
+        button->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
         row->addWidget(button);
     }
     connect(mGroup, &QButtonGroup::idClicked, this, [this](int id) {

@@ -40,6 +40,8 @@ void applyDarkAppearance(QWidget* window)
     p.setColor(QPalette::Disabled, QPalette::Text, white(0.4));
     p.setColor(QPalette::Disabled, QPalette::WindowText, white(0.4));
     p.setColor(QPalette::Disabled, QPalette::ButtonText, white(0.4));
+    // The application's palette, so that dialogs, menus and message boxes are dark as well.
+    QApplication::setPalette(p);
     window->setPalette(p);
     window->setAutoFillBackground(true);
 }

@@ -50,7 +50,7 @@ struct Screens {
     void chooseTool(const QString& name)
     {
         for (QAction* action : detail.toolsMenu()->actions())
-            if (action->text() == name)
+            if (action->iconText() == name)
                 action->trigger();
     }
 

@@ -28,7 +28,7 @@ QString writeSecond(const QString& path)
 void enterTrim(DetailViewController& detail)
 {
     for (QAction* action : detail.toolsMenu()->actions())
-        if (action->text() == "Trim & Fade")
+        if (action->iconText() == "Trim & Fade")
             action->trigger();
 }
 
