@@ -5,9 +5,7 @@ set -euo pipefail
 . "$(dirname "$0")/common.sh"
 TOOL="$BIN/wavelocker-tool"
 D="$WORK/audio"
-mkdir -p "$D/xdg/cache" "$D/xdg/config" "$D/xdg/data"
-# The tool's temporary folder and settings stay inside the run.
-export XDG_CACHE_HOME="$D/xdg/cache" XDG_CONFIG_HOME="$D/xdg/config" XDG_DATA_HOME="$D/xdg/data"
+private_xdg "$D/xdg"
 cd "$D"
 
 sox -n -r 44100 -b 16 -c 2 ten.wav synth 600 sine 440 pinknoise vol 0.4

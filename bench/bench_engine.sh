@@ -7,8 +7,7 @@ set -euo pipefail
 . "$(dirname "$0")/common.sh"
 TOOL="$BIN/wavelocker-tool"
 D="$WORK/engine"
-mkdir -p "$D/xdg/cache" "$D/xdg/config" "$D/xdg/data"
-export XDG_CACHE_HOME="$D/xdg/cache" XDG_CONFIG_HOME="$D/xdg/config" XDG_DATA_HOME="$D/xdg/data"
+private_xdg "$D/xdg"
 cd "$D"
 
 SECONDS_LONG=600

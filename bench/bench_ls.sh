@@ -6,8 +6,7 @@ TOOL="$BIN/wavelocker-tool"
 D="$WORK/ls/Takes"
 mkdir -p "$D"
 export LC_ALL=C.UTF-8
-# The tool's own settings and folders stay inside the bench's work folder.
-export XDG_DATA_HOME="$WORK/ls/data" XDG_CONFIG_HOME="$WORK/ls/config" XDG_CACHE_HOME="$WORK/ls/cache"
+private_xdg "$WORK/ls"
 
 # 10,000 files with numbered names (numeric ordering matters), sizes and dates all different.
 # perl-base is part of every Debian system; one process instead of 20,000.

@@ -16,3 +16,8 @@ seconds() {
 ratio() { printf '%.3f' "$(echo "$1 / $2" | bc -l)"; }
 # peak_kib CMD...: peak resident memory of one run, in KiB
 peak_kib() { /usr/bin/time -f '%M' "$@" 2>&1 >/dev/null | tail -n 1; }
+# private_xdg DIR: the tool's settings, caches and data stay inside DIR for the run
+private_xdg() {
+  mkdir -p "$1/cache" "$1/config" "$1/data"
+  export XDG_CACHE_HOME="$1/cache" XDG_CONFIG_HOME="$1/config" XDG_DATA_HOME="$1/data"
+}
