@@ -9,6 +9,7 @@
 #include "platform/Log.h"
 #include "platform/MidiFile.h"
 #include "platform/NotificationCenter.h"
+#include "platform/Notifications.h"
 #include "platform/RealtimeLog.h"
 #include "platform/Sampler.h"
 
@@ -317,7 +318,7 @@ void FilePlayer::timerCallback()
     const bool looping = mType == kAudio && mStream && mStream->region().loop;
     if (!looping && now > end + kFinishSlack) {
         stop();
-        platform::NotificationCenter::defaultCenter().post(QLatin1String(kDidFinishNotification), this);
+        platform::NotificationCenter::defaultCenter().post(notifications::kFilePlayerDidFinish, this);
     }
 }
 

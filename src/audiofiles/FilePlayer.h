@@ -31,7 +31,6 @@ public:
 class FilePlayer : public QObject {
     Q_OBJECT
 public:
-    static constexpr const char* kDidFinishNotification = "com.orvenic.filePlayerDidFinish";
     enum Type { kNone = 0, kAudio = 1, kMidi = 2 };
 
     static FilePlayer* sharedPlayer();

@@ -1,6 +1,9 @@
 #include "audiofiles/SampleProcessing.h"
 
+#include "audiofiles/FadeLaw.h"
+
 #include <cmath>
+#include <cstdint>
 
 namespace SampleProcessing {
 
@@ -37,29 +40,21 @@ void stereoToMonoInLeft(float* frames, size_t count, int mode)
 
 void TrimFades::apply(float* chunk, int frames, int channels, int64_t done) const
 {
-    if (fadeInFrames > 0 && done < fadeInFrames) {
-        for (int i = 0; i < frames; ++i) {
-            const int64_t p = done + i;
-            if (p >= fadeInFrames)
-                break;
-            const float gain = float(p) / float(fadeInFrames);
-            for (int c = 0; c < channels; ++c)
-                chunk[i * channels + c] *= gain;
+    // Only frames inside a fade, or past the end, change, by the player's own law.
+    const int64_t fadeInEnd = fadeInFrames > 0 ? fadeInFrames : 0;
+    const int64_t fadeOutStart = fadeOutFrames > 0 ? total - fadeOutFrames : INT64_MAX;
+    for (int i = 0; i < frames; ++i) {
+        const int64_t p = done + i;
+        if (p >= fadeInEnd && p <= fadeOutStart) {
+            // Between the fades: jump to the fade-out, or leave the chunk.
+            if (fadeOutStart == INT64_MAX || fadeOutStart - done >= frames)
+                return;
+            i = int(fadeOutStart - done);
+            continue;
         }
-    }
-    if (fadeOutFrames > 0 && (total - fadeOutFrames) - frames <= done) {
-        for (int i = 0; i < frames; ++i) {
-            const int64_t p = done + i;
-            float gain;
-            if (p > total)
-                gain = 0.0f;
-            else if (p > total - fadeOutFrames)
-                gain = float(total - p) / float(fadeOutFrames);
-            else
-                continue;
-            for (int c = 0; c < channels; ++c)
-                chunk[i * channels + c] *= gain;
-        }
+        const float gain = Utils::fadeGain(p, total, fadeInFrames, fadeOutFrames);
+        for (int c = 0; c < channels; ++c)
+            chunk[i * channels + c] *= gain;
     }
 }
 

@@ -8,7 +8,6 @@ class PreviewPlayer : public QObject {
     Q_OBJECT
 public:
     // Posted by the player when play ends by itself.
-    static constexpr const char* kDidFinishNotification = "com.orvenic.filePlayerDidFinish";
 
     using QObject::QObject;
 

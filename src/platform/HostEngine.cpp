@@ -2,6 +2,7 @@
 
 #include "platform/Log.h"
 #include "platform/NotificationCenter.h"
+#include "platform/Notifications.h"
 #include "platform/RealtimeLog.h"
 
 #include <jack/jack.h>
@@ -450,7 +451,7 @@ void HostEngine::serverLost()
     log(QStringLiteral("The JACK server went away"));
     closeClient();
     mRetry.start();
-    NotificationCenter::defaultCenter().post(QLatin1String(kInterruptionBegan), this);
+    NotificationCenter::defaultCenter().post(notifications::kInterruptionBegan, this);
 }
 
 void HostEngine::retryServer()
@@ -459,7 +460,7 @@ void HostEngine::retryServer()
         return;
     mRetry.stop();
     log(QStringLiteral("The JACK server is back"));
-    NotificationCenter::defaultCenter().post(QLatin1String(kInterruptionEnded), this);
+    NotificationCenter::defaultCenter().post(notifications::kInterruptionEnded, this);
 }
 
 int HostEngine::process(uint32_t frames, void* self) { return static_cast<HostEngine*>(self)->processCycle(frames); }

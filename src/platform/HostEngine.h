@@ -23,13 +23,11 @@ namespace platform {
 // All members are called on the main thread. Holding a client on the server stands for an
 // active audio session; activating it stands for a running audio controller. Without a
 // server the engine logs why and stays silent; when the server goes away it posts
-// kInterruptionBegan, looks for the server every second, and posts kInterruptionEnded once
+// notifications::kInterruptionBegan, looks for the server every second, and posts notifications::kInterruptionEnded once
 // a client is open again.
 class HostEngine : public QObject {
     Q_OBJECT
 public:
-    static constexpr const char* kInterruptionBegan = "HostEngineSessionInterruptionBegan";
-    static constexpr const char* kInterruptionEnded = "HostEngineSessionInterruptionEnded";
     static constexpr const char* kReceiverName = "Audio Input";
     static constexpr const char* kReceiverTitle = "Recording Input";
     static constexpr const char* kSenderName = "Audio Output";

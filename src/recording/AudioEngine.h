@@ -15,9 +15,6 @@ class HostReceiver;
 // main thread except the callbacks the host engine calls on its audio thread.
 namespace AudioEngine {
 
-inline constexpr const char* kRemoteTogglePlay = "AudioEngineRemoteTogglePlay";
-inline constexpr const char* kRemoteToggleRecord = "AudioEngineRemoteToggleRecord";
-inline constexpr const char* kRemoteRewind = "AudioEngineRemoteRewind";
 inline constexpr const char* kClientName = "Wavelocker";
 inline constexpr unsigned kPreferredBufferFrames = 512;
 

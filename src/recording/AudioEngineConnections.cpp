@@ -6,6 +6,7 @@
 #include "platform/Settings.h"
 #include "recording/AudioEngine.h"
 #include "recording/AudioEngineState.h"
+#include "platform/Notifications.h"
 
 namespace AudioEngine {
 namespace {
@@ -61,7 +62,7 @@ void onConnectionChanged()
     } else if (appInBackground()) {
         FilePlayer* player = FilePlayer::sharedPlayer();
         player->stop();
-        platform::NotificationCenter::defaultCenter().post(QLatin1String(FilePlayer::kDidFinishNotification), player);
+        platform::NotificationCenter::defaultCenter().post(notifications::kFilePlayerDidFinish, player);
         maybeStop();
     }
     updateAutoMonitoring(true);
@@ -100,13 +101,13 @@ void remoteControlEvent(int event)
     auto& center = platform::NotificationCenter::defaultCenter();
     switch (event) {
     case 1:
-        center.post(QLatin1String(kRemoteTogglePlay));
+        center.post(notifications::kRemoteTogglePlay);
         break;
     case 2:
-        center.post(QLatin1String(kRemoteToggleRecord));
+        center.post(notifications::kRemoteToggleRecord);
         break;
     case 3:
-        center.post(QLatin1String(kRemoteRewind));
+        center.post(notifications::kRemoteRewind);
         break;
     default:
         platform::log(QStringLiteral("REMOTE: unknown event: %1").arg(event));

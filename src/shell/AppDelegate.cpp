@@ -1,47 +1,29 @@
 #include "shell/AppDelegate.h"
 
-#include "audiofiles/DetailViewController.h"
 #include "audiofiles/FilePlayer.h"
-#include "library/MasterViewController.h"
+#include "library/FileSort.h"
 #include "library/TrashReminder.h"
 #include "library/Utils.h"
 #include "platform/HostEngine.h"
 #include "platform/Locations.h"
 #include "platform/Log.h"
 #include "platform/NotificationCenter.h"
+#include "platform/Notifications.h"
 #include "platform/Settings.h"
 #include "recording/AudioEngine.h"
 #include "recording/UnfinishedRecording.h"
 #include "shell/FilePlayerPreview.h"
-#include "shell/InfoViewController.h"
-#include "ui/NavigationController.h"
-#include "ui/Theme.h"
 #include "wifidrive/MyWebUploader.h"
-#include "wifidrive/WiFiDriveViewController.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
-#include <QEvent>
 #include <QFileInfo>
-#include <QGuiApplication>
-#include <QPropertyAnimation>
-#include <QSplitter>
-#include <QStyle>
-#include <QToolButton>
-#include <QVBoxLayout>
 
 namespace {
-const QString kLibraryTitle = QStringLiteral("Library");
 const QString kOldDocuments = QStringLiteral("/Documents");
 const QString kKeptInOldDocuments = QStringLiteral("Kormix Recordings");
 const QString kRecoveredPattern = QStringLiteral("yyyy-MM-dd HH:mm:ss");
-constexpr int kInfoButtonWidth = 30;
-constexpr int kInfoButtonHeight = 22;
-constexpr int kMasterColumnWidth = 380;
-constexpr int kWindowWidth = 1100;
-constexpr int kWindowHeight = 720;
-constexpr int kInfoSlideMs = 300;
 constexpr int kWebServerLogLevel = 2;
 const QString kAutoPlayNext = QStringLiteral("AutoPlayNext");
 
@@ -51,9 +33,6 @@ AppDelegate::AppDelegate(Mode mode, QObject* parent) : QObject(parent), mMode(mo
 
 AppDelegate::~AppDelegate()
 {
-    // The window going away is no trip to the background.
-    if (mWindow)
-        mWindow->removeEventFilter(this);
     // The host engine's timers and the player's channel go before the application does.
     if (std::exchange(mEngineSetUp, false))
         AudioEngine::teardown();
@@ -63,10 +42,9 @@ bool AppDelegate::didFinishLaunching()
 {
     linkLocalDocuments();
     if (mMode == Mode::Window) {
-        createWindow();
         setupAudioEngine();
+        mPreview = std::make_unique<FilePlayerPreview>(FilePlayer::sharedPlayer());
         createScreens();
-        addInfoButton();
     }
     fixNewDocumentsFolder();
     checkTrash();
@@ -88,9 +66,9 @@ void AppDelegate::setupAudioEngine()
         if (const platform::HostEngine* engine = AudioEngine::audioController(); playing && engine && !engine->isRunning())
             AudioEngine::start();
     });
-    mInterruptionBegan = platform::ScopedObserver(QLatin1String(platform::HostEngine::kInterruptionBegan),
+    mInterruptionBegan = platform::ScopedObserver(notifications::kInterruptionBegan,
                                                   [this](const platform::Notification&) { beginInterruption(); });
-    mInterruptionEnded = platform::ScopedObserver(QLatin1String(platform::HostEngine::kInterruptionEnded),
+    mInterruptionEnded = platform::ScopedObserver(notifications::kInterruptionEnded,
                                                   [this](const platform::Notification&) { endInterruption(); });
 }
 
@@ -142,17 +120,17 @@ void AppDelegate::createWebUploader()
 
 void AppDelegate::webServerDidStart(GCDWebServer* server)
 {
-    platform::NotificationCenter::defaultCenter().post(WiFiDriveViewController::kChangedNotification, server);
+    platform::NotificationCenter::defaultCenter().post(notifications::kWifiChanged, server);
 }
 
 void AppDelegate::webServerDidStop(GCDWebServer* server)
 {
-    platform::NotificationCenter::defaultCenter().post(WiFiDriveViewController::kChangedNotification, server);
+    platform::NotificationCenter::defaultCenter().post(notifications::kWifiChanged, server);
 }
 
 void AppDelegate::webServerDidCompleteBonjourRegistration(GCDWebServer* server)
 {
-    platform::NotificationCenter::defaultCenter().post(WiFiDriveViewController::kChangedNotification, server);
+    platform::NotificationCenter::defaultCenter().post(notifications::kWifiChanged, server);
 }
 
 void AppDelegate::linkLocalDocuments()
@@ -169,49 +147,8 @@ void AppDelegate::linkLocalDocuments()
         platform::log(QStringLiteral("Created new iTunes File Sharing link"));
 }
 
-void AppDelegate::createWindow()
-{
-    mWindow = std::make_unique<QWidget>();
-    mWindow->setWindowTitle(QStringLiteral("Wavelocker"));
-    mWindow->resize(kWindowWidth, kWindowHeight);
-    Theme::applyDarkAppearance(mWindow.get());
-}
 
-void AppDelegate::createScreens()
-{
-    mDetail = new DetailViewController;
-    mMaster = new MasterViewController;
-    mMaster->setWindowTitle(kLibraryTitle);
-    mMaster->setDetailViewController(mDetail);
-    mPreview = std::make_unique<FilePlayerPreview>(FilePlayer::sharedPlayer());
-    mMaster->setPreviewPlayer(mPreview.get());
 
-    mLibraryNavigation = new NavigationController(mMaster);
-    mMaster->setNavigationController(mLibraryNavigation);
-    mDetailNavigation = new NavigationController(mDetail);
-    mSplit = new QSplitter(Qt::Horizontal);
-    mSplit->addWidget(mLibraryNavigation);
-    mSplit->addWidget(mDetailNavigation);
-    mSplit->setChildrenCollapsible(false);  // both columns always visible
-    mSplit->setStretchFactor(1, 1);
-    mSplit->setSizes({kMasterColumnWidth, kWindowWidth - kMasterColumnWidth});
-    auto* layout = new QVBoxLayout(mWindow.get());
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(mSplit);
-    mMaster->setFolder(Utils::documentsURL());
-    mWindow->showMaximized();
-}
-
-void AppDelegate::addInfoButton()
-{
-    auto* info = new QToolButton;
-    info->setIcon(info->style()->standardIcon(QStyle::SP_MessageBoxInformation));
-    info->setFixedSize(kInfoButtonWidth, kInfoButtonHeight);
-    info->setAutoRaise(true);
-    info->setAccessibleName(QStringLiteral("Info"));
-    connect(info, &QToolButton::clicked, this, &AppDelegate::infoTapped);
-    mLibraryNavigation->setLeftItem(mMaster, info);
-}
 
 void AppDelegate::fixNewDocumentsFolder()
 {
@@ -257,31 +194,15 @@ void AppDelegate::recoverUnfinishedRecording()
                              "can not be played, but you might find software online that can repair it.")
                   .arg(name)
             : QStringLiteral("A lost recording was recovered and saved as '%1'").arg(name);
-    Utils::showAlert(QStringLiteral("Found lost recording"), message, mMaster);
+    Utils::showAlert(QStringLiteral("Found lost recording"), message, alertContext());
 }
 
 void AppDelegate::observeLifecycle()
 {
     connect(qApp, &QCoreApplication::aboutToQuit, this, &AppDelegate::applicationDidEnterBackground);
-    if (mMode == Mode::Headless)
-        return;
-    mWindow->installEventFilter(this);
-    connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
-        if (state == Qt::ApplicationActive)
-            applicationDidBecomeActive();
-        else if (state == Qt::ApplicationInactive)
-            applicationWillResignActive();
-        else if (state == Qt::ApplicationHidden || state == Qt::ApplicationSuspended)
-            applicationDidEnterBackground();
-    });
+    observeWindow();
 }
 
-bool AppDelegate::eventFilter(QObject* watched, QEvent* event)
-{
-    if (watched == mWindow.get() && event->type() == QEvent::Hide)
-        applicationDidEnterBackground();
-    return QObject::eventFilter(watched, event);
-}
 
 void AppDelegate::applicationDidBecomeActive()
 {
@@ -290,56 +211,16 @@ void AppDelegate::applicationDidBecomeActive()
         AudioEngine::start();
 }
 
-void AppDelegate::applicationWillResignActive()
-{
-    if (mDetail)
-        mDetail->maybeSaveText();
-}
+void AppDelegate::applicationWillResignActive() {}
 
 void AppDelegate::applicationDidEnterBackground()
 {
     AudioEngine::setAppInBackground(true);
     platform::Settings::setValue(kAutoPlayNext, AudioEngine::autoPlayNext());
-    MasterViewController::saveDefaults();
+    FileSort::saveDefaults();
     platform::Settings::sync();
     if (mEngineSetUp)
         AudioEngine::maybeStop();
 }
 
-void AppDelegate::infoTapped()
-{
-    if (mInfo || !mLibraryNavigation)
-        return;
-    auto* info = new InfoViewController;
-    auto* navigation = new NavigationController(info, mLibraryNavigation);
-    auto* done = new QToolButton;
-    done->setText(QStringLiteral("Done"));
-    done->setAutoRaise(true);
-    connect(done, &QToolButton::clicked, this, &AppDelegate::closeInfo);
-    navigation->setLeftItem(info, done);
-    navigation->setAutoFillBackground(true);
-    navigation->setGeometry(mLibraryNavigation->rect());
-    navigation->show();
-    navigation->raise();
-    // Rises from the bottom over the library browser.
-    auto* rise = new QPropertyAnimation(navigation, "pos", navigation);
-    rise->setDuration(kInfoSlideMs);
-    rise->setStartValue(QPoint(0, mLibraryNavigation->height()));
-    rise->setEndValue(QPoint(0, 0));
-    rise->setEasingCurve(QEasingCurve::OutCubic);
-    rise->start(QAbstractAnimation::DeleteWhenStopped);
-    mInfo = navigation;
-}
 
-void AppDelegate::closeInfo()
-{
-    if (!mInfo)
-        return;
-    QWidget* info = mInfo;
-    auto* fall = new QPropertyAnimation(info, "pos", info);
-    fall->setDuration(kInfoSlideMs);
-    fall->setEndValue(QPoint(0, info->height()));
-    connect(fall, &QPropertyAnimation::finished, info, &QObject::deleteLater);
-    fall->start();
-    mInfo.clear();
-}

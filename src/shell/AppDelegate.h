@@ -3,25 +3,20 @@
 #include "wifidrive/GCDWebUploaderDelegate.h"
 
 #include <QObject>
-#include <QPointer>
 #include <memory>
 
-class DetailViewController;
 class FilePlayerPreview;
-class MasterViewController;
 class MyWebUploader;
-class NavigationController;
-class QSplitter;
-class QWidget;
 
-// Owns the start of the program and its reactions to lifecycle events. In headless mode the
-// same start runs without creating any widget.
+// Owns the start of the program and its reactions to lifecycle events. Headless (--serve), the
+// start runs as it is here, with no screen code; the window (AppWindow) adds its screens
+// through the hooks below.
 class AppDelegate : public QObject, public GCDWebUploaderDelegate {
     Q_OBJECT
 public:
     enum class Mode { Window, Headless };
 
-    explicit AppDelegate(Mode mode, QObject* parent = nullptr);
+    explicit AppDelegate(Mode mode = Mode::Headless, QObject* parent = nullptr);
     ~AppDelegate() override;
 
     // The start sequence, in order; always true.
@@ -36,46 +31,32 @@ public:
     void endInterruption();
 
     void applicationDidBecomeActive();
-    void applicationWillResignActive();
+    virtual void applicationWillResignActive();
     void applicationDidEnterBackground();
-
-    void infoTapped();
-    void closeInfo();
 
     // The web server's state changes, relayed as "com.orvenic.Wavelocker.wifi-changed".
     void webServerDidStart(GCDWebServer* server) override;
     void webServerDidStop(GCDWebServer* server) override;
     void webServerDidCompleteBonjourRegistration(GCDWebServer* server) override;
     MyWebUploader* webUploader() const { return mWebUploader.get(); }
-
-    QWidget* window() const { return mWindow.get(); }
-    QSplitter* splitViewController() const { return mSplit; }
-    NavigationController* libraryNavigationController() const { return mLibraryNavigation; }
-    NavigationController* detailNavigationController() const { return mDetailNavigation; }
-    MasterViewController* masterViewController() const { return mMaster; }
-    DetailViewController* detailViewController() const { return mDetail; }
+    FilePlayerPreview* preview() const { return mPreview.get(); }
 
 protected:
-    bool eventFilter(QObject* watched, QEvent* event) override;
+    // In window mode, after audio is set up: the screens are made here.
+    virtual void createScreens() {}
+    // At the end of the start: the window's own lifecycle events are followed here.
+    virtual void observeWindow() {}
+    // What an alert shown at start is about (a screen, in window mode).
+    virtual QObject* alertContext() const { return nullptr; }
 
 private:
     void linkLocalDocuments();
-    void createWindow();
     void setupAudioEngine();
-    void createScreens();
-    void addInfoButton();
     void createWebUploader();
     void recoverUnfinishedRecording();
     void observeLifecycle();
 
     Mode mMode;
-    std::unique_ptr<QWidget> mWindow;
-    QSplitter* mSplit = nullptr;
-    NavigationController* mLibraryNavigation = nullptr;
-    NavigationController* mDetailNavigation = nullptr;
-    MasterViewController* mMaster = nullptr;
-    DetailViewController* mDetail = nullptr;
-    QPointer<QWidget> mInfo;
     std::unique_ptr<MyWebUploader> mWebUploader;
     std::unique_ptr<FilePlayerPreview> mPreview;
     bool mEngineSetUp = false;

@@ -6,7 +6,6 @@
 
 #include <string_view>
 
-static_assert(std::string_view(PreviewPlayer::kDidFinishNotification) == FilePlayer::kDidFinishNotification);
 
 FilePlayerPreview::FilePlayerPreview(FilePlayer* player, QObject* parent) : PreviewPlayer(parent), mPlayer(player)
 {

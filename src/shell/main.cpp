@@ -3,8 +3,9 @@
 #include "platform/Log.h"
 #include "platform/QuitSignals.h"
 #include "shell/AppDelegate.h"
+#include "shell/screens/AppWindow.h"
 #include "shell/Startup.h"
-#include "ui/MessageBoxAlerts.h"
+#include "ui/screens/MessageBoxAlerts.h"
 #include "wifidrive/MyWebUploader.h"
 
 #include <QApplication>
@@ -78,12 +79,14 @@ int main(int argc, char** argv)
         MessageBoxAlerts::install();
 
     platform::QuitSignals quitSignals([](int) { QCoreApplication::quit(); });
-    AppDelegate delegate(serve ? AppDelegate::Mode::Headless : AppDelegate::Mode::Window);
-    delegate.didFinishLaunching();
+    // Headless, the start is AppDelegate's alone: no screen is made or reached.
+    const std::unique_ptr<AppDelegate> delegate =
+        serve ? std::make_unique<AppDelegate>(AppDelegate::Mode::Headless) : std::make_unique<AppWindow>();
+    delegate->didFinishLaunching();
     if (serve) {
         platform::log(QStringLiteral("Serving the library at %1").arg(Utils::documentsURL()));
         // The empty Bonjour name publishes under this machine's name; the server logs its address.
-        if (!delegate.webUploader()->startWithPort(options->port, QStringLiteral("")))
+        if (!delegate->webUploader()->startWithPort(options->port, QStringLiteral("")))
             return 1;
     }
     return app->exec();

@@ -1,6 +1,6 @@
-#include "audiofiles/ConvertViewController.h"
+#include "audiofiles/screens/ConvertViewController.h"
 #include "support/TempTree.h"
-#include "ui/SegmentedControl.h"
+#include "ui/screens/SegmentedControl.h"
 
 #include <QPushButton>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "audiofiles/MidiPlotter.h"
+#include "audiofiles/screens/MidiPlotter.h"
 #include "support/PlaybackFixtures.h"
 #include "support/TempTree.h"
 

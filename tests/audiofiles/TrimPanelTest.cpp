@@ -1,11 +1,11 @@
-#include "audiofiles/DetailViewController.h"
+#include "audiofiles/screens/DetailViewController.h"
 #include "audiofiles/FilePlayer.h"
-#include "audiofiles/editor/TrimPanel.h"
-#include "audiofiles/waveform/WaveView.h"
+#include "audiofiles/screens/TrimPanel.h"
+#include "audiofiles/screens/WaveView.h"
 #include "platform/Settings.h"
 #include "support/PlaybackFixtures.h"
 #include "support/TempTree.h"
-#include "ui/Stepper.h"
+#include "ui/screens/Stepper.h"
 
 #include <QAction>
 #include <QMenu>

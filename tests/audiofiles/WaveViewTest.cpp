@@ -1,8 +1,8 @@
-#include "audiofiles/waveform/FadeView.h"
-#include "audiofiles/waveform/WaveView.h"
-#include "audiofiles/waveform/WaveViewDelegate.h"
+#include "audiofiles/screens/FadeView.h"
+#include "audiofiles/screens/WaveView.h"
+#include "audiofiles/screens/WaveViewDelegate.h"
 #include "audiofiles/waveform/Waveform.h"
-#include "audiofiles/waveform/WaveformPainter.h"
+#include "audiofiles/screens/WaveformPainter.h"
 #include "support/TempTree.h"
 
 #include <QImage>

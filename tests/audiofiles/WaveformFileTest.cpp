@@ -1,8 +1,8 @@
 #include "audiofiles/waveform/PeakReader.h"
-#include "audiofiles/waveform/WaveView.h"
+#include "audiofiles/screens/WaveView.h"
 #include "audiofiles/waveform/Waveform.h"
 #include "audiofiles/waveform/WaveformCache.h"
-#include "audiofiles/waveform/WaveformPainter.h"
+#include "audiofiles/screens/WaveformPainter.h"
 #include "support/AudioFixtures.h"
 #include "support/TempTree.h"
 

@@ -1,6 +1,6 @@
 #include "library/DocumentImport.h"
-#include "library/EditNameViewController.h"
-#include "library/FolderViewController.h"
+#include "library/screens/EditNameViewController.h"
+#include "library/screens/FolderViewController.h"
 #include "library/Utils.h"
 #include "support/TempTree.h"
 

@@ -1,7 +1,7 @@
-#include "library/EditNameViewController.h"
+#include "library/screens/EditNameViewController.h"
 #include "library/FileListModel.h"
-#include "library/ItemActionsController.h"
-#include "library/MasterViewController.h"
+#include "library/screens/ItemActionsController.h"
+#include "library/screens/MasterViewController.h"
 #include "library/Utils.h"
 #include "support/TempTree.h"
 

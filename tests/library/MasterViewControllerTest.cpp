@@ -1,13 +1,13 @@
-#include "audiofiles/DetailViewController.h"
+#include "audiofiles/screens/DetailViewController.h"
 #include "library/FileListModel.h"
 #include "library/FileSort.h"
-#include "library/MasterViewController.h"
+#include "library/screens/MasterViewController.h"
 #include "library/RowTexts.h"
 #include "library/Utils.h"
 #include "support/TempTree.h"
 #include "platform/Settings.h"
-#include "ui/FolderMenuView.h"
-#include "ui/NavigationController.h"
+#include "ui/screens/FolderMenuView.h"
+#include "ui/screens/NavigationController.h"
 
 #include <QDir>
 #include <QFile>

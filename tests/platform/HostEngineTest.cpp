@@ -1,5 +1,6 @@
 #include "platform/HostEngine.h"
 #include "platform/NotificationCenter.h"
+#include "platform/Notifications.h"
 #include "support/JackServer.h"
 #include "support/ProbeNodes.h"
 #include "support/TempTree.h"
@@ -128,8 +129,8 @@ TEST(HostEngine, NoticesTheServerLeavingAndComingBack)
     ASSERT_TRUE(waitUntil([&] { return heard->cycles() > 2; }));
 
     int began = 0, ended = 0;
-    platform::ScopedObserver b(QLatin1String(HostEngine::kInterruptionBegan), [&](const auto&) { ++began; });
-    platform::ScopedObserver e(QLatin1String(HostEngine::kInterruptionEnded), [&](const auto&) { ++ended; });
+    platform::ScopedObserver b(notifications::kInterruptionBegan, [&](const auto&) { ++began; });
+    platform::ScopedObserver e(notifications::kInterruptionEnded, [&](const auto&) { ++ended; });
     server.stop();
     ASSERT_TRUE(waitUntil([&] { return began == 1; }));
     EXPECT_FALSE(engine.isRunning());

@@ -1,6 +1,7 @@
 #include "audiofiles/FilePlayer.h"
 #include "platform/HostEngine.h"
 #include "platform/NotificationCenter.h"
+#include "platform/Notifications.h"
 #include "platform/Settings.h"
 #include "recording/AudioEngine.h"
 #include "recording/InputChannel.h"
@@ -175,7 +176,7 @@ TEST_F(AudioEngineTest, SurvivesTheServerGoingAwayAndComingBack)
     EXPECT_FLOAT_EQ(freshPeak(*heard), 0.5f);
 
     bool back = false;
-    platform::ScopedObserver ended(QLatin1String(platform::HostEngine::kInterruptionEnded), [&](const auto&) { back = true; });
+    platform::ScopedObserver ended(notifications::kInterruptionEnded, [&](const auto&) { back = true; });
     server.stop();
     ASSERT_TRUE(waitUntil([&] { return !controller->isRunning(); }));
     EXPECT_TRUE(AudioEngine::start());  // logged and survived
@@ -192,13 +193,13 @@ TEST_F(AudioEngineTest, RemoteEventsMicAccessAndStoredFlags)
 {
     QStringList posted;
     std::vector<platform::ScopedObserver> observers;
-    for (const char* name : {AudioEngine::kRemoteTogglePlay, AudioEngine::kRemoteToggleRecord, AudioEngine::kRemoteRewind})
-        observers.emplace_back(QLatin1String(name), [&](const platform::Notification& n) { posted << n.name; });
+    for (QLatin1String name : {notifications::kRemoteTogglePlay, notifications::kRemoteToggleRecord, notifications::kRemoteRewind})
+        observers.emplace_back(name, [&](const platform::Notification& n) { posted << n.name; });
     for (int event : {1, 2, 3, 7})
         AudioEngine::remoteControlEvent(event);
-    EXPECT_EQ(posted, QStringList({QLatin1String(AudioEngine::kRemoteTogglePlay),
-                                   QLatin1String(AudioEngine::kRemoteToggleRecord),
-                                   QLatin1String(AudioEngine::kRemoteRewind)}));
+    EXPECT_EQ(posted, QStringList({notifications::kRemoteTogglePlay,
+                                   notifications::kRemoteToggleRecord,
+                                   notifications::kRemoteRewind}));
     EXPECT_TRUE(logs.contains(QStringLiteral("REMOTE: unknown event: 7")));
 
     int answers = 0;

@@ -3,6 +3,7 @@
 #include "platform/Settings.h"
 #include "recording/AudioEngine.h"
 #include "shell/AppDelegate.h"
+#include "shell/screens/AppWindow.h"
 #include "support/JackServer.h"
 #include "support/PlaybackFixtures.h"
 #include "support/TempTree.h"
@@ -25,7 +26,7 @@ TEST(AppDelegateEngine, AutoPlayNextAndTheEngineFollowTheLifecycle)
     platform::Settings::setValue(kAutoPlayNext, false);
     AudioEngine::setAutoPlayNext(true);
     {
-        AppDelegate delegate(AppDelegate::Mode::Window);
+        AppWindow delegate;
         delegate.didFinishLaunching();
         EXPECT_FALSE(AudioEngine::autoPlayNext());
         platform::HostEngine* engine = AudioEngine::audioController();
@@ -69,7 +70,7 @@ TEST(AppDelegateEngine, InterruptionStopsAndResumesWhatPlayed)
     LogCapture logs;
     JackServer server;
     ASSERT_TRUE(server.start());
-    AppDelegate delegate(AppDelegate::Mode::Window);
+    AppWindow delegate;
     delegate.didFinishLaunching();
     platform::HostEngine* engine = AudioEngine::audioController();
     ASSERT_TRUE(engine->isRunning());

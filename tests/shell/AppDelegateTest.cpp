@@ -1,14 +1,15 @@
-#include "audiofiles/DetailViewController.h"
+#include "audiofiles/screens/DetailViewController.h"
 #include "library/FileListModel.h"
 #include "library/FileSort.h"
-#include "library/MasterViewController.h"
+#include "library/screens/MasterViewController.h"
 #include "library/Utils.h"
 #include "platform/Locations.h"
 #include "platform/Settings.h"
 #include "recording/UnfinishedRecording.h"
 #include "shell/AppDelegate.h"
+#include "shell/screens/AppWindow.h"
 #include "support/TempTree.h"
-#include "ui/NavigationController.h"
+#include "ui/screens/NavigationController.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -43,7 +44,6 @@ TEST(StartUp, LinkMigrationAndRecoveryInOrder)
     AlertCapture alerts;
     AppDelegate delegate(AppDelegate::Mode::Headless);
     EXPECT_TRUE(delegate.didFinishLaunching());
-    EXPECT_EQ(delegate.window(), nullptr);
 
     const QString link = Utils::localDocumentsLinkURL();
     EXPECT_TRUE(QFileInfo(link).isSymLink());
@@ -108,7 +108,7 @@ TEST(StartUp, WindowHasBothColumnsAndSavesSortModeWhenHidden)
     writeFile(tree.library() + "/take.wav", "x");
     // The window sets up audio: never on a server of this machine's user.
     qputenv("JACK_DEFAULT_SERVER", "wltest-nobody-home");
-    AppDelegate delegate(AppDelegate::Mode::Window);
+    AppWindow delegate;
     delegate.didFinishLaunching();
     QWidget* window = delegate.window();
     ASSERT_NE(window, nullptr);

@@ -1,12 +1,14 @@
 #include "audiofiles/FilePlayer.h"
 #include "library/FileActions.h"
 #include "library/FileListModel.h"
-#include "library/FileRowDelegate.h"
-#include "library/MasterViewController.h"
+#include "library/screens/FileRowDelegate.h"
+#include "library/screens/MasterViewController.h"
 #include "platform/HostEngine.h"
 #include "platform/NotificationCenter.h"
+#include "platform/Notifications.h"
 #include "recording/AudioEngine.h"
 #include "shell/AppDelegate.h"
+#include "shell/screens/AppWindow.h"
 #include "support/JackServer.h"
 #include "support/PlaybackFixtures.h"
 #include "support/TempTree.h"
@@ -46,7 +48,7 @@ protected:
         ASSERT_TRUE(writeTone(lib + "/5 long.wav", 3.0));
         ASSERT_TRUE(QDir().mkpath(lib + "/Sub"));
         ASSERT_TRUE(writeTone(lib + "/Sub/inner.wav", 3.0));
-        delegate = std::make_unique<AppDelegate>(AppDelegate::Mode::Window);
+        delegate = std::make_unique<AppWindow>();
         delegate->didFinishLaunching();
         master = delegate->masterViewController();
         ASSERT_TRUE(waitUntil([&] { return master->model()->isLoaded(); }));
@@ -76,7 +78,7 @@ protected:
     TempTree tree;
     LogCapture logs;
     JackServer server;
-    std::unique_ptr<AppDelegate> delegate;
+    std::unique_ptr<AppWindow> delegate;
     MasterViewController* master = nullptr;
     FilePlayer* player = FilePlayer::sharedPlayer();
 };
@@ -158,7 +160,7 @@ TEST_F(PreviewTest, OtherScreensAndRemovalsEndThePreview)
     // The editor asks for the player.
     press("5 long.wav");
     ASSERT_TRUE(playingFile("5 long.wav"));
-    platform::NotificationCenter::defaultCenter().post("StopPreview");
+    platform::NotificationCenter::defaultCenter().post(notifications::kStopPreview);
     EXPECT_TRUE(quiet());
     EXPECT_FALSE(rowPlaying("5 long.wav"));
 

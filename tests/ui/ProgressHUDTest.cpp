@@ -1,5 +1,5 @@
 #include "support/TempTree.h"
-#include "ui/ProgressHUD.h"
+#include "ui/screens/ProgressHUD.h"
 
 #include <QPushButton>
 #include <QSignalSpy>

@@ -1,4 +1,4 @@
-#include "ui/Stepper.h"
+#include "ui/screens/Stepper.h"
 
 #include <QSignalSpy>
 #include <QTest>

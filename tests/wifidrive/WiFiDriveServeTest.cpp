@@ -2,10 +2,10 @@
 // and `wavelocker --serve --port N` answering over HTTP.
 #include "HttpTestClient.h"
 #include "platform/NotificationCenter.h"
+#include "platform/Notifications.h"
 #include "shell/AppDelegate.h"
 #include "support/TempTree.h"
 #include "wifidrive/MyWebUploader.h"
-#include "wifidrive/WiFiDriveViewController.h"
 
 #include <QProcess>
 #include <QRegularExpression>
@@ -25,7 +25,7 @@ TEST(WiFiDriveStart, DelegatePreparesStoppedUploaderAndRelaysItsState)
     EXPECT_EQ(GCDWebServer::logLevel(), 2);
 
     QList<const void*> objects;
-    platform::ScopedObserver observer(WiFiDriveViewController::kChangedNotification,
+    platform::ScopedObserver observer(notifications::kWifiChanged,
                                       [&](const platform::Notification& n) { objects << n.object; });
     uploader->setBindAddress(QStringLiteral("127.0.0.1"));
     ASSERT_TRUE(uploader->startWithPort(0, QString()));

@@ -1,7 +1,7 @@
 // The server's start and stop as the screen drives them: ports, Bonjour, callbacks, label.
 #include "UploaderFixture.h"
 #include "platform/NotificationCenter.h"
-#include "wifidrive/WiFiDriveViewController.h"
+#include "wifidrive/screens/WiFiDriveViewController.h"
 
 #include <QCheckBox>
 #include <QLabel>

@@ -2,6 +2,7 @@
 #include "library/Utils.h"
 #include "platform/HostEngine.h"
 #include "platform/NotificationCenter.h"
+#include "platform/Notifications.h"
 #include "recording/AudioEngine.h"
 #include "shell/tool/ToolCommands.h"
 #include "shell/tool/ToolSupport.h"
@@ -47,9 +48,9 @@ int runPlay(const QStringList& args)
     }
 
     int result = kOk;
-    platform::ScopedObserver finished(QLatin1String(FilePlayer::kDidFinishNotification),
+    platform::ScopedObserver finished(notifications::kFilePlayerDidFinish,
                                       [](const platform::Notification&) { QCoreApplication::exit(kOk); });
-    platform::ScopedObserver lost(QLatin1String(platform::HostEngine::kInterruptionBegan), [&](const platform::Notification&) {
+    platform::ScopedObserver lost(notifications::kInterruptionBegan, [&](const platform::Notification&) {
         printError(QStringLiteral("wavelocker-tool: the JACK server went away"));
         result = kFailed;
         QCoreApplication::exit(kFailed);

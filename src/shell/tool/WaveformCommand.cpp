@@ -1,16 +1,17 @@
 #include "audiofiles/waveform/PeakReader.h"
 #include "audiofiles/waveform/Waveform.h"
-#include "audiofiles/waveform/WaveformPainter.h"
+#include "audiofiles/waveform/WaveformRaster.h"
+#include "platform/PngWriter.h"
 #include "shell/tool/ToolCommands.h"
 #include "shell/tool/ToolSupport.h"
 
-#include <QImage>
-#include <QPainter>
 #include <cstdio>
 
 namespace tool {
 namespace {
 constexpr int kDefaultPoints = 1000;
+// A picture is held whole in memory before it is written.
+constexpr int64_t kMaxPngPixels = 64 * 1024 * 1024;
 const char* const kWaveformUsage = "waveform FILE [--points N] [--start S] [--end S] [--png OUT --width W --height H]";
 }  // namespace
 
@@ -29,6 +30,8 @@ int runWaveform(const QStringList& args)
     const bool png = a.has("--png");
     if (png && (!width || !height || *width < 1 || *height < 1))
         return usageError(kWaveformUsage, QStringLiteral("--png needs --width and --height above 0"));
+    if (png && int64_t(*width) * int64_t(*height) > kMaxPngPixels)
+        return usageError(kWaveformUsage, QStringLiteral("--png is limited to %1 pixels").arg(kMaxPngPixels));
     if (points && *points < 1)
         return usageError(kWaveformUsage, QStringLiteral("--points must be above 0"));
 
@@ -39,11 +42,8 @@ int runWaveform(const QStringList& args)
         return kFailed;
 
     if (png) {
-        QImage image(int(*width), int(*height), QImage::Format_RGB32);
-        QPainter painter(&image);
-        WaveformPainter::paint(painter, &waveform, image.size());
-        painter.end();
-        if (!image.save(a.value("--png"), "PNG")) {
+        const auto pixels = WaveformRaster::render(waveform, int(*width), int(*height));
+        if (!platform::writeRgbPng(a.value("--png"), int(*width), int(*height), pixels)) {
             printError(QStringLiteral("Could not write %1").arg(a.value("--png")));
             return kFailed;
         }

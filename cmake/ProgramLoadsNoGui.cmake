@@ -1,0 +1,10 @@
+# Fails when PROGRAM needs a GUI library, directly or through the libraries it loads.
+execute_process(COMMAND ldd ${PROGRAM} OUTPUT_VARIABLE _libraries RESULT_VARIABLE _result)
+if(NOT _result EQUAL 0)
+  message(FATAL_ERROR "ldd could not read ${PROGRAM}")
+endif()
+string(REGEX MATCHALL "libQt6(Gui|Widgets|OpenGL)[^ ]*\\.so[^ ]*" _gui "${_libraries}")
+if(_gui)
+  message(FATAL_ERROR "${PROGRAM} loads GUI libraries: ${_gui}")
+endif()
+message(STATUS "${PROGRAM} loads no GUI library")

@@ -1,0 +1,749 @@
+#include "audiofiles/screens/DetailViewController.h"
+
+#include "audiofiles/screens/ConvertViewController.h"
+#include "audiofiles/FileInformation.h"
+#include "audiofiles/screens/MidiPlotter.h"
+#include "audiofiles/editor/EditorTexts.h"
+#include "audiofiles/screens/TrimPanel.h"
+#include "audiofiles/editor/TrimSettings.h"
+#include "audiofiles/screens/WaveView.h"
+#include "library/Utils.h"
+#include "platform/AudioFileReader.h"
+#include "platform/Dispatch.h"
+#include "platform/Log.h"
+#include "platform/Notifications.h"
+#include "ui/screens/ProgressHUD.h"
+#include "ui/screens/Stepper.h"
+
+#include <QDesktopServices>
+#include <QDialog>
+#include <QEvent>
+#include <QFile>
+#include <QFileInfo>
+#include <QGraphicsOpacityEffect>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QMenu>
+#include <QPlainTextEdit>
+#include <QPropertyAnimation>
+#include <QPushButton>
+#include <QSignalBlocker>
+#include <QSlider>
+#include <QStackedWidget>
+#include <QUrl>
+#include <QVBoxLayout>
+
+namespace {
+
+const QString kAppTitle = QStringLiteral("Wavelocker");
+const QString kTrimTitle = QStringLiteral("Trim & Fade");
+constexpr int kVolumePanelWidth = 280;
+constexpr int kVolumePanelHeight = 160;
+constexpr int kVolumeSteps = 1000;
+constexpr int kTransitionMs = 250;
+
+QString toggleTitle(bool on, const QString& text)
+{
+    return (on ? QStringLiteral("☒ ") : QStringLiteral("☐ ")) + text;
+}
+
+// Lets a view that has just changed appear gradually.
+void fadeIn(QWidget* view)
+{
+    auto* effect = new QGraphicsOpacityEffect(view);
+    view->setGraphicsEffect(effect);
+    auto* animation = new QPropertyAnimation(effect, "opacity", effect);
+    animation->setDuration(kTransitionMs);
+    animation->setStartValue(0.0);
+    animation->setEndValue(1.0);
+    // A finished effect only costs drawing; it takes itself off the view when deleted.
+    QObject::connect(animation, &QPropertyAnimation::finished, effect, &QObject::deleteLater);
+    animation->start();
+}
+
+FilePlayer& player()
+{
+    return *FilePlayer::sharedPlayer();
+}
+
+// Runs a member on the main thread if the screen is still there.
+template <typename Fn>
+platform::NotificationCenter::Handler onMain(DetailViewController* screen, Fn fn)
+{
+    return [self = QPointer(screen), fn](const platform::Notification&) {
+        platform::runOnMain([self, fn] {
+            if (self)
+                fn(self.data());
+        });
+    };
+}
+
+}  // namespace
+
+DetailViewController::DetailViewController(QWidget* parent)
+    : QWidget(parent),
+      mCancelButton(new QPushButton(QStringLiteral("Cancel"), this)),
+      mTitle(new QLabel(kAppTitle, this)),
+      mImportButton(new QPushButton(QStringLiteral("IMPORT INTO APP"), this)),
+      mToolsButton(new QPushButton(QStringLiteral("Tools"), this)),
+      mToolsMenu(new QMenu(this)),
+      mModes(new QStackedWidget(this)),
+      mInfoLabel(new QLabel(mModes)),
+      mTrimPanel(new TrimPanel(mModes)),
+      mContent(new QStackedWidget(this)),
+      mWaveView(new WaveView(mContent)),
+      mMidiPlot(new MidiPlotter(mContent)),
+      mNotesView(new QPlainTextEdit(mContent)),
+      mEmpty(new QWidget(mContent)),
+      mTransport(new QWidget(this)),
+      mPlayButton(new QPushButton(QStringLiteral("▶"), mTransport)),
+      mRewindButton(new QPushButton(QStringLiteral("|◀"), mTransport)),
+      mLoopToggle(new QPushButton(toggleTitle(false, QStringLiteral("LOOP")), mTransport)),
+      mVolumeButton(new QPushButton(QStringLiteral("Volume"), mTransport)),
+      mTimeLabel(new QLabel(EditorTexts::playTimeText(0), mTransport))
+{
+    mWaveView->setWaveDelegate(this);
+    for (QWidget* page : {mEmpty, static_cast<QWidget*>(mWaveView), static_cast<QWidget*>(mMidiPlot),
+                          static_cast<QWidget*>(mNotesView)})
+        mContent->addWidget(page);
+    connect(mNotesView, &QPlainTextEdit::textChanged, this, [this] { mTextChanged = true; });
+    mNotesView->installEventFilter(this);
+    mInfoLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    mModes->addWidget(mInfoLabel);
+    mModes->addWidget(mTrimPanel);
+    showMode(mInfoLabel, false);
+
+    buildBars();
+    buildTransport();
+    connectTrimPanel();
+
+    auto* layout = new QVBoxLayout(this);
+    auto* bar = new QHBoxLayout;
+    bar->addWidget(mCancelButton);
+    bar->addStretch(1);
+    bar->addWidget(mTitle);
+    bar->addStretch(1);
+    bar->addWidget(mImportButton);
+    bar->addWidget(mToolsButton);
+    layout->addLayout(bar);
+    layout->addWidget(mModes);
+    layout->addWidget(mContent, 1);
+    layout->addWidget(mTransport);
+
+    // Play may end elsewhere: the browser's preview, the end of the file, a lost server.
+    connect(&player(), &FilePlayer::playingChanged, this, [this] { updatePlayButton(); });
+
+    mRemotePlay = platform::ScopedObserver(notifications::kRemoteTogglePlay,
+                                           onMain(this, [](DetailViewController* s) { s->playPress(); }));
+    mRemoteRewind = platform::ScopedObserver(notifications::kRemoteRewind,
+                                             onMain(this, [](DetailViewController* s) { s->rewindPress(); }));
+    mPlayerFinished = platform::ScopedObserver(notifications::kFilePlayerDidFinish,
+                                               onMain(this, [](DetailViewController* s) { s->filePlayerDidFinish(&player()); }));
+    mImportStarted = platform::ScopedObserver(notifications::kAppImportStarted, [this](const platform::Notification& n) {
+        const QString scheme = n.userInfo.value(QStringLiteral("scheme")).toString();
+        platform::runOnMain([self = QPointer(this), scheme] {
+            if (!self)
+                return;
+            self->mImportScheme = scheme;
+            self->mImportButton->setVisible(!scheme.isEmpty() && !self->mDetailItem.isEmpty());
+        });
+    });
+
+    setDetailItem(QString());
+}
+
+DetailViewController::~DetailViewController()
+{
+    if (player().delegate() == this)
+        player().setDelegate(nullptr);
+}
+
+void DetailViewController::buildBars()
+{
+    mTitle->setAlignment(Qt::AlignCenter);
+    QFont font = mTitle->font();
+    font.setBold(true);
+    mTitle->setFont(font);
+    mCancelButton->hide();
+    mImportButton->hide();
+    connect(mCancelButton, &QPushButton::clicked, this, &DetailViewController::toolCancelPress);
+    // Pressing the button must not end an edit of the notes: "Done" saves it.
+    mToolsButton->setFocusPolicy(Qt::NoFocus);
+    connect(mToolsButton, &QPushButton::clicked, this, &DetailViewController::toolsPress);
+    // A press on the button while the menu is open only closes the menu.
+    mToolsMenu->setAttribute(Qt::WA_NoMouseReplay);
+    connect(mImportButton, &QPushButton::clicked, this, &DetailViewController::doAppImport);
+    connect(mToolsMenu->addAction(QStringLiteral("Normalize")), &QAction::triggered, this,
+            &DetailViewController::normalize);
+    // A single '&' in a menu marks a shortcut key; doubled it shows.
+    const QString trimItem = QString(kTrimTitle).replace(u'&', QStringLiteral("&&"));
+    connect(mToolsMenu->addAction(trimItem), &QAction::triggered, this, [this] {
+        mWaveView->setTrimMode(true);
+        updateEditState();
+    });
+    connect(mToolsMenu->addAction(QStringLiteral("Convert")), &QAction::triggered, this,
+            &DetailViewController::showConvert);
+    mToolsMenu->addAction(QStringLiteral("Cancel"));
+}
+
+void DetailViewController::buildTransport()
+{
+    auto* row = new QHBoxLayout(mTransport);
+    row->addWidget(mRewindButton);
+    row->addWidget(mPlayButton);
+    row->addWidget(mTimeLabel, 1);
+    row->addWidget(mLoopToggle);
+    row->addWidget(mVolumeButton);
+    mTimeLabel->setAlignment(Qt::AlignCenter);
+    connect(mPlayButton, &QPushButton::clicked, this, &DetailViewController::playPress);
+    connect(mRewindButton, &QPushButton::clicked, this, &DetailViewController::rewindPress);
+    connect(mLoopToggle, &QPushButton::clicked, this, &DetailViewController::loopToggled);
+    connect(mVolumeButton, &QPushButton::clicked, this, &DetailViewController::showVolumePanel);
+}
+
+void DetailViewController::connectTrimPanel()
+{
+    connect(mTrimPanel->fadeInStepper(), &Stepper::valueChanged, this, &DetailViewController::fadeInStepperChanged);
+    connect(mTrimPanel->fadeOutStepper(), &Stepper::valueChanged, this, &DetailViewController::fadeOutStepperChanged);
+    connect(mTrimPanel->tempoStepper(), &Stepper::valueChanged, this, &DetailViewController::beatSnapBpmChanged);
+    connect(mTrimPanel, &TrimPanel::nudgePressed, this, &DetailViewController::trimNudgePress);
+    connect(mTrimPanel, &TrimPanel::snapTapped, this, &DetailViewController::beatSnapTapped);
+    connect(mTrimPanel, &TrimPanel::tabChanged, this,
+            [this](int tab, int fromTab) { tabBar(mTrimPanel->tabBar(), tab, fromTab); });
+}
+
+bool DetailViewController::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == mNotesView && (event->type() == QEvent::FocusIn || event->type() == QEvent::FocusOut)) {
+        mEditingText = event->type() == QEvent::FocusIn;
+        updateToolButton();
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+// ---- The item shown
+
+void DetailViewController::setDetailItem(const QString& path)
+{
+    // The same file again (its row clicked once more): unsaved notes, the trim state and play
+    // stay as they are.
+    if (path == mDetailItem && !path.isEmpty())
+        return;
+    maybeSaveText();
+    if (mWaveView->trimMode()) {
+        mWaveView->setTrimMode(false);
+        updateEditState(false);
+    }
+    mDetailItem = path;
+    mLength = 0;
+    mIs44k16 = false;
+    mTextChanged = false;
+    mInfoLabel->setText(QFileInfo(path).fileName());
+    mImportButton->setVisible(!mImportScheme.isEmpty() && !path.isEmpty());
+    if (path.isEmpty()) {
+        mWaveView->loadURL(QString());
+        mContent->setCurrentWidget(mEmpty);
+    } else if (Utils::fileIsText(path)) {
+        QFile file(path);
+        mNotesView->setPlainText(file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString());
+        mTextChanged = false;
+        mContent->setCurrentWidget(mNotesView);
+    } else if (Utils::fileIsMIDI(path)) {
+        mMidiPlot->loadMidiFile(path);
+        mLength = mMidiPlot->songLength();
+        mInfoLabel->setText(QStringLiteral("MIDI file\n%1").arg(EditorTexts::timeText(mLength)));
+        mContent->setCurrentWidget(mMidiPlot);
+    } else if (Utils::fileIsAudio(path)) {
+        const auto reader = platform::AudioFileReader::open(path);
+        mLength = reader ? reader->duration() : 0;
+        mWaveView->setTotalLength(mLength);
+        mWaveView->loadURL(path);
+        mContent->setCurrentWidget(mWaveView);
+        updateInfoLabelAnimated(false);
+    } else {
+        mContent->setCurrentWidget(mEmpty);
+    }
+    mTransport->setVisible(mContent->currentWidget() == mWaveView || mContent->currentWidget() == mMidiPlot);
+    updateTimeDisplay(0);
+    mWaveView->setCursorPos(0);
+    updatePlayButton();
+    updateToolButton();
+}
+
+QWidget* DetailViewController::shownContent() const
+{
+    return mContent->currentWidget();
+}
+
+void DetailViewController::waveformDeleted(const QString& path)
+{
+    mWaveView->deleted(path);
+}
+
+void DetailViewController::waveformRenamed(const QString& oldPath, const QString& newPath)
+{
+    mWaveView->renamed(oldPath, newPath);
+}
+
+void DetailViewController::updateInfoLabelAnimated(bool animated)
+{
+    if (mDetailItem.isEmpty() || mContent->currentWidget() != mWaveView)
+        return;
+    // A file that can't be opened keeps the text it had.
+    const auto info = Utils::fileInformation(mDetailItem);
+    if (!info)
+        return;
+    mIs44k16 = info->is44100Hz16Bit;
+    if (info->text == mInfoLabel->text())
+        return;
+    mInfoLabel->setText(info->text);
+    if (animated)
+        fadeIn(mInfoLabel);
+}
+
+QString DetailViewController::title() const
+{
+    return mTitle->text();
+}
+
+QString DetailViewController::infoText() const
+{
+    return mInfoLabel->text();
+}
+
+void DetailViewController::maybeSaveText()
+{
+    if (!mTextChanged || mContent->currentWidget() != mNotesView || mDetailItem.isEmpty())
+        return;
+    QFile file(mDetailItem);
+    if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        file.write(mNotesView->toPlainText().toUtf8());
+    platform::log(QStringLiteral("Saved text"));
+    mTextChanged = false;
+}
+
+// ---- Tools button and the trim state
+
+void DetailViewController::updateToolButton()
+{
+    const bool notes = mContent->currentWidget() == mNotesView;
+    if (notes && mEditingText)
+        mToolsButton->setText(QStringLiteral("Done"));
+    else if (mWaveView->trimMode())
+        mToolsButton->setText(QStringLiteral("Save"));
+    else
+        mToolsButton->setText(QStringLiteral("Tools"));
+    mToolsButton->setVisible(mContent->currentWidget() == mWaveView || (notes && mEditingText));
+}
+
+void DetailViewController::toolsPress()
+{
+    if (mContent->currentWidget() == mNotesView) {
+        maybeSaveText();
+        mNotesView->clearFocus();
+        mEditingText = false;
+        updateToolButton();
+    } else if (mWaveView->trimMode()) {
+        trim();
+    } else if (mToolsMenu->isVisible()) {
+        mToolsMenu->close();  // a second press only closes the menu
+    } else if (mContent->currentWidget() == mWaveView) {
+        mToolsMenu->popup(mToolsButton->mapToGlobal(QPoint(0, mToolsButton->height())));
+    }
+}
+
+void DetailViewController::toolCancelPress()
+{
+    mWaveView->setTrimMode(false);
+    updateEditState();
+}
+
+void DetailViewController::updateEditState(bool animated)
+{
+    if (mWaveView->trimMode()) {
+        mWaveView->setSnapTime(EditorTexts::initialSnapTime(mDetailItem, TrimSettings::storedTempo()));
+        mTrimPanel->fadeInStepper()->setValue(TrimSettings::kStartFade);
+        mTrimPanel->fadeOutStepper()->setValue(TrimSettings::kStartFade);
+        fadeInStepperChanged(TrimSettings::kStartFade);
+        fadeOutStepperChanged(TrimSettings::kStartFade);
+        {
+            // Showing the tempo is not setting one: "SnapBpm" keeps the user's last choice.
+            const QSignalBlocker quiet(mTrimPanel->tempoStepper());
+            mTrimPanel->tempoStepper()->setValue(TrimSettings::tempoForSnapTime(mWaveView->snapTime()));
+        }
+        mTrimPanel->setSnap(mWaveView->trimSnap());
+        mTrimPanel->showPage(0);
+        mTitle->setText(kTrimTitle);
+        mCancelButton->show();
+        updateSelectionText();
+        showMode(mTrimPanel, animated);
+    } else {
+        mTitle->setText(kAppTitle);
+        player().setFadeIn(0);
+        player().setFadeOut(0);
+        mCancelButton->hide();
+        if (animated)
+            updateInfoLabelAnimated(true);
+        showMode(mInfoLabel, animated);
+    }
+    updateToolButton();
+    updateRegion();
+}
+
+// The normal and the trim views take turns above the waveform, each at its own height.
+void DetailViewController::showMode(QWidget* view, bool animated)
+{
+    for (int i = 0; i < mModes->count(); ++i) {
+        QWidget* page = mModes->widget(i);
+        page->setSizePolicy(QSizePolicy::Preferred, page == view ? QSizePolicy::Preferred : QSizePolicy::Ignored);
+    }
+    mModes->setCurrentWidget(view);
+    mModes->updateGeometry();
+    // Only the information text fades in: under an opacity effect the trim panel's scrolled
+    // pages are never painted.
+    if (animated && view == mInfoLabel)
+        fadeIn(view);
+}
+
+void DetailViewController::tabBar(QTabBar*, int didChangeTab, int)
+{
+    mTrimPanel->showPage(didChangeTab);
+}
+
+void DetailViewController::fadeInStepperChanged(double seconds)
+{
+    player().setFadeIn(seconds);
+    mWaveView->setFadeIn(seconds);
+}
+
+void DetailViewController::fadeOutStepperChanged(double seconds)
+{
+    player().setFadeOut(seconds);
+    mWaveView->setFadeOut(seconds);
+}
+
+double DetailViewController::guessBpm() const
+{
+    return EditorTexts::guessBpm(mDetailItem);
+}
+
+void DetailViewController::beatSnapTapped()
+{
+    const bool on = !mWaveView->trimSnap();
+    mWaveView->setTrimSnap(on);
+    mTrimPanel->setSnap(on);
+    updateSelectionText();
+}
+
+void DetailViewController::beatSnapBpmChanged(double bpm)
+{
+    mWaveView->setSnapTime(TrimSettings::snapTimeForTempo(bpm));
+    TrimSettings::storeTempo(bpm);
+    updateSelectionText();
+}
+
+void DetailViewController::trimNudgePress(int tag)
+{
+    const double step = TrimSettings::nudgeStep(tag);
+    if (step == 0)
+        return;
+    const bool wasPlaying = playingThis();
+    const double now = player().getCurrentTime();
+    if (wasPlaying)
+        player().pause();
+    if (TrimSettings::nudgesStart(tag)) {
+        mWaveView->setStartPos(mWaveView->startPos() + step);
+        mWaveView->clipTrimStart();
+    } else {
+        mWaveView->setEndPos(mWaveView->endPos() + step);
+        mWaveView->clipTrimEnd();
+    }
+    mWaveView->updateHandlePositions();
+    updateSelectionText();
+    if (wasPlaying)
+        restartAt(TrimSettings::nudgesStart(tag) ? mWaveView->startPos() : now);
+}
+
+void DetailViewController::updateRegion()
+{
+    if (mWaveView->trimMode()) {
+        player().setRegionStart(mWaveView->startPos());
+        player().setRegionEnd(mWaveView->endPos());
+        player().setFadeIn(mTrimPanel->fadeInStepper()->value());
+        player().setFadeOut(mTrimPanel->fadeOutStepper()->value());
+    } else {
+        player().setRegionStart(0);
+        player().setRegionEnd(0);
+        player().setFadeIn(0);
+        player().setFadeOut(0);
+    }
+}
+
+void DetailViewController::updateSelectionText()
+{
+    mTrimPanel->setSelectionText(EditorTexts::selectionText(mWaveView->startPos(), mWaveView->endPos(),
+                                                            mWaveView->trimSnap(), mWaveView->snapTime()));
+}
+
+// ---- Waveform delegate
+
+void DetailViewController::waveView(WaveView*, bool movingCursor)
+{
+    if (movingCursor) {
+        mWasPlayingBeforeDrag = playingThis();
+        if (mWasPlayingBeforeDrag) {
+            platform::NotificationCenter::defaultCenter().post(notifications::kStopPreview, this);
+            player().pause();
+        }
+    } else if (mWasPlayingBeforeDrag) {
+        mWasPlayingBeforeDrag = false;
+        player().play();
+        updatePlayButton();
+    }
+}
+
+void DetailViewController::waveView(WaveView*, double movedCursor)
+{
+    const double time = movedCursor * mLength;
+    if (loadPlayer())
+        player().setStartTime(time);
+    updateTimeDisplay(time);
+}
+
+void DetailViewController::waveViewDidChangeSelection(WaveView*)
+{
+    updateSelectionText();
+}
+
+void DetailViewController::waveViewDidSetSelection(WaveView*, int)
+{
+    if (!playingThis())
+        return;
+    const double now = player().getCurrentTime();
+    player().pause();
+    restartAt(now);
+}
+
+// ---- Playback
+
+bool DetailViewController::loadPlayer()
+{
+    if (mDetailItem.isEmpty() || !(mContent->currentWidget() == mWaveView || mContent->currentWidget() == mMidiPlot))
+        return false;
+    player().setDelegate(this);
+    if (player().url() == mDetailItem)
+        return true;
+    platform::NotificationCenter::defaultCenter().post(notifications::kStopPreview, this);
+    const bool loaded = mContent->currentWidget() == mMidiPlot ? player().loadMidiURL(mDetailItem)
+                                                               : player().loadAudioURL(mDetailItem);
+    if (loaded)
+        updateRegion();  // loading forgets the region
+    return loaded;
+}
+
+bool DetailViewController::playingThis() const
+{
+    return player().isPlaying() && player().url() == mDetailItem;
+}
+
+// Plays the current region again from `seconds`.
+void DetailViewController::restartAt(double seconds)
+{
+    updateRegion();
+    player().setStartTime(seconds);
+    player().play();
+    updatePlayButton();
+}
+
+void DetailViewController::playPress()
+{
+    if (playingThis()) {
+        player().pause();
+    } else if (loadPlayer()) {
+        updateRegion();
+        player().play();
+    }
+    updatePlayButton();
+}
+
+void DetailViewController::rewindPress()
+{
+    if (!loadPlayer())
+        return;
+    const bool wasPlaying = player().isPlaying();
+    if (wasPlaying) {
+        player().stop();
+        if (mContent->currentWidget() == mMidiPlot)
+            player().loadMidiURL(mDetailItem);
+        else
+            player().loadAudioURL(mDetailItem);
+        updateRegion();
+    }
+    const double start = mWaveView->trimMode() ? mWaveView->startPos() : 0;
+    player().setStartTime(start);
+    updateTimeDisplay(start);
+    mWaveView->setCursorPos(mLength > 0 ? start / mLength : 0);
+    if (wasPlaying)
+        player().play();
+    updatePlayButton();
+}
+
+void DetailViewController::loopToggled()
+{
+    player().setLoop(!player().loop());
+    mLoopToggle->setText(toggleTitle(player().loop(), QStringLiteral("LOOP")));
+    if (player().isPlaying()) {
+        const double now = player().currentTime();
+        player().pause();
+        player().setStartTime(now);
+        player().play();
+    }
+}
+
+void DetailViewController::changeVolume(float volume)
+{
+    player().setVolume(volume);
+}
+
+void DetailViewController::showVolumePanel()
+{
+    auto* panel = new QDialog(this, Qt::Popup);
+    panel->setAttribute(Qt::WA_DeleteOnClose);
+    panel->setFixedSize(kVolumePanelWidth, kVolumePanelHeight);
+    auto* layout = new QVBoxLayout(panel);
+    layout->addWidget(new QLabel(QStringLiteral("Volume"), panel), 0, Qt::AlignHCenter);
+    auto* slider = new QSlider(Qt::Horizontal, panel);
+    slider->setRange(0, kVolumeSteps);
+    slider->setValue(int(player().volume() * kVolumeSteps));
+    connect(slider, &QSlider::valueChanged, this, [this](int v) { changeVolume(float(v) / kVolumeSteps); });
+    layout->addWidget(slider);
+    panel->move(mVolumeButton->mapToGlobal(QPoint(0, -kVolumePanelHeight)));
+    panel->show();
+}
+
+void DetailViewController::filePlayerProgress(FilePlayer* p)
+{
+    if (p->url() != mDetailItem)
+        return;
+    const double now = p->currentTime();
+    updateTimeDisplay(now);
+    if (!mWaveView->moving())
+        mWaveView->setCursorPos(mLength > 0 ? now / mLength : 0);
+}
+
+void DetailViewController::filePlayerDidFinish(FilePlayer*)
+{
+    updatePlayButton();
+}
+
+void DetailViewController::updatePlayButton()
+{
+    mPlayButton->setText(playingThis() ? QStringLiteral("❚❚") : QStringLiteral("▶"));
+}
+
+void DetailViewController::updateTimeDisplay(double seconds)
+{
+    mTimeLabel->setText(EditorTexts::playTimeText(seconds));
+}
+
+QString DetailViewController::timeText() const
+{
+    return mTimeLabel->text();
+}
+
+// ---- Running the tools
+
+void DetailViewController::runTool(const QString& message, ToolJob job,
+                                   std::function<Outcome(const EditorTools::Result&)> finish)
+{
+    const QPointer<ProgressHUD> hud = ProgressHUD::showWithMessage(this, message);
+    hud->setProgress(0);
+    Utils::ProgressBlock progress = [hud](float fraction) {
+        platform::runOnMain([hud, fraction] {
+            if (hud)
+                hud->setProgress(fraction);
+        });
+    };
+    EditorTools::runInBackground(
+        this, [job = std::move(job), progress = std::move(progress)] { return job(progress); },
+        [hud, finish = std::move(finish)](const EditorTools::Result& result) {
+            const Outcome outcome = finish(result);
+            if (!hud)
+                return;
+            if (outcome.failed)
+                hud->makeDismissMessage(outcome.message);
+            else
+                hud->makeAutoDismissMessage(outcome.message);
+        });
+}
+
+void DetailViewController::trim()
+{
+    const EditorTools::TrimRegion region{mWaveView->startPos(), mWaveView->endPos(),
+                                         mTrimPanel->fadeInStepper()->value(), mTrimPanel->fadeOutStepper()->value()};
+    runTool(
+        QStringLiteral("Trimming"),
+        [source = mDetailItem, region](const Utils::ProgressBlock& progress) {
+            return EditorTools::trim(source, region, progress);
+        },
+        [this](const EditorTools::Result&) {
+            // A failure has been logged by the operation; the screen reports success either way.
+            mWaveView->setTrimMode(false);
+            updateEditState();
+            return Outcome{QStringLiteral("Trimmed")};
+        });
+}
+
+void DetailViewController::normalize()
+{
+    runTool(
+        QStringLiteral("Normalizing"),
+        [source = mDetailItem](const Utils::ProgressBlock& progress) { return EditorTools::normalize(source, progress); },
+        [](const EditorTools::Result&) { return Outcome{QStringLiteral("Normalized")}; });
+}
+
+void DetailViewController::showConvert()
+{
+    if (mConvertScreen)
+        return;
+    auto* screen = new ConvertViewController(this);
+    mConvertScreen = screen;
+    screen->setAttribute(Qt::WA_DeleteOnClose);
+    screen->doneBlock = [self = QPointer(this), screen](const std::optional<ConversionOptions>& options) {
+        screen->close();
+        if (self && options)
+            self->doConvert(*options);
+    };
+    screen->open();
+}
+
+ConvertViewController* DetailViewController::convertScreen() const
+{
+    return mConvertScreen;
+}
+
+void DetailViewController::doConvert(const ConversionOptions& options)
+{
+    runTool(
+        QStringLiteral("Converting"),
+        [source = mDetailItem, options](const Utils::ProgressBlock& progress) {
+            return EditorTools::convert(source, options, progress);
+        },
+        [](const EditorTools::Result& result) {
+            return result ? Outcome{QStringLiteral("Converted")}
+                          : Outcome{QStringLiteral("Sorry\nCould not convert file"), true};
+        });
+}
+
+// ---- Import into the app that asked for a file
+
+void DetailViewController::doAppImport()
+{
+    if (mImportScheme.isEmpty() || mDetailItem.isEmpty())
+        return;
+    const QString name = EditorTexts::escapeString(QFileInfo(mDetailItem).fileName());
+    QDesktopServices::openUrl(QUrl(QStringLiteral("%1://%2").arg(mImportScheme, name)));
+    mImportScheme.clear();
+    mImportButton->hide();
+    emit appImportDone();
+}

@@ -1,0 +1,519 @@
+#include "library/screens/ItemActionsController.h"
+
+#include "library/DetailScreen.h"
+#include "library/DocumentImport.h"
+#include "library/screens/EditNameViewController.h"
+#include "library/FileActions.h"
+#include "library/FileListModel.h"
+#include "library/screens/FolderViewController.h"
+#include "library/ItemZipper.h"
+#include "library/screens/MasterViewController.h"
+#include "library/MusicImport.h"
+#include "library/screens/MusicPickerViewController.h"
+#include "library/Utils.h"
+#include "library/ZipAlertDelegate.h"
+#include "platform/Dispatch.h"
+#include "platform/Log.h"
+#include "ui/screens/ProgressHUD.h"
+
+#include <QDesktopServices>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QHBoxLayout>
+#include <QListView>
+#include <QMenu>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QThreadPool>
+#include <QUrl>
+#include <memory>
+
+namespace {
+const QString kCancel = QStringLiteral("Cancel");
+
+QString titleOf(const LibraryItem& item) { return item.title.isEmpty() ? lastPathComponent(item.path) : item.title; }
+
+// Runs work on a pool thread and hands its answer to done on the main thread.
+template <typename Result>
+void inBackground(std::function<Result()> work, std::function<void(Result)> done)
+{
+    QThreadPool::globalInstance()->start([work = std::move(work), done = std::move(done)] {
+        Result result = work();
+        platform::runOnMain([done, result] { done(result); });
+    });
+}
+
+// The overlay appears when the zipper says what it is doing, on the main thread, and follows
+// its progress.
+ItemZipper::Hooks overlayHooks(QPointer<QWidget> window, std::shared_ptr<QPointer<ProgressHUD>> hud)
+{
+    ItemZipper::Hooks hooks;
+    hooks.started = [window, hud](const QString& message, float progress) {
+        platform::runOnMain([window, hud, message, progress] {
+            if (!window)
+                return;
+            *hud = ProgressHUD::showWithMessage(window, message);
+            (*hud)->setProgress(progress);
+        });
+    };
+    hooks.progress = [hud](float progress) {
+        platform::runOnMain([hud, progress] {
+            if (*hud)
+                (*hud)->setProgress(progress);
+        });
+    };
+    return hooks;
+}
+}  // namespace
+
+ItemActionsController::ItemActionsController(MasterViewController* browser)
+    : QObject(browser),
+      mBrowser(browser),
+      mToolbar(new QWidget(browser)),
+      mEditButton(new QPushButton(QStringLiteral("Edit"), mToolbar)),
+      mAddButton(new QPushButton(QStringLiteral("+"), mToolbar)),
+      mImportButton(new QPushButton(QStringLiteral("Import"), mToolbar)),
+      mSelectButton(new QPushButton(QStringLiteral("Select"), mToolbar)),
+      mMoveButton(new QPushButton(QStringLiteral("Move"), mToolbar)),
+      mDeleteButton(new QPushButton(mToolbar))
+{
+    auto* layout = new QHBoxLayout(mToolbar);
+    layout->setContentsMargins(6, 4, 6, 4);
+    for (QPushButton* b : {mAddButton, mImportButton, mSelectButton, mMoveButton, mDeleteButton})
+        layout->addWidget(b);
+    layout->addStretch();
+    layout->addWidget(mEditButton);
+    mAddButton->setToolTip(QStringLiteral("Add Folder or New Notes"));
+
+    auto* importMenu = new QMenu(mImportButton);
+    importMenu->addAction(QStringLiteral("Import Files..."), this, &ItemActionsController::importDocuments);
+    importMenu->addAction(QStringLiteral("Import Folder..."), this, &ItemActionsController::importFolder);
+    importMenu->addAction(QStringLiteral("Import Music..."), this, &ItemActionsController::importSong);
+    mImportButton->setMenu(importMenu);
+
+    connect(mEditButton, &QPushButton::clicked, this, [this] { setEditing(!mEditing); });
+    connect(mAddButton, &QPushButton::clicked, this, &ItemActionsController::addFolderPress);
+    connect(mSelectButton, &QPushButton::clicked, this, &ItemActionsController::selectAllAction);
+    connect(mMoveButton, &QPushButton::clicked, this, [this] { moveAction(actionList()); });
+    connect(mDeleteButton, &QPushButton::clicked, this, &ItemActionsController::deleteManyPress);
+
+    QListView* table = mBrowser->tableView();
+    table->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(table, &QListView::customContextMenuRequested, this,
+            [this, table](const QPoint& at) { showMenuForCell(table->indexAt(at).row()); });
+    connect(table, &QListView::pressed, this, [this] {
+        if (mEditing)
+            updateToolbar();
+    });
+    connect(mBrowser, &MasterViewController::zipArrived, this, &ItemActionsController::unzipQuestion);
+    updateToolbar();
+}
+
+ItemActionsController::~ItemActionsController() = default;
+
+QMenu* ItemActionsController::menuForRow(int row)
+{
+    FileListModel* model = mBrowser->model();
+    if (!model->isLoaded() || row < 0 || row >= model->rowCount() || mEditing)
+        return nullptr;
+    const LibraryItem item = model->itemAt(row);
+    auto* menu = new QMenu(mBrowser);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    menu->setTitle(titleOf(item));
+    menu->addSection(titleOf(item));
+    for (ItemMenuEntry entry : itemMenuEntries(item.path, item.isDirectory, item.isSys))
+        menu->addAction(itemMenuTitle(entry), this, [this, entry, item] { perform(entry, item); });
+    menu->addSeparator();
+    menu->addAction(kCancel);
+    return menu;
+}
+
+void ItemActionsController::showMenuForCell(int row)
+{
+    if (QMenu* menu = menuForRow(row)) {
+        connect(menu, &QMenu::aboutToHide, this, [this] {
+            mBrowser->tableView()->clearSelection();
+            mBrowser->selectCurrentPath();
+        });
+        menu->popup(QCursor::pos());
+    }
+}
+
+void ItemActionsController::perform(ItemMenuEntry entry, const LibraryItem& item)
+{
+    switch (entry) {
+    case ItemMenuEntry::AddToKormix:
+        Utils::showAlert(QStringLiteral("Kormix"), QStringLiteral("Sending files to Kormix is not available yet."));
+        break;
+    case ItemMenuEntry::Rename: renameAction(item); break;
+    case ItemMenuEntry::Move: moveAction({item.path}); break;
+    case ItemMenuEntry::MakeZipArchive: zipItem(item); break;
+    case ItemMenuEntry::UnzipArchive: unzipQuestion(item.path); break;
+    case ItemMenuEntry::CopyToDropbox:
+        Utils::showAlert(QStringLiteral("Dropbox"), QStringLiteral("Copying to Dropbox is not available yet."));
+        break;
+    case ItemMenuEntry::ExportShare: exportShare(item); break;
+    case ItemMenuEntry::ShowSize: showSize(item); break;
+    case ItemMenuEntry::Note: {
+        const bool existed = QFileInfo::exists(item.path + QStringLiteral(".txt"));
+        const QString note = FileActions::noteForFile(item.path);
+        if (note.isEmpty())
+            break;
+        if (existed)
+            mBrowser->openFile(note);
+        else
+            Utils::rememberNewFile(note);  // opened once the list shows it
+        break;
+    }
+    case ItemMenuEntry::Delete:
+    case ItemMenuEntry::MoveToTrash: deleteItem(item); break;
+    }
+}
+
+QMessageBox* ItemActionsController::ask(const QString& title, const QString& text, const QStringList& buttons,
+                                        std::function<void(const QString&)> answer)
+{
+    auto* box = new QMessageBox(QMessageBox::NoIcon, title, text, QMessageBox::NoButton, mBrowser->window());
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    for (const QString& b : buttons) {
+        const bool cancel = b == kCancel || b == QLatin1String("No");
+        box->addButton(b, cancel ? QMessageBox::RejectRole : QMessageBox::AcceptRole);
+    }
+    connect(box, &QMessageBox::buttonClicked, this, [answer](QAbstractButton* b) { answer(b->text()); });
+    box->open();
+    return box;
+}
+
+void ItemActionsController::deleteItem(const LibraryItem& item)
+{
+    if (!item.isDirectory) {
+        FileActions::deleteItem(item.path);
+        return;
+    }
+    const QString word = FileActions::deleteWord(item.path);
+    ask(FileActions::folderDeleteTitle(item.path), FileActions::kFolderDeleteMessage, {kCancel, word},
+        [path = item.path, word](const QString& answer) {
+            if (answer == word)
+                FileActions::deleteItem(path);
+        });
+}
+
+void ItemActionsController::setEditing(bool editing)
+{
+    mEditing = editing;
+    QListView* table = mBrowser->tableView();
+    table->clearSelection();
+    table->setSelectionMode(editing ? QAbstractItemView::MultiSelection : QAbstractItemView::SingleSelection);
+    if (!editing)
+        mBrowser->selectCurrentPath();
+    updateToolbar();
+}
+
+QStringList ItemActionsController::actionList() const
+{
+    QStringList paths;
+    if (!mEditing)
+        return paths;
+    QModelIndexList rows = mBrowser->tableView()->selectionModel()->selectedIndexes();
+    std::sort(rows.begin(), rows.end(), [](const QModelIndex& a, const QModelIndex& b) { return a.row() < b.row(); });
+    for (const QModelIndex& index : rows)
+        paths << mBrowser->model()->itemAt(index.row()).path;
+    return paths;
+}
+
+void ItemActionsController::updateToolbar()
+{
+    mEditButton->setText(mEditing ? QStringLiteral("Done") : QStringLiteral("Edit"));
+    mAddButton->setVisible(!mEditing);
+    mImportButton->setVisible(!mEditing);
+    mSelectButton->setVisible(mEditing);
+    mMoveButton->setVisible(mEditing);
+    mDeleteButton->setVisible(mEditing);
+    mDeleteButton->setText(FileActions::deleteWordForFolder(mBrowser->folder()));
+    const bool any = mEditing && !actionList().isEmpty();
+    mMoveButton->setEnabled(any);
+    mDeleteButton->setEnabled(any);
+}
+
+void ItemActionsController::deleteManyPress()
+{
+    const QStringList paths = actionList();
+    if (paths.isEmpty())
+        return;
+    const QString word = FileActions::deleteWordForFolder(mBrowser->folder());
+    ask(FileActions::deleteManyTitle(mBrowser->folder(), paths.size()), QString(), {word, kCancel},
+        [this, paths, word](const QString& answer) {
+            if (answer != word)
+                return;
+            // One moment for the whole action: every item lands in one trash batch.
+            FileActions::deleteMany(paths, QDateTime::currentDateTime());
+            setEditing(false);
+        });
+}
+
+void ItemActionsController::selectAllAction()
+{
+    ask(QStringLiteral("Select All"), QString(),
+        {QStringLiteral("Files"), QStringLiteral("Folders"), QStringLiteral("Both"), QStringLiteral("None"), kCancel},
+        [this](const QString& answer) {
+            if (answer == kCancel || answer.isEmpty())
+                return;
+            QListView* table = mBrowser->tableView();
+            table->clearSelection();
+            const LibraryItemList& items = mBrowser->model()->filelist();
+            for (int row = 0; row < items.size(); ++row) {
+                const bool folder = items[row].isDirectory;
+                if (answer == QLatin1String("Both") || (answer == QLatin1String("Files") && !folder)
+                    || (answer == QLatin1String("Folders") && folder))
+                    table->selectionModel()->select(mBrowser->model()->index(row), QItemSelectionModel::Select);
+            }
+            updateToolbar();
+        });
+}
+
+void ItemActionsController::moveAction(const QStringList& paths)
+{
+    if (paths.isEmpty())
+        return;
+    auto* picker = new FolderViewController(mBrowser->window());
+    picker->setAttribute(Qt::WA_DeleteOnClose);
+    picker->setWindowTitle(QStringLiteral("Move"));
+    picker->completionBlock = [this, paths](const QString& destination) {
+        if (destination.isNull())
+            return;
+        for (const auto& [from, to] : FileActions::moveItems(paths, destination, mBrowser->folder()))
+            itemMoved(from, to);
+        setEditing(false);
+    };
+    picker->open();
+}
+
+void ItemActionsController::itemMoved(const QString& from, const QString& to)
+{
+    DetailScreen* detail = mBrowser->detailViewController();
+    if (!detail)
+        return;
+    detail->waveformRenamed(from, to);
+    const QString shown = detail->detailItem();
+    if (shown == from)
+        detail->setDetailItem(to);
+    else if (shown.startsWith(from + QLatin1Char('/')))
+        detail->setDetailItem(to + shown.mid(from.size()));
+}
+
+void ItemActionsController::renameAction(const LibraryItem& item)
+{
+    if (item.isSys) {
+        Utils::showAlert(QStringLiteral("Oops"),
+                         QStringLiteral("'%1' is a system item and can't be moved!").arg(lastPathComponent(item.path)));
+        return;
+    }
+    auto* editor = new EditNameViewController(mBrowser->window());
+    editor->setAttribute(Qt::WA_DeleteOnClose);
+    editor->setWindowTitle(QStringLiteral("Rename"));
+    editor->setButtonTitle(QStringLiteral("Rename"));
+    editor->setShowKeepExtension(true);
+    editor->setName(lastPathComponent(item.path));
+    editor->completionBlock = [this, path = item.path](const QString& name) {
+        if (name.isNull()) {
+            mBrowser->tableView()->clearSelection();
+            mBrowser->selectCurrentPath();
+            return;
+        }
+        const QString renamed = FileActions::renameItem(path, name);
+        if (renamed.isEmpty())
+            return;
+        setEditing(false);
+        itemMoved(path, renamed);
+    };
+    editor->open();
+}
+
+void ItemActionsController::addFolderPress()
+{
+    ask(QString(), QString(), {QStringLiteral("Add Folder"), QStringLiteral("New Notes"), kCancel},
+        [this](const QString& answer) {
+            if (answer == QLatin1String("Add Folder"))
+                addFolder();
+            else if (answer == QLatin1String("New Notes"))
+                addNotes();
+        });
+}
+
+void ItemActionsController::addFolder()
+{
+    auto* editor = new EditNameViewController(mBrowser->window());
+    editor->setAttribute(Qt::WA_DeleteOnClose);
+    editor->setWindowTitle(QStringLiteral("Create Folder"));
+    editor->setButtonTitle(QStringLiteral("Create"));
+    editor->setName(QStringLiteral("New Folder"));
+    editor->completionBlock = [this](const QString& name) {
+        if (!name.isNull())
+            FileActions::createFolder(mBrowser->folder(), name);
+    };
+    editor->open();
+}
+
+void ItemActionsController::addNotes() { FileActions::addNotes(mBrowser->folder()); }
+
+void ItemActionsController::zipItem(const LibraryItem& item)
+{
+    if (!item.isDirectory && Utils::fileIsZip(item.path)) {
+        unzipQuestion(item.path);
+        return;
+    }
+    QPointer<QWidget> window = mBrowser->window();
+    auto hud = std::make_shared<QPointer<ProgressHUD>>();
+    const ItemZipper::Hooks hooks = overlayHooks(window, hud);
+    const QString path = item.path;
+    const QString folder = mBrowser->folder();
+    inBackground<bool>(
+        [path, folder, hooks] {
+            ZipAlertDelegate delegate;
+            return ItemZipper::zipItem(path, folder, &delegate, hooks);
+        },
+        [hud](bool zipped) {
+            if (!*hud)
+                return;
+            if (zipped)
+                (*hud)->makeAutoDismissMessage(QStringLiteral("Zipped"));
+            else
+                (*hud)->dismiss();
+        });
+}
+
+void ItemActionsController::unzipQuestion(const QString& archive)
+{
+    ask(QStringLiteral("Unzip"), QStringLiteral("Do you want to extract the contents of this zip file?"),
+        {QStringLiteral("No"), QStringLiteral("Yes")}, [this, archive](const QString& answer) {
+            if (answer == QLatin1String("Yes"))
+                unzip(archive);
+        });
+}
+
+void ItemActionsController::unzip(const QString& archive)
+{
+    QPointer<QWidget> window = mBrowser->window();
+    auto hud = std::make_shared<QPointer<ProgressHUD>>();
+    const ItemZipper::Hooks hooks = overlayHooks(window, hud);
+    const QString folder = mBrowser->folder();
+    inBackground<bool>(
+        [archive, folder, hooks] {
+            ZipAlertDelegate delegate;
+            return ItemZipper::unzip(archive, folder, &delegate, hooks);
+        },
+        [hud](bool opened) {
+            if (*hud && opened)
+                (*hud)->makeAutoDismissMessage(QStringLiteral("Unzipped"));
+        });
+}
+
+void ItemActionsController::showSize(const LibraryItem& item)
+{
+    auto cancelled = std::make_shared<std::atomic<bool>>(false);
+    QPointer<ProgressHUD> hud =
+        ProgressHUD::showWithMessage(mBrowser->window(), titleOf(item), [cancelled] { *cancelled = true; });
+    const QString path = item.path;
+    inBackground<std::optional<quint64>>([path, cancelled] { return FileActions::folderSize(path, cancelled.get()); },
+                                         [hud, name = titleOf(item)](std::optional<quint64> size) {
+                                             if (!hud)
+                                                 return;
+                                             if (!size)
+                                                 hud->dismiss();
+                                             else
+                                                 hud->makeDismissMessage(QStringLiteral("%1\n%2").arg(
+                                                     name, Utils::fileSizeToString(*size)));
+                                         });
+}
+
+void ItemActionsController::exportShare(const LibraryItem& item)
+{
+    const QString open = QStringLiteral("Open With Another Application");
+    const QString save = QStringLiteral("Save a Copy...");
+    ask(QStringLiteral("Export / Share"), titleOf(item), {open, save, kCancel},
+        [this, open, save, path = item.path](const QString& answer) {
+            if (answer == open) {
+                if (!QDesktopServices::openUrl(QUrl::fromLocalFile(path)))
+                    Utils::showAlert(QStringLiteral("Export / Share"),
+                                     QStringLiteral("No application could open '%1'.").arg(lastPathComponent(path)));
+            } else if (answer == save) {
+                const QString folder = QFileDialog::getExistingDirectory(mBrowser->window(), save);
+                if (!folder.isEmpty() && !FileActions::exportCopy(path, folder).isEmpty())
+                    ProgressHUD::showWithMessage(mBrowser->window(), QString())->makeAutoDismissMessage(QStringLiteral("Saved"));
+            }
+        });
+}
+
+void ItemActionsController::importDocuments()
+{
+    const QStringList files = QFileDialog::getOpenFileNames(mBrowser->window(), QStringLiteral("Import Files"));
+    if (files.isEmpty()) {
+        platform::log(QStringLiteral("doc picker view cancelled"));
+        return;
+    }
+    DocumentImport::importFiles(files, mBrowser->folder());
+}
+
+void ItemActionsController::importFolder()
+{
+    const QString source = QFileDialog::getExistingDirectory(mBrowser->window(), QStringLiteral("Import Folder"));
+    if (source.isEmpty()) {
+        platform::log(QStringLiteral("doc picker view cancelled"));
+        return;
+    }
+    QPointer<ProgressHUD> hud = ProgressHUD::showWithMessage(
+        mBrowser->window(), QStringLiteral("Copying folder '%1'...").arg(QFileInfo(source).fileName()));
+    hud->setProgress(0.0f);
+    const QString folder = mBrowser->folder();
+    inBackground<bool>([source, folder] { return !DocumentImport::importFolder(source, folder).isEmpty(); },
+                       [hud](bool copied) {
+                           if (!hud)
+                               return;
+                           if (copied)
+                               hud->makeAutoDismissMessage(QStringLiteral("Copy done!"));
+                           else
+                               hud->dismiss();
+                       });
+}
+
+void ItemActionsController::importSong()
+{
+    const QString folder = MusicLibrary::musicFolder();
+    const QList<MusicTrack> tracks = folder.isEmpty() ? QList<MusicTrack>() : MusicLibrary::tracks(folder);
+    if (tracks.isEmpty()) {
+        Utils::showAlert(QStringLiteral("Sorry"), QStringLiteral("Could not access music library"));
+        return;
+    }
+    auto* picker = new MusicPickerViewController(tracks, mBrowser->window());
+    picker->setAttribute(Qt::WA_DeleteOnClose);
+    picker->completionBlock = [this](const QList<MusicTrack>& picked) {
+        if (picked.isEmpty())
+            return;
+        if (!mMusicImport)
+            mMusicImport = std::make_unique<MusicImport>();
+        MusicImport* import = mMusicImport.get();
+        QPointer<ProgressHUD> hud = ProgressHUD::showWithMessage(mBrowser->window(), QStringLiteral("Importing music..."),
+                                                                 [import] { import->cancelMusicImport(); });
+        hud->setProgress(0.0f);
+        MusicImport::Callbacks callbacks;
+        callbacks.progress = [hud](float f) {
+            if (hud)
+                hud->setProgress(f);
+        };
+        callbacks.finished = [hud](const QString&) {
+            if (hud)
+                hud->makeAutoDismissMessage(QStringLiteral("Imported music"));
+        };
+        callbacks.failed = [hud](const QString& message) {
+            if (hud)
+                hud->dismiss();
+            Utils::showAlert(QStringLiteral("Music import"), message);
+        };
+        callbacks.cancelled = [hud] {
+            if (hud)
+                hud->dismiss();
+        };
+        import->start(picked.first(), mBrowser->folder(), callbacks);
+    };
+    picker->open();
+}

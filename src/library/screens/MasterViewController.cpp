@@ -1,0 +1,444 @@
+#include "library/screens/MasterViewController.h"
+
+#include "library/DetailScreen.h"
+#include "library/FileListModel.h"
+#include "library/screens/FileRowDelegate.h"
+#include "library/FileSort.h"
+#include "library/FolderListing.h"
+#include "library/screens/ItemActionsController.h"
+#include "library/PreviewPlayer.h"
+#include "library/screens/SortButton.h"
+#include "library/Utils.h"
+#include "platform/Dispatch.h"
+#include "platform/Log.h"
+#include "platform/Notifications.h"
+#include "ui/screens/FolderMenuView.h"
+#include "ui/screens/NavigationController.h"
+
+#include <QFileInfo>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListView>
+#include <QVBoxLayout>
+
+namespace {
+constexpr int kSettleIntervalMs = 500;
+const QString kParentFolder = QStringLiteral("/..");
+
+// At once on the main thread, where the order against the player's own stop matters; queued
+// there from any other thread.
+platform::NotificationCenter::Handler onMainThread(MasterViewController* browser, void (MasterViewController::*member)())
+{
+    return [self = QPointer(browser), member](const platform::Notification&) {
+        if (platform::isMainThread()) {
+            if (self)
+                (self.data()->*member)();
+            return;
+        }
+        platform::runOnMain([self, member] {
+            if (self)
+                (self.data()->*member)();
+        });
+    };
+}
+
+bool isSameOrInside(const QString& path, const QString& item)
+{
+    return !path.isEmpty() && (path == item || path.startsWith(item + QLatin1Char('/')));
+}
+}  // namespace
+
+MasterViewController::MasterViewController(QWidget* parent)
+    : QWidget(parent),
+      mModel(new FileListModel(this)),
+      mTable(new QListView(this)),
+      mRowDelegate(new FileRowDelegate(this)),
+      mHeader(new QLabel(this)),
+      mSearchField(new QLineEdit(this)),
+      mSortButton(new SortButton(this))
+{
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+
+    mSearchField->setPlaceholderText(QStringLiteral("Search"));
+    mSearchField->setClearButtonEnabled(true);
+    auto* searchRow = new QVBoxLayout;
+    searchRow->setContentsMargins(8, 6, 8, 6);
+    searchRow->addWidget(mSearchField);
+    layout->addLayout(searchRow);
+
+    mHeader->setContentsMargins(14, 4, 14, 4);
+    QFont headerFont = mHeader->font();
+    headerFont.setPointSizeF(headerFont.pointSizeF() * 0.85);
+    mHeader->setFont(headerFont);
+    layout->addWidget(mHeader);
+
+    mTable->setModel(mModel);
+    mTable->setItemDelegate(mRowDelegate);
+    mTable->setUniformItemSizes(true);
+    mTable->setSelectionMode(QAbstractItemView::SingleSelection);
+    mTable->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    mTable->setFrameShape(QFrame::NoFrame);
+    mTable->setMouseTracking(true);
+    layout->addWidget(mTable, 1);
+
+    layout->addWidget(mSortButton);
+    mActions = new ItemActionsController(this);
+    layout->addWidget(mActions->toolbar());
+    updateSortButton();
+    updateHeader();
+
+    mCheckNewFiles.setSingleShot(true);
+    mCheckNewFiles.setInterval(kSettleIntervalMs);
+    connect(&mCheckNewFiles, &QTimer::timeout, this, &MasterViewController::checkNewFilesFinished);
+    connect(mModel, &FileListModel::listingFinished, this, &MasterViewController::listingFinished);
+    connect(mModel, &FileListModel::headerTextChanged, this, &MasterViewController::updateHeader);
+    connect(mTable, &QListView::clicked, this, &MasterViewController::rowClicked);
+    connect(mSortButton, &SortButton::clicked, this, &MasterViewController::sortPress);
+    connect(mSearchField, &QLineEdit::textChanged, this, &MasterViewController::handleSearch);
+    connect(mRowDelegate, &FileRowDelegate::previewButtonClicked, this, [this](const QModelIndex& index) {
+        if (index.isValid() && index.row() < mModel->filelist().size())
+            previewItem(mModel->itemAt(index.row()));
+    });
+    mStopPreviewObserver = platform::ScopedObserver(notifications::kStopPreview, onMainThread(this, &MasterViewController::stopPreview));
+    mFinishedObserver = platform::ScopedObserver(notifications::kFilePlayerDidFinish,
+                                                 onMainThread(this, &MasterViewController::filePlayerDidFinish));
+}
+
+MasterViewController::~MasterViewController()
+{
+    stopPreview();
+    mModel->cancelUpdate();
+    if (mDirWatcher)
+        mDirWatcher->invalidate();
+}
+
+void MasterViewController::setFolder(const QString& folder)
+{
+    mModel->setFolder(folder);
+    mDirWatcher = DirectoryWatcher::watchFolderWithPath(folder, this);
+    update();
+}
+
+QString MasterViewController::folder() const { return mModel->folder(); }
+
+void MasterViewController::setNavigationController(NavigationController* navigation)
+{
+    if (mNavigation)
+        disconnect(mNavigation, nullptr, this, nullptr);
+    mNavigation = navigation;
+    if (!navigation)
+        return;
+    connect(navigation, &NavigationController::titleLongPressed, this, [this](QWidget* top) {
+        if (top == this)
+            titleLongPress();
+    });
+    connect(navigation, &NavigationController::titleTapped, this, [this](QWidget* top) {
+        if (top == this)
+            showFolderMenu();
+    });
+}
+
+QString MasterViewController::headerText() const { return mHeader->isVisible() ? mHeader->text() : QString(); }
+
+QString MasterViewController::sortButtonText() const { return mSortButton->text(); }
+
+void MasterViewController::update() { mModel->update(); }
+
+void MasterViewController::listingFinished()
+{
+    const QString newFile = Utils::lastNewFile();
+    if (newFile.isEmpty()) {
+        selectCurrentPath();
+        return;
+    }
+    platform::log(QStringLiteral("update: auto-opening item: %1").arg(newFile));
+    showFile(newFile);
+    Utils::clearLastNewFile();
+}
+
+void MasterViewController::updateHeader()
+{
+    const QString text = mModel->headerText();
+    mHeader->setText(text);
+    mHeader->setHidden(text.isEmpty());
+}
+
+void MasterViewController::sortPress()
+{
+    FileSort::setSortMode((FileSort::sortMode() + 1) % FileSort::kModeCount);
+    mModel->sortFileList();
+    selectCurrentPath();
+    updateSortButton(true);
+}
+
+void MasterViewController::updateSortButton(bool animated) { mSortButton->setMode(FileSort::sortMode(), animated); }
+
+void MasterViewController::saveDefaults() { FileSort::saveDefaults(); }
+
+void MasterViewController::directoryDidChange(DirectoryWatcher*)
+{
+    platform::log(QStringLiteral("DIR CHANGED: %1").arg(folder()));
+    platform::log(QStringLiteral("queue: %1").arg(platform::SerialQueue::currentLabel()));
+    // The incremental refresh works on the unfiltered list.
+    if (mModel->isSearching())
+        cancelSearch();
+    updateDirExternal();
+}
+
+void MasterViewController::updateDirExternal()
+{
+    const FileListModel::ExternalChange change = mModel->updateDirExternal();
+    for (const LibraryItem& item : change.removed) {
+        letGoOfRemovedItem(item);
+        if (mDetail && mDetail->detailItem() == item.path)
+            mDetail->setDetailItem(QString());
+        if (mDetail)
+            mDetail->waveformDeleted(item.path);
+        mAddingFileList.removeIf([&](const LibraryItem& adding) { return adding.path == item.path; });
+        emit itemRemoved(item);
+    }
+    for (const LibraryItem& item : change.inserted) {
+        if (item.isDirectory)
+            continue;
+        mAddingFileList.append(item);
+        mModel->setArriving(item.path, true);
+    }
+    if (!mAddingFileList.isEmpty())
+        mCheckNewFiles.start();  // restarting drops a pending check
+}
+
+void MasterViewController::checkNewFilesFinished()
+{
+    if (mModel->isCancelled())
+        return;
+    qint64 total = 0;
+    for (LibraryItem& item : mAddingFileList) {
+        refreshItemStatus(item);
+        total += item.size;
+    }
+    if (total != mAddingTotal) {
+        // Still growing (or first look): settled only after one interval without change.
+        mAddingTotal = total;
+        mCheckNewFiles.start();
+        return;
+    }
+    mAddingTotal = -1;
+    int lastRow = -1;
+    for (const LibraryItem& item : std::as_const(mAddingFileList)) {
+        mModel->refreshItem(item.path);
+        mModel->setArriving(item.path, false);
+        lastRow = qMax(lastRow, mModel->rowForItemWithPath(item.path));
+    }
+    const LibraryItem last = mAddingFileList.isEmpty() ? LibraryItem() : mAddingFileList.last();
+    mAddingFileList.clear();
+    if (!last.path.isEmpty() && !last.isDirectory && last.path == Utils::lastNewFile()) {
+        platform::log(QStringLiteral("checkNewFiles: auto-opening item: %1").arg(last.path));
+        showFile(last.path);
+    } else if (lastRow >= 0) {
+        mTable->scrollTo(mModel->index(lastRow));
+    }
+    Utils::clearLastNewFile();
+}
+
+void MasterViewController::handleSearch(const QString& text)
+{
+    if (text.isEmpty()) {
+        cancelSearch();
+        return;
+    }
+    mModel->handleSearch(text);
+    selectCurrentPath();
+}
+
+void MasterViewController::cancelSearch()
+{
+    if (!mSearchField->text().isEmpty()) {
+        const QSignalBlocker quiet(mSearchField);
+        mSearchField->clear();
+    }
+    mModel->cancelSearch();
+    selectCurrentPath();
+}
+
+void MasterViewController::showFile(const QString& path)
+{
+    if (Utils::fileIsZip(path) && rowForItemWithPath(path) >= 0) {
+        emit zipArrived(path);
+        return;
+    }
+    openFile(path);
+}
+
+void MasterViewController::openFile(const QString& path)
+{
+    selectPath(path);
+    if (mDetail)
+        mDetail->setDetailItem(path);
+}
+
+void MasterViewController::showFileOrFolder(const QString& path)
+{
+    const QFileInfo info(path);
+    if (info.isDir()) {
+        enterFolder(path, true);
+        return;
+    }
+    if (info.path() == folder()) {
+        showFile(path);
+        return;
+    }
+    // A file elsewhere: open its folder, then the file once that folder is listed.
+    MasterViewController* browser = enterFolder(info.path(), true);
+    auto once = std::make_shared<QMetaObject::Connection>();
+    *once = connect(browser->model(), &FileListModel::listingFinished, browser, [browser, path, once] {
+        QObject::disconnect(*once);
+        browser->showFile(path);
+    });
+}
+
+bool MasterViewController::selectPath(const QString& path)
+{
+    const int row = rowForItemWithPath(path);
+    if (row < 0)
+        return false;
+    const QModelIndex index = mModel->index(row);
+    mTable->setCurrentIndex(index);
+    mTable->scrollTo(index);
+    return true;
+}
+
+void MasterViewController::selectCurrentPath()
+{
+    if (mDetail && !mDetail->detailItem().isEmpty())
+        selectPath(mDetail->detailItem());
+}
+
+int MasterViewController::rowForItemWithPath(const QString& path) const { return mModel->rowForItemWithPath(path); }
+
+void MasterViewController::rowClicked(const QModelIndex& index)
+{
+    if (!index.isValid() || mModel->isArriving(mModel->itemAt(index.row()).path))
+        return;
+    const LibraryItem& item = mModel->itemAt(index.row());
+    if (item.isDirectory)
+        enterFolder(item.path, true);
+    else
+        openFile(item.path);
+}
+
+MasterViewController* MasterViewController::enterFolder(const QString& path, bool animated)
+{
+    stopPreview();
+    auto* browser = new MasterViewController;
+    browser->setDetailViewController(mDetail);
+    browser->setPreviewPlayer(mPreview);
+    browser->setFolderLevel(mFolderLevel + 1);
+    browser->setWindowTitle(lastPathComponent(path));
+    browser->setNavigationController(mNavigation);
+    if (mNavigation)
+        mNavigation->pushViewController(browser, animated);
+    else
+        browser->setParent(this);  // no stack to own it: keep it alive with this browser
+    browser->setFolder(path);
+    return browser;
+}
+
+void MasterViewController::titleLongPress()
+{
+    // Deliberately also above the library root; the ".." stays in the path.
+    enterFolder(folder() + kParentFolder, true);
+}
+
+void MasterViewController::showFolderMenu()
+{
+    if (mNavigation)
+        FolderMenuView::showMenuForNavigationController(mNavigation);
+}
+
+// ---- Preview
+
+void MasterViewController::setPreviewPlayer(PreviewPlayer* preview)
+{
+    if (mPreview)
+        disconnect(mPreview, nullptr, this, nullptr);
+    mPreview = preview;
+    // Queued: when play ends by itself, the finish notification comes right after the stop
+    // and must still find the item that was playing.
+    if (preview)
+        connect(preview, &PreviewPlayer::stopped, this, &MasterViewController::previewStopped, Qt::QueuedConnection);
+}
+
+void MasterViewController::previewItem(const LibraryItem& item)
+{
+    const bool pressedAgain = !item.path.isEmpty() && item.path == mPlayingItem.path;
+    stopPreview();
+    if (pressedAgain || !mPreview)
+        return;
+    if (!startPreview(item))
+        Utils::showAlert(QStringLiteral("Sorry"),
+                         QStringLiteral("Could not play '%1'.").arg(lastPathComponent(item.path)), this);
+}
+
+bool MasterViewController::startPreview(const LibraryItem& item)
+{
+    if (!mPreview->playFromStart(item.path))
+        return false;
+    setPlayingItem(item);
+    return true;
+}
+
+void MasterViewController::stopPreview()
+{
+    if (mPlayingItem.path.isEmpty())
+        return;
+    const QString path = mPlayingItem.path;
+    setPlayingItem({});
+    if (mPreview && mPreview->isPlaying() && mPreview->loadedPath() == path)
+        mPreview->stop();
+}
+
+void MasterViewController::filePlayerDidFinish()
+{
+    // The editor's play ends the same way; only a preview of this list goes on.
+    if (mPlayingItem.path.isEmpty() || !mPreview || mPreview->loadedPath() != mPlayingItem.path)
+        return;
+    const QString finished = mPlayingItem.path;
+    setPlayingItem({});
+    if (mPreview->autoPlayNext()) {
+        const LibraryItemList& rows = mModel->filelist();
+        const int at = mModel->rowForItemWithPath(finished);
+        for (int row = at + 1; at >= 0 && row < rows.size(); ++row) {
+            const LibraryItem& next = rows[row];
+            // A file that cannot be played is passed over, as the list goes on by itself.
+            if (!next.isDirectory && !mModel->isArriving(next.path) && Utils::fileIsAudio(next.path)
+                && startPreview(next))
+                return;
+        }
+    }
+    mPreview->previewEnded();
+}
+
+void MasterViewController::previewStopped()
+{
+    if (mPlayingItem.path.isEmpty() || !mPreview)
+        return;
+    // Another screen or the audio server ended it: the button goes back to play.
+    if (!mPreview->isPlaying() || mPreview->loadedPath() != mPlayingItem.path)
+        setPlayingItem({});
+}
+
+void MasterViewController::setPlayingItem(const LibraryItem& item)
+{
+    mPlayingItem = item;
+    mModel->setPlayingPath(item.path);
+}
+
+void MasterViewController::letGoOfRemovedItem(const LibraryItem& item)
+{
+    if (isSameOrInside(mPlayingItem.path, item.path))
+        stopPreview();
+    if (mPreview && isSameOrInside(mPreview->loadedPath(), item.path))
+        mPreview->unload();
+}

@@ -1,0 +1,117 @@
+#pragma once
+#include "library/DirectoryWatcher.h"
+#include "library/LibraryItem.h"
+#include "library/PreviewPlayer.h"
+#include "platform/NotificationCenter.h"
+#include "ui/screens/NavigationController.h"
+
+#include <QPointer>
+#include <QTimer>
+#include <QWidget>
+#include <memory>
+
+class DetailScreen;
+class FileListModel;
+class FileRowDelegate;
+class ItemActionsController;
+class QLabel;
+class QLineEdit;
+class QListView;
+class SortButton;
+
+// The library browser: one folder as a sorted list that follows the folder's changes, with
+// search, sorting and navigation into folders. One browser per level of the library's
+// navigation stack; all of them share one editor screen.
+class MasterViewController : public QWidget, private DirectoryWatcherDelegate {
+    Q_OBJECT
+public:
+    explicit MasterViewController(QWidget* parent = nullptr);
+    ~MasterViewController() override;
+
+    // Lists the folder and starts watching it.
+    void setFolder(const QString& folder);
+    QString folder() const;
+    void setDetailViewController(DetailScreen* detail) { mDetail = detail; }
+    DetailScreen* detailViewController() const { return mDetail; }
+    // The shared player that previews audio rows; every browser of the stack gets the same.
+    void setPreviewPlayer(PreviewPlayer* preview);
+    PreviewPlayer* previewPlayer() const { return mPreview; }
+    void setNavigationController(NavigationController* navigation);
+    NavigationController* navigationController() const { return mNavigation; }
+    void setFolderLevel(int level) { mFolderLevel = level; }
+    int folderLevel() const { return mFolderLevel; }
+
+    FileListModel* model() const { return mModel; }
+    QListView* tableView() const { return mTable; }
+    FileRowDelegate* rowDelegate() const { return mRowDelegate; }
+    ItemActionsController* actions() const { return mActions; }
+    QString headerText() const;
+    QString sortButtonText() const;
+    const LibraryItemList& addingFileList() const { return mAddingFileList; }
+
+    void update();
+    void sortPress();
+    void updateSortButton(bool animated = false);
+    void updateDirExternal();
+    void checkNewFilesFinished();
+    void handleSearch(const QString& text);
+    void cancelSearch();
+
+    void showFile(const QString& path);
+    void openFile(const QString& path);
+    void showFileOrFolder(const QString& path);
+    bool selectPath(const QString& path);
+    void selectCurrentPath();
+    int rowForItemWithPath(const QString& path) const;
+    MasterViewController* enterFolder(const QString& path, bool animated);
+    void titleLongPress();
+    void showFolderMenu();
+
+    // The preview button of a row: plays the file from its start, or stops it when it is the
+    // one playing. The row's button shows the state through the model.
+    void previewItem(const LibraryItem& item);
+    void stopPreview();
+    // Play ended by itself: with auto-play-next on, the next audio row of the list follows.
+    void filePlayerDidFinish();
+    // The item being previewed; its path is empty when none is.
+    const LibraryItem& playingItem() const { return mPlayingItem; }
+
+    // Stores the sort mode.
+    static void saveDefaults();
+
+signals:
+    // An item vanished from the folder (after the rows are gone); whatever showed or played
+    // it lets go of it.
+    void itemRemoved(const LibraryItem& item);
+    // A zip archive arrived with a row of its own: the unzip question belongs to it.
+    void zipArrived(const QString& path);
+
+private:
+    void directoryDidChange(DirectoryWatcher* watcher) override;
+    void listingFinished();
+    void rowClicked(const QModelIndex& index);
+    void updateHeader();
+    bool startPreview(const LibraryItem& item);
+    void setPlayingItem(const LibraryItem& item);
+    void previewStopped();
+    void letGoOfRemovedItem(const LibraryItem& item);
+
+    FileListModel* mModel;
+    QListView* mTable;
+    FileRowDelegate* mRowDelegate;
+    QLabel* mHeader;
+    QLineEdit* mSearchField;
+    SortButton* mSortButton;
+    DetailScreen* mDetail = nullptr;
+    QPointer<NavigationController> mNavigation;
+    int mFolderLevel = 0;
+    std::unique_ptr<DirectoryWatcher> mDirWatcher;
+    LibraryItemList mAddingFileList;
+    qint64 mAddingTotal = -1;
+    QTimer mCheckNewFiles;
+    ItemActionsController* mActions;
+    QPointer<PreviewPlayer> mPreview;
+    LibraryItem mPlayingItem;
+    platform::ScopedObserver mStopPreviewObserver;
+    platform::ScopedObserver mFinishedObserver;
+};

@@ -1,0 +1,147 @@
+#include "shell/screens/AppWindow.h"
+
+#include "audiofiles/screens/DetailViewController.h"
+#include "library/Utils.h"
+#include "library/screens/MasterViewController.h"
+#include "shell/FilePlayerPreview.h"
+#include "shell/screens/InfoViewController.h"
+#include "ui/screens/NavigationController.h"
+#include "ui/screens/Theme.h"
+
+#include <QEvent>
+#include <QGuiApplication>
+#include <QPropertyAnimation>
+#include <QSplitter>
+#include <QStyle>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+namespace {
+const QString kLibraryTitle = QStringLiteral("Library");
+constexpr int kInfoButtonWidth = 30;
+constexpr int kInfoButtonHeight = 22;
+constexpr int kMasterColumnWidth = 380;
+constexpr int kWindowWidth = 1100;
+constexpr int kWindowHeight = 720;
+constexpr int kInfoSlideMs = 300;
+}  // namespace
+
+AppWindow::AppWindow(QObject* parent) : AppDelegate(Mode::Window, parent) {}
+
+AppWindow::~AppWindow()
+{
+    // The window going away is no trip to the background.
+    if (mWindow)
+        mWindow->removeEventFilter(this);
+}
+
+void AppWindow::applicationWillResignActive()
+{
+    if (mDetail)
+        mDetail->maybeSaveText();
+}
+
+QObject* AppWindow::alertContext() const { return mMaster; }
+
+void AppWindow::observeWindow()
+{
+    mWindow->installEventFilter(this);
+    connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
+        if (state == Qt::ApplicationActive)
+            applicationDidBecomeActive();
+        else if (state == Qt::ApplicationInactive)
+            applicationWillResignActive();
+        else if (state == Qt::ApplicationHidden || state == Qt::ApplicationSuspended)
+            applicationDidEnterBackground();
+    });
+}
+
+void AppWindow::createWindow()
+{
+    mWindow = std::make_unique<QWidget>();
+    mWindow->setWindowTitle(QStringLiteral("Wavelocker"));
+    mWindow->resize(kWindowWidth, kWindowHeight);
+    Theme::applyDarkAppearance(mWindow.get());
+}
+
+void AppWindow::createScreens()
+{
+    createWindow();
+    mDetail = new DetailViewController;
+    mMaster = new MasterViewController;
+    mMaster->setWindowTitle(kLibraryTitle);
+    mMaster->setDetailViewController(mDetail);
+    mMaster->setPreviewPlayer(preview());
+
+    mLibraryNavigation = new NavigationController(mMaster);
+    mMaster->setNavigationController(mLibraryNavigation);
+    mDetailNavigation = new NavigationController(mDetail);
+    mSplit = new QSplitter(Qt::Horizontal);
+    mSplit->addWidget(mLibraryNavigation);
+    mSplit->addWidget(mDetailNavigation);
+    mSplit->setChildrenCollapsible(false);  // both columns always visible
+    mSplit->setStretchFactor(1, 1);
+    mSplit->setSizes({kMasterColumnWidth, kWindowWidth - kMasterColumnWidth});
+    auto* layout = new QVBoxLayout(mWindow.get());
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(mSplit);
+    mMaster->setFolder(Utils::documentsURL());
+    mWindow->showMaximized();
+    addInfoButton();
+}
+
+void AppWindow::addInfoButton()
+{
+    auto* info = new QToolButton;
+    info->setIcon(info->style()->standardIcon(QStyle::SP_MessageBoxInformation));
+    info->setFixedSize(kInfoButtonWidth, kInfoButtonHeight);
+    info->setAutoRaise(true);
+    info->setAccessibleName(QStringLiteral("Info"));
+    connect(info, &QToolButton::clicked, this, &AppWindow::infoTapped);
+    mLibraryNavigation->setLeftItem(mMaster, info);
+}
+
+bool AppWindow::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == mWindow.get() && event->type() == QEvent::Hide)
+        applicationDidEnterBackground();
+    return QObject::eventFilter(watched, event);
+}
+
+void AppWindow::infoTapped()
+{
+    if (mInfo || !mLibraryNavigation)
+        return;
+    auto* info = new InfoViewController;
+    auto* navigation = new NavigationController(info, mLibraryNavigation);
+    auto* done = new QToolButton;
+    done->setText(QStringLiteral("Done"));
+    done->setAutoRaise(true);
+    connect(done, &QToolButton::clicked, this, &AppWindow::closeInfo);
+    navigation->setLeftItem(info, done);
+    navigation->setAutoFillBackground(true);
+    navigation->setGeometry(mLibraryNavigation->rect());
+    navigation->show();
+    navigation->raise();
+    // Rises from the bottom over the library browser.
+    auto* rise = new QPropertyAnimation(navigation, "pos", navigation);
+    rise->setDuration(kInfoSlideMs);
+    rise->setStartValue(QPoint(0, mLibraryNavigation->height()));
+    rise->setEndValue(QPoint(0, 0));
+    rise->setEasingCurve(QEasingCurve::OutCubic);
+    rise->start(QAbstractAnimation::DeleteWhenStopped);
+    mInfo = navigation;
+}
+
+void AppWindow::closeInfo()
+{
+    if (!mInfo)
+        return;
+    QWidget* info = mInfo;
+    auto* fall = new QPropertyAnimation(info, "pos", info);
+    fall->setDuration(kInfoSlideMs);
+    fall->setEndValue(QPoint(0, info->height()));
+    connect(fall, &QPropertyAnimation::finished, info, &QObject::deleteLater);
+    fall->start();
+    mInfo.clear();
+}

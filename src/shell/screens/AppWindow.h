@@ -1,0 +1,50 @@
+#pragma once
+#include "shell/AppDelegate.h"
+
+#include <QPointer>
+#include <memory>
+
+class DetailViewController;
+class MasterViewController;
+class NavigationController;
+class QSplitter;
+class QWidget;
+
+// The program with its window: the start of AppDelegate plus the two columns of screens, the
+// Info screen, and the window's own lifecycle events.
+class AppWindow : public AppDelegate {
+    Q_OBJECT
+public:
+    explicit AppWindow(QObject* parent = nullptr);
+    ~AppWindow() override;
+
+    void applicationWillResignActive() override;
+
+    void infoTapped();
+    void closeInfo();
+
+    QWidget* window() const { return mWindow.get(); }
+    QSplitter* splitViewController() const { return mSplit; }
+    NavigationController* libraryNavigationController() const { return mLibraryNavigation; }
+    NavigationController* detailNavigationController() const { return mDetailNavigation; }
+    MasterViewController* masterViewController() const { return mMaster; }
+    DetailViewController* detailViewController() const { return mDetail; }
+
+protected:
+    void createScreens() override;
+    void observeWindow() override;
+    QObject* alertContext() const override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void createWindow();
+    void addInfoButton();
+
+    std::unique_ptr<QWidget> mWindow;
+    QSplitter* mSplit = nullptr;
+    NavigationController* mLibraryNavigation = nullptr;
+    NavigationController* mDetailNavigation = nullptr;
+    MasterViewController* mMaster = nullptr;
+    DetailViewController* mDetail = nullptr;
+    QPointer<QWidget> mInfo;
+};
