@@ -52,8 +52,8 @@ void setup()
         return;
     s.controller = std::make_unique<platform::HostEngine>(QLatin1String(kClientName));
     platform::HostEngine* controller = s.controller.get();
-    if (controller->setSessionActive(true))
-        controller->setPreferredBufferSize(kPreferredBufferFrames);
+    // The server's buffer size is every client's latency: it changes only when the user asks.
+    controller->setSessionActive(true);
     controller->onSampleRateChanged = [](double rate) { FilePlayer::sharedPlayer()->configureFormats(rate); };
     controller->onRunningChanged = [](bool running) {
         platform::log(QStringLiteral("AudioUnit: IsRunningCallback: %1").arg(int(running)));

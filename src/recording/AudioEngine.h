@@ -19,7 +19,6 @@ inline constexpr const char* kRemoteTogglePlay = "AudioEngineRemoteTogglePlay";
 inline constexpr const char* kRemoteToggleRecord = "AudioEngineRemoteToggleRecord";
 inline constexpr const char* kRemoteRewind = "AudioEngineRemoteRewind";
 inline constexpr const char* kClientName = "Wavelocker";
-inline constexpr unsigned kPreferredBufferFrames = 512;
 
 // Builds everything once; without a JACK server it logs why and the program goes on silent.
 void setup();
