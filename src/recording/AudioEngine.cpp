@@ -57,6 +57,7 @@ void setup()
     controller->onSampleRateChanged = [](double rate) { FilePlayer::sharedPlayer()->configureFormats(rate); };
     controller->onRunningChanged = [](bool running) {
         platform::log(QStringLiteral("AudioUnit: IsRunningCallback: %1").arg(int(running)));
+        updateIdleInhibit();
     };
     FilePlayer::sharedPlayer()->setupWithAudioController(controller);
     start();
@@ -72,6 +73,12 @@ void setup()
     // The level controller goes on only once the graph above is live on the audio thread.
     controller->performAsync({}, [] { addLevelController(); });
     controller->onConnectionsChanged = [] { detail::connectionsChanged(); };
+    QObject::connect(FilePlayer::sharedPlayer(), &FilePlayer::playingChanged, controller, [] { updateIdleInhibit(); });
+    // The input heard through the speakers is never left on across a server going away: when
+    // it returns, nothing says the routing that justified it is still there.
+    s.interruption = platform::ScopedObserver(QLatin1String(platform::HostEngine::kInterruptionBegan), [](const auto&) {
+        setMonitoring(false);
+    });
 }
 
 void teardown()
@@ -103,7 +110,6 @@ bool start()
         else
             FilePlayer::sharedPlayer()->startGraph();
     }
-    platform::IdleTimer::setDisabled(true);
     updateNowPlaying();
     return true;
 }
@@ -126,7 +132,6 @@ bool maybeStop()
     if (s.controller)
         s.controller->stop();
     FilePlayer::sharedPlayer()->stopGraph();
-    platform::IdleTimer::setDisabled(false);
     if (s.controller)
         s.controller->setSessionActive(false);
     return true;
@@ -192,7 +197,11 @@ void removeLevelController()
 
 float recLevel() { return detail::recLevelWord().load(std::memory_order_relaxed); }
 void setRecLevel(float level) { detail::recLevelWord().store(level, std::memory_order_relaxed); }
-void setRecState(bool recording) { gRecording.store(recording, std::memory_order_relaxed); }
+void setRecState(bool recording)
+{
+    gRecording.store(recording, std::memory_order_relaxed);
+    updateIdleInhibit();
+}
 bool recState() { return gRecording.load(std::memory_order_relaxed); }
 void setRecordingPosition(double samples) { gRecordingPosition.store(samples, std::memory_order_relaxed); }
 double recordingPosition() { return gRecordingPosition.load(std::memory_order_relaxed); }
@@ -201,6 +210,13 @@ void setMonitoring(bool on)
 {
     if (const auto& source = state().source)
         source->setMuted(!on);
+    updateIdleInhibit();
+}
+
+void updateIdleInhibit()
+{
+    const bool running = state().controller && state().controller->isRunning();
+    platform::IdleTimer::setDisabled(running && (FilePlayer::sharedPlayer()->isPlaying() || recState() || isMonitoring()));
 }
 
 bool isMonitoring()

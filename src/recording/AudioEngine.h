@@ -49,6 +49,9 @@ void setRecordingPosition(double samples);
 double recordingPosition();
 
 void setMonitoring(bool on);
+// The desktop stays awake exactly while audio is heard or recorded: playing, recording or
+// monitoring on a running engine.
+void updateIdleInhibit();
 bool isMonitoring();
 void updateAutoMonitoring(bool connectionChanged);
 
