@@ -145,6 +145,24 @@ struct FFmpegAudioReader::Handles {
     std::vector<const uint8_t*> planes;  // per-channel read positions inside the current frame
     const AVCodec* codec = nullptr;
     std::shared_ptr<const ffmpeg::PacketIndex> index;
+    QString path;
+
+    // The container as at first open: after a seek by bytes some demuxers no longer know the
+    // timestamps of the first packets, and with them the priming to cut.
+    int reopenInput()
+    {
+        avformat_close_input(&fmt);
+        int err = avformat_open_input(&fmt, QFile::encodeName(path).constData(), nullptr, nullptr);
+        if (err >= 0)
+            err = avformat_find_stream_info(fmt, nullptr);
+        if (err < 0)
+            return err;
+        if (stream >= int(fmt->nb_streams))
+            return AVERROR_INVALIDDATA;
+        for (unsigned i = 0; i < fmt->nb_streams; ++i)
+            fmt->streams[i]->discard = int(i) == stream ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+        return openDecoder();
+    }
 
     // A fresh decoder: flushing keeps some codecs' overlap buffers, which would leak the
     // old position's sound into the first frame after a rewind.
@@ -191,6 +209,7 @@ std::unique_ptr<AudioFileReader> FFmpegAudioReader::open(const QString& path, QS
         if (int(i) != h->stream)
             h->fmt->streams[i]->discard = AVDISCARD_ALL;
     h->codec = codec;
+    h->path = path;
     h->packet = av_packet_alloc();
     h->frame = av_frame_alloc();
     if (!h->packet || !h->frame) {
@@ -397,6 +416,19 @@ int64_t FFmpegAudioReader::readFile(void* interleaved, int64_t frames, SampleTyp
 
 bool FFmpegAudioReader::rewindToStart()
 {
+    if (mH->index) {
+        // Read again from a fresh open, counting frames as the first read did.
+        if (mH->reopenInput() < 0) {
+            mFailed = true;
+            return false;
+        }
+        mH->sentEndOfStream = false;
+        mEnded = mFailed = mFrameValid = false;
+        mResync = Resync::None;
+        mNextFrameStart = 0;
+        mPosition = 0;
+        return true;
+    }
     // Back to the very first packet, priming included, by its timestamp or else its offset.
     const bool seeked = (mH->firstPacketDts != AV_NOPTS_VALUE &&
                          av_seek_frame(mH->fmt, mH->stream, mH->firstPacketDts, AVSEEK_FLAG_BACKWARD) >= 0) ||
