@@ -448,14 +448,13 @@ void HostEngine::pump()
 void HostEngine::serverLost()
 {
     log(QStringLiteral("The JACK server went away"));
-    mRunningWhenLost = mRunning;
     const bool wasRouted = mReceiverConnected || mSenderConnected;
     closeClient();
     mRetry.start();
+    NotificationCenter::defaultCenter().post(QLatin1String(kInterruptionBegan), this);
     // Nothing is routed to a server that is gone: whoever follows the routing hears it now.
     if (wasRouted && onConnectionsChanged)
         onConnectionsChanged();
-    NotificationCenter::defaultCenter().post(QLatin1String(kInterruptionBegan), this);
 }
 
 void HostEngine::retryServer()
@@ -464,8 +463,6 @@ void HostEngine::retryServer()
         return;
     mRetry.stop();
     log(QStringLiteral("The JACK server is back"));
-    if (std::exchange(mRunningWhenLost, false))
-        start();
     NotificationCenter::defaultCenter().post(QLatin1String(kInterruptionEnded), this);
 }
 

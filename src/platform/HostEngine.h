@@ -23,9 +23,8 @@ namespace platform {
 // All members are called on the main thread. Holding a client on the server stands for an
 // active audio session; activating it stands for a running audio controller. Without a
 // server the engine logs why and stays silent; when the server goes away it posts
-// kInterruptionBegan (with the routing now unconnected), looks for the server every second,
-// and once a client is open again runs again if it ran before (hardware connected, routing
-// read from the server) and posts kInterruptionEnded.
+// kInterruptionBegan and then reports the routing as unconnected, looks for the server every
+// second, and posts kInterruptionEnded once a client is open again.
 class HostEngine : public QObject {
     Q_OBJECT
 public:
@@ -113,7 +112,6 @@ private:
     void* mClient = nullptr;  // jack_client_t
     std::unique_ptr<Ports> mPorts;
     bool mRunning = false;
-    bool mRunningWhenLost = false;  // a returning server gets the engine back as it was
     bool mReportedNoServer = false;  // said once until a server is found
     int mInputChannels = 0;
     double mLastRate = kDefaultSampleRate;

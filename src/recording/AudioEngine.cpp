@@ -5,6 +5,8 @@
 #include "platform/Log.h"
 #include "recording/AudioEngineState.h"
 
+#include <utility>
+
 namespace AudioEngine {
 namespace detail {
 
@@ -75,10 +77,18 @@ void setup()
     controller->onConnectionsChanged = [] { detail::connectionsChanged(); };
     QObject::connect(FilePlayer::sharedPlayer(), &FilePlayer::playingChanged, controller, [] { updateIdleInhibit(); });
     // The input heard through the speakers is never left on across a server going away: when
-    // it returns, nothing says the routing that justified it is still there.
-    s.interruption = platform::ScopedObserver(QLatin1String(platform::HostEngine::kInterruptionBegan), [](const auto&) {
-        setMonitoring(false);
-    });
+    // it returns, nothing says the routing that justified it is still there. An engine that
+    // ran for monitoring runs again at once, hardware connected, its input muted.
+    s.interruptionBegan =
+        platform::ScopedObserver(QLatin1String(platform::HostEngine::kInterruptionBegan), [](const auto&) {
+            state().restartAfterInterruption = isMonitoring();
+            setMonitoring(false);
+        });
+    s.interruptionEnded =
+        platform::ScopedObserver(QLatin1String(platform::HostEngine::kInterruptionEnded), [](const auto&) {
+            if (std::exchange(state().restartAfterInterruption, false))
+                start();
+        });
 }
 
 void teardown()

@@ -18,7 +18,9 @@ struct State {
     std::shared_ptr<LevelController> levelController;
     bool audiobusConnected = false;
     bool receiverConnected = false;
-    platform::ScopedObserver interruption;
+    bool restartAfterInterruption = false;
+    platform::ScopedObserver interruptionBegan;
+    platform::ScopedObserver interruptionEnded;
 };
 
 State& state();
