@@ -73,6 +73,12 @@ TEST(AudioFormats, SurroundSourcesMixDownLikeOtherTools)
             EXPECT_GT(peakOf(got), 0.3f);
         }
     }
+    // Twelve channels without positions take WAVE's first twelve and still mix down.
+    const QString twelve = tree.path("twelve.wav");
+    ASSERT_TRUE(writeWav16(twelve, 12, 44100, 4410, [](int64_t i, int c) { return int16_t(c == 9 ? (i % 100) * 100 : 0); }));
+    ASSERT_TRUE(Utils::convert(twelve, tree.path("twelve-mono.wav"), options(0, 1, 16)));
+    EXPECT_GT(peakOf(decodeFile(tree.path("twelve-mono.wav"))), 0.01f);
+
     const QString side = tree.path("side.wav");
     ASSERT_TRUE(runTool("ffmpeg", {"-v", "error", "-i", plain, "-af", "channelmap=channel_layout=5.1(side)", side}));
     const QString sideFlac = tree.path("side.flac");
