@@ -16,6 +16,11 @@ extern "C" {
 
 namespace platform {
 
+namespace {
+constexpr int kUsualLayoutChannels = 8;
+constexpr int kWaveSpeakerPositions = 18;
+}  // namespace
+
 std::unique_ptr<AudioFileWriter> AudioFileWriter::create(const QString& path, uint32_t fileType,
                                                          const StreamDescription& fileFormat, uint64_t channelMask)
 {
@@ -70,8 +75,14 @@ bool AudioFileWriter::setClientFormat(double sampleRate, int channels, uint64_t 
 
     AVChannelLayout in;
     AVChannelLayout out;
-    if (channelMask == 0 || std::popcount(channelMask) != channels || av_channel_layout_from_mask(&in, channelMask) < 0)
-        av_channel_layout_default(&in, channels);
+    // Without named positions: the usual layout up to 7.1, and beyond it WAVE's first speaker
+    // positions, as WAVE files without a mask are taken.
+    if (channelMask == 0 || std::popcount(channelMask) != channels || av_channel_layout_from_mask(&in, channelMask) < 0) {
+        if (channels <= kUsualLayoutChannels || channels > kWaveSpeakerPositions)
+            av_channel_layout_default(&in, channels);
+        else
+            av_channel_layout_from_mask(&in, (uint64_t(1) << channels) - 1);
+    }
     av_channel_layout_default(&out, fileChannels);
     SwrContext* swr = nullptr;
     int err = swr_alloc_set_opts2(&swr, &out, AV_SAMPLE_FMT_FLT, int(std::lround(mFormat.sampleRate)), &in,
