@@ -147,9 +147,6 @@ void AppDelegate::linkLocalDocuments()
         platform::log(QStringLiteral("Created new iTunes File Sharing link"));
 }
 
-
-
-
 void AppDelegate::fixNewDocumentsFolder()
 {
     const QString container = platform::Locations::appGroupContainer();
@@ -203,7 +200,6 @@ void AppDelegate::observeLifecycle()
     observeWindow();
 }
 
-
 void AppDelegate::applicationDidBecomeActive()
 {
     AudioEngine::setAppInBackground(false);
@@ -222,5 +218,4 @@ void AppDelegate::applicationDidEnterBackground()
     if (mEngineSetUp)
         AudioEngine::maybeStop();
 }
-
 

@@ -3,6 +3,7 @@
 #include "audiofiles/screens/DetailViewController.h"
 #include "library/Utils.h"
 #include "library/screens/MasterViewController.h"
+#include "recording/AudioServerStatus.h"
 #include "shell/FilePlayerPreview.h"
 #include "shell/screens/InfoViewController.h"
 #include "ui/screens/NavigationController.h"
@@ -10,6 +11,7 @@
 
 #include <QEvent>
 #include <QGuiApplication>
+#include <QLabel>
 #include <QPropertyAnimation>
 #include <QSplitter>
 #include <QStyle>
@@ -84,7 +86,20 @@ void AppWindow::createScreens()
     mSplit->setSizes({kMasterColumnWidth, kWindowWidth - kMasterColumnWidth});
     auto* layout = new QVBoxLayout(mWindow.get());
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(mSplit);
+    layout->addWidget(mSplit, 1);
+    mServerMessage = new QLabel;
+    mServerMessage->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    mServerMessage->setObjectName(QStringLiteral("AudioServerMessage"));
+    mServerMessage->setAlignment(Qt::AlignCenter);
+    mServerMessage->setContentsMargins(8, 4, 8, 4);
+    mServerMessage->setStyleSheet(QStringLiteral("background: #4a3d1c; color: #f2e6c4;"));
+    mServerMessage->hide();
+    layout->addWidget(mServerMessage);
+    mServerStatus = std::make_unique<AudioServerStatus>();
+    connect(mServerStatus.get(), &AudioServerStatus::messageChanged, mServerMessage, [label = mServerMessage](const QString& text) {
+        label->setText(text);
+        label->setVisible(!text.isEmpty());
+    });
     mMaster->setFolder(Utils::documentsURL());
     mWindow->showMaximized();
     addInfoButton();

@@ -4,9 +4,11 @@
 #include <QPointer>
 #include <memory>
 
+class AudioServerStatus;
 class DetailViewController;
 class MasterViewController;
 class NavigationController;
+class QLabel;
 class QSplitter;
 class QWidget;
 
@@ -24,6 +26,8 @@ public:
     void closeInfo();
 
     QWidget* window() const { return mWindow.get(); }
+    // The line at the foot of the window that says when the audio server went and came back.
+    QLabel* serverMessage() const { return mServerMessage; }
     QSplitter* splitViewController() const { return mSplit; }
     NavigationController* libraryNavigationController() const { return mLibraryNavigation; }
     NavigationController* detailNavigationController() const { return mDetailNavigation; }
@@ -47,4 +51,6 @@ private:
     MasterViewController* mMaster = nullptr;
     DetailViewController* mDetail = nullptr;
     QPointer<QWidget> mInfo;
+    std::unique_ptr<AudioServerStatus> mServerStatus;
+    QLabel* mServerMessage = nullptr;  // the window's word on the audio server, hidden when none
 };
