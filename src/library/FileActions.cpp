@@ -139,7 +139,8 @@ QString renameItem(const QString& path, const QString& newName)
                          QStringLiteral("'%1' is a system item and can't be moved!").arg(nameOf(path)));
         return {};
     }
-    const QString target = QFileInfo(path).path() + QLatin1Char('/') + newName;
+    // A name never leads into another folder.
+    const QString target = QFileInfo(path).path() + QLatin1Char('/') + QString(newName).replace(QLatin1Char('/'), QLatin1Char('_'));
     if (!Utils::checkNotInbox(target))
         return {};
     if (taken(target)) {

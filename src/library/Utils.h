@@ -61,7 +61,7 @@ QString partPathBeside(const QString& target);
 bool moveItemNoReplace(const QString& from, const QString& to, QString* error = nullptr, bool* targetTaken = nullptr);
 
 // At start-up: the file-sharing link is made to point at the private documents folder, and
-// "Trash" is made a real folder. A file or folder the user made under one of these names is
+// a "Trash" that is not a real folder is cleared (the Trash is made when first used). A file or folder the user made under one of these names is
 // moved aside under a free name, never removed. Answers (old, new) for every item moved aside.
 QList<std::pair<QString, QString>> prepareSystemItems();
 

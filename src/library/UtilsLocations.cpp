@@ -237,7 +237,6 @@ QList<std::pair<QString, QString>> prepareSystemItems()
     const QFileInfo trashInfo(trash);
     if ((trashInfo.exists() || trashInfo.isSymLink()) && (!trashInfo.isDir() || trashInfo.isSymLink()))
         moveAside(trash, moved);
-    QDir().mkdir(trash);
     return moved;
 }
 

@@ -19,6 +19,7 @@ namespace {
 
 constexpr int kCopyChunk = 1 << 20;
 constexpr int kPartNameAttempts = 100;
+constexpr int kMaxNameInPartName = 200;
 
 QString errnoText(int error) { return QString::fromLocal8Bit(std::strerror(error)); }
 QByteArray native(const QString& path) { return QFile::encodeName(path); }
@@ -211,9 +212,13 @@ bool moveAcrossFileSystems(const QString& from, const QString& to, QString* erro
 QString partPathBeside(const QString& target)
 {
     const QFileInfo info(target);
+    // The marks around the name must still fit in one file name.
+    QString name = info.fileName();
+    while (QFile::encodeName(name).size() > kMaxNameInPartName)
+        name.chop(1);
     for (int attempt = 0; attempt < kPartNameAttempts; ++attempt) {
         const QString candidate = info.path() + QStringLiteral("/.%1.%2.part")
-                                                    .arg(info.fileName())
+                                                    .arg(name)
                                                     .arg(QRandomGenerator::global()->generate(), 8, 16, QLatin1Char('0'));
         if (!QFileInfo(candidate).exists() && !QFileInfo(candidate).isSymLink())
             return candidate;
