@@ -3,7 +3,10 @@
 #include "wifidrive/GCDWebUploaderDelegate.h"
 
 #include <QObject>
+#include <QList>
+#include <QString>
 #include <memory>
+#include <utility>
 
 class FilePlayerPreview;
 class MyWebUploader;
@@ -51,12 +54,14 @@ protected:
 
 private:
     void linkLocalDocuments();
+    void reportMovedAsideItems();
     void setupAudioEngine();
     void createWebUploader();
     void recoverUnfinishedRecording();
     void observeLifecycle();
 
     Mode mMode;
+    QList<std::pair<QString, QString>> mMovedAside;  // (reserved name, the user's item's new name)
     std::unique_ptr<MyWebUploader> mWebUploader;
     std::unique_ptr<FilePlayerPreview> mPreview;
     bool mEngineSetUp = false;
