@@ -238,6 +238,8 @@ void AppDelegate::addWiFiDriveAction()
     mLibraryNavigation->setRightItem(mMaster, button);
 }
 
+WiFiDriveViewController* AppDelegate::wifiDriveViewController() const { return mWiFiDrive; }
+
 void AppDelegate::wifiDriveTapped()
 {
     if (mWiFiDrive) {

@@ -48,7 +48,7 @@ public:
     // The window's toolbar button uses it; a menu can take it as it is.
     QAction* wifiDriveAction() const { return mWiFiDriveAction; }
     void wifiDriveTapped();
-    WiFiDriveViewController* wifiDriveViewController() const { return mWiFiDrive; }
+    WiFiDriveViewController* wifiDriveViewController() const;
 
     // The web server's state changes, relayed as "com.orvenic.Wavelocker.wifi-changed".
     void webServerDidStart(GCDWebServer* server) override;

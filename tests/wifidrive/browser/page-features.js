@@ -77,15 +77,19 @@ async function main() {
     await cdp.send("Network.enable");
     await cdp.send("Network.emulateNetworkConditions",
       { offline: false, latency: 0, downloadThroughput: -1, uploadThroughput: 2 * 1024 * 1024 });
-    await page.setInputFiles("#folder-input", kit);
-    const overall = page.locator("#overall");
-    await page.waitForFunction(() => {
+    await page.evaluate(() => {
+      window.overallSeen = [];
       const bar = document.getElementById("overall");
-      return bar.value > 0 && bar.value < bar.max;
+      new MutationObserver(() => window.overallSeen.push(bar.value / bar.max))
+        .observe(bar, { attributes: true, attributeFilter: ["value", "max"] });
     });
+    await page.setInputFiles("#folder-input", kit);
+    await page.locator("#overall-text", { hasText: /of 2 files/ }).waitFor();
     await shot(page, "uploading-1280.png");
     await page.locator("#overall-text", { hasText: "2 of 2 files" }).waitFor();
-    expect((await overall.evaluate((b) => b.value === b.max)), "the overall bar full at the end");
+    const seen = await page.evaluate(() => window.overallSeen);
+    expect(seen.some((f) => f > 0.05 && f < 0.95), "the overall bar between its ends: " + seen.join(" "));
+    expect(await page.locator("#overall").evaluate((b) => b.value === b.max), "the overall bar full at the end");
     await cdp.send("Network.emulateNetworkConditions",
       { offline: false, latency: 0, downloadThroughput: -1, uploadThroughput: -1 });
     await page.setInputFiles("#folder-input", kit);
