@@ -123,7 +123,7 @@ std::optional<KeptFormatOutput> createKeepingFormat(const AudioFileReader& src, 
                                                     bool logClientFormatError)
 {
     const platform::StreamDescription format = src.info().description();
-    auto writer = AudioFileWriter::create(temp, src.fileType(), format);
+    auto writer = AudioFileWriter::create(temp, src.fileType(), format, src.info().channelMask);
     if (!writer) {
         log(QStringLiteral("Could not create audiofile for writing"));
     } else {
@@ -141,7 +141,7 @@ std::optional<KeptFormatOutput> createKeepingFormat(const AudioFileReader& src, 
     log(QStringLiteral("Creating standard WAVE instead"));
     writer.reset();
     QFile::remove(temp);
-    writer = AudioFileWriter::create(temp, fourCC("WAVE"), fallbackFormat(src));
+    writer = AudioFileWriter::create(temp, fourCC("WAVE"), fallbackFormat(src), src.info().channelMask);
     if (!writer) {
         log(QStringLiteral("Could not create standard WAVE audiofile for writing"));
         return std::nullopt;

@@ -76,7 +76,10 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
                streamChunks(
                    *reader, output->writer.get(), buffer, INT64_MAX,
                    [&](float* chunk, int frames, int64_t) { SampleProcessing::scale(chunk, size_t(frames) * channels, gain); },
-                   [&](int64_t done) { report(progressBlock, from + share * done / total); }) &&
+                   [&](int64_t done) {
+                       if (from < 1)
+                           report(progressBlock, from + share * done / total);
+                   }) &&
                finish(*output->writer, temp);
     };
     if (!writeScaled(scale, 0.5))
@@ -89,9 +92,17 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
             output = createKeepingFormat(*reader, temp, dest, true);
             if (!output || !writeScaled(corrected, 0.75))
                 return std::nullopt;
-            // The AAC encoder pulls stretches that would peak above about 0.95 down to it, so
-            // a gain correction can't lift those; say where the result stays.
-            const float after = decodedPeak(temp);
+            // The AAC encoder pulls stretches that would peak above about 0.95 down to it, and a
+            // small change of gain can move its artefacts a lot: a correction that lands further
+            // away gives way to the first gain again (the encoder repeats itself exactly).
+            float after = decodedPeak(temp);
+            if (after > 0 && std::abs(std::log10(after)) > std::abs(std::log10(decoded))) {
+                output = createKeepingFormat(*reader, temp, dest, true);
+                // Progress already stands at its end.
+                if (!output || !writeScaled(scale, 1))
+                    return std::nullopt;
+                after = decoded;
+            }
             if (after > 0 && std::abs(std::log10(after)) > kLossyPeakTolerance)
                 log(QString::asprintf("The encoder keeps the peak at %g after decoding", double(after)));
         }

@@ -230,6 +230,9 @@ std::unique_ptr<AudioFileReader> FFmpegAudioReader::open(const QString& path, QS
     info.dataFormat = dataFormatFor(par);
     info.sampleRate = h->dec->sample_rate;
     info.channels = h->dec->ch_layout.nb_channels;
+    // FFmpeg's native channel bits are WAVE's.
+    if (par->ch_layout.order == AV_CHANNEL_ORDER_NATIVE)
+        info.channelMask = par->ch_layout.u.mask;
     if (info.dataFormat == fourCC("lpcm")) {
         info.formatFlags = pcmFlags(par);
         info.bitsPerSample = par->bits_per_coded_sample;
@@ -253,6 +256,9 @@ std::unique_ptr<AudioFileReader> FFmpegAudioReader::open(const QString& path, QS
         if (h->index) {
             info.lengthFrames = h->index->length;
             info.lengthIsExact = true;
+            // The first frame's rate says little of a VBR file: the average over the stream.
+            if (h->index->length > 0)
+                info.bitRate = h->index->bytes * 8 * h->dec->sample_rate / h->index->length;
         }
     }
 
