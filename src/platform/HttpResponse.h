@@ -1,5 +1,7 @@
 #pragma once
 #include <QByteArray>
+#include <QList>
+#include <QPair>
 #include <QString>
 #include <functional>
 
@@ -19,6 +21,7 @@ struct HttpResponse {
     QString filePath;        // when set, the file's content is sent instead of body
     QString attachmentName;  // when set, the browser is asked to save under this name
     Producer producer;       // when set, its output is sent instead of body
+    QList<QPair<QByteArray, QByteArray>> headers;  // further response headers
 
     static HttpResponse data(QByteArray body, QByteArray contentType, int status = 200)
     {
