@@ -36,15 +36,7 @@ void scan(const QString& path, QStringList& set, QSet<QString>& seen)
     }
 }
 
-// rename(2) when both lie on one file system, else a copy that itself arrives by rename.
-bool moveIntoPlace(const QString& from, const QString& to)
-{
-    if (QFileInfo::exists(to))
-        return false;
-    if (std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0)
-        return true;
-    return errno == EXDEV && QFile::copy(from, to) && QFile::remove(from);
-}
+bool moveIntoPlace(const QString& from, const QString& to) { return Utils::moveItemNoReplace(from, to); }
 
 }  // namespace
 

@@ -21,12 +21,7 @@ const int kChannels = 2;
 const int kChunkFrames = 16384;
 const QString kTempName = QStringLiteral("temp-import");
 
-bool moveIntoPlace(const QString& from, const QString& to)
-{
-    if (std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0)
-        return true;
-    return errno == EXDEV && QFile::copy(from, to) && QFile::remove(from);
-}
+bool moveIntoPlace(const QString& from, const QString& to) { return Utils::moveItemNoReplace(from, to); }
 }  // namespace
 
 namespace MusicLibrary {

@@ -3,8 +3,11 @@
 #include "wifidrive/GCDWebUploaderDelegate.h"
 
 #include <QObject>
+#include <QList>
 #include <QPointer>
+#include <QString>
 #include <memory>
+#include <utility>
 
 class DetailViewController;
 class FilePlayerPreview;
@@ -72,6 +75,7 @@ protected:
 
 private:
     void linkLocalDocuments();
+    void reportMovedAsideItems();
     void createWindow();
     void setupAudioEngine();
     void createScreens();
@@ -82,6 +86,7 @@ private:
     void observeLifecycle();
 
     Mode mMode;
+    QList<std::pair<QString, QString>> mMovedAside;  // (reserved name, the user's item's new name)
     std::unique_ptr<QWidget> mWindow;
     QSplitter* mSplit = nullptr;
     NavigationController* mLibraryNavigation = nullptr;
