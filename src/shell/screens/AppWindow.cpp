@@ -8,7 +8,10 @@
 #include "shell/screens/InfoViewController.h"
 #include "ui/screens/NavigationController.h"
 #include "ui/screens/Theme.h"
+#include "wifidrive/MyWebUploader.h"
+#include "wifidrive/screens/WiFiDriveViewController.h"
 
+#include <QAction>
 #include <QEvent>
 #include <QGuiApplication>
 #include <QLabel>
@@ -26,6 +29,9 @@ constexpr int kMasterColumnWidth = 380;
 constexpr int kWindowWidth = 1100;
 constexpr int kWindowHeight = 720;
 constexpr int kInfoSlideMs = 300;
+const QString kWiFiDriveActionText = QStringLiteral("WiFi Drive\u2026");
+constexpr int kWiFiDriveWidth = 420;
+constexpr int kWiFiDriveHeight = 520;
 }  // namespace
 
 AppWindow::AppWindow(QObject* parent) : AppDelegate(Mode::Window, parent) {}
@@ -47,6 +53,8 @@ QObject* AppWindow::alertContext() const { return mMaster; }
 
 void AppWindow::observeWindow()
 {
+    // The web uploader exists by now.
+    addWiFiDriveAction();
     mWindow->installEventFilter(this);
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
         if (state == Qt::ApplicationActive)
@@ -159,4 +167,40 @@ void AppWindow::closeInfo()
     connect(fall, &QPropertyAnimation::finished, info, &QObject::deleteLater);
     fall->start();
     mInfo.clear();
+}
+
+// The drive's screen from the window: a button beside the library's title and an action that
+// a menu bar can hold as well.
+void AppWindow::addWiFiDriveAction()
+{
+    mWiFiDriveAction = new QAction(kWiFiDriveActionText, this);
+    mWiFiDriveAction->setIcon(mWindow->style()->standardIcon(QStyle::SP_DriveNetIcon));
+    mWiFiDriveAction->setToolTip(QStringLiteral("WiFi Drive"));
+    connect(mWiFiDriveAction, &QAction::triggered, this, &AppWindow::wifiDriveTapped);
+    if (!mLibraryNavigation)
+        return;
+    auto* button = new QToolButton;
+    button->setDefaultAction(mWiFiDriveAction);
+    button->setToolButtonStyle(Qt::ToolButtonIconOnly);
+    button->setFixedSize(kInfoButtonWidth, kInfoButtonHeight);
+    button->setAutoRaise(true);
+    button->setAccessibleName(QStringLiteral("WiFi Drive"));
+    mLibraryNavigation->setRightItem(mMaster, button);
+}
+
+WiFiDriveViewController* AppWindow::wifiDriveViewController() const { return mWiFiDrive; }
+
+void AppWindow::wifiDriveTapped()
+{
+    if (mWiFiDrive) {
+        mWiFiDrive->raise();
+        mWiFiDrive->activateWindow();
+        return;
+    }
+    // A window of its own over the main one: the drive keeps running when it is closed.
+    mWiFiDrive = new WiFiDriveViewController(webUploader(), mWindow.get());
+    mWiFiDrive->setWindowFlag(Qt::Dialog);
+    mWiFiDrive->setAttribute(Qt::WA_DeleteOnClose);
+    mWiFiDrive->resize(kWiFiDriveWidth, kWiFiDriveHeight);
+    mWiFiDrive->show();
 }

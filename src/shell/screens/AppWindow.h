@@ -8,9 +8,11 @@ class AudioServerStatus;
 class DetailViewController;
 class MasterViewController;
 class NavigationController;
+class QAction;
 class QLabel;
 class QSplitter;
 class QWidget;
+class WiFiDriveViewController;
 
 // The program with its window: the start of AppDelegate plus the two columns of screens, the
 // Info screen, and the window's own lifecycle events.
@@ -24,6 +26,12 @@ public:
 
     void infoTapped();
     void closeInfo();
+
+    // "WiFi Drive…": opens the screen that switches the web drive on and off (one at a time).
+    // The window's toolbar button uses it; a menu can take it as it is.
+    QAction* wifiDriveAction() const { return mWiFiDriveAction; }
+    void wifiDriveTapped();
+    WiFiDriveViewController* wifiDriveViewController() const;
 
     QWidget* window() const { return mWindow.get(); }
     // The line at the foot of the window that says when the audio server went and came back.
@@ -43,6 +51,7 @@ protected:
 private:
     void createWindow();
     void addInfoButton();
+    void addWiFiDriveAction();
 
     std::unique_ptr<QWidget> mWindow;
     QSplitter* mSplit = nullptr;
@@ -51,6 +60,8 @@ private:
     MasterViewController* mMaster = nullptr;
     DetailViewController* mDetail = nullptr;
     QPointer<QWidget> mInfo;
+    QAction* mWiFiDriveAction = nullptr;
+    QPointer<WiFiDriveViewController> mWiFiDrive;
     std::unique_ptr<AudioServerStatus> mServerStatus;
     QLabel* mServerMessage = nullptr;  // the window's word on the audio server, hidden when none
 };
