@@ -10,7 +10,6 @@ using platform::log;
 
 std::optional<QString> normalize(const QString& src, const QString& dest, const ProgressBlock& progressBlock)
 {
-    const auto lock = lockTemporaryPath();
     auto reader = openSource(src, "Could not set client format on input audiofile");
     if (!reader)
         return std::nullopt;
@@ -31,16 +30,23 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
     log(QString::asprintf("Scaling with: %g", double(scale)));
     log(QStringLiteral("normalizing..."));
 
-    const QString temp = temporaryPath();
-    auto output = createKeepingFormat(*reader, temp, dest, true);
+    const auto temp = temporaryFileFor(dest);
+    if (!temp)
+        return std::nullopt;
+    auto output = createKeepingFormat(*reader, temp->path(), dest, true);
     if (!output || !reader->seek(0))
         return std::nullopt;
+    int64_t written = 0;
     const bool ok = streamChunks(
         *reader, output->writer.get(), buffer, INT64_MAX,
         [&](float* chunk, int frames, int64_t) { SampleProcessing::scale(chunk, size_t(frames) * channels, scale); },
-        [&](int64_t done) { report(progressBlock, 0.5 + 0.5 * done / total); });
+        [&](int64_t done) {
+            written = done;
+            report(progressBlock, 0.5 + 0.5 * done / total);
+        });
+    const double rate = reader->sampleRate();
     reader.reset();
-    if (!ok || !finish(*output->writer, temp) || !moveIntoPlace(temp, output->dest, true))
+    if (!ok || !finish(*output->writer, temp->path()) || !moveIntoPlace(*temp, output->dest, true, written, rate))
         return std::nullopt;
     return output->dest;
 }
