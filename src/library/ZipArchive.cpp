@@ -13,6 +13,7 @@
 #include <QLocale>
 #include <QStorageInfo>
 #include <algorithm>
+#include <cstdint>
 #include <vector>
 
 namespace {
@@ -150,7 +151,8 @@ bool ZipArchive::withinLimits(const QString& folder)
     }
     const QString name = QFileInfo(mArchivePath).fileName();
     const quint64 packed = quint64(std::max<qint64>(QFileInfo(mArchivePath).size(), 1));
-    const double maxRatio = platform::Settings::value(kUnzipRatioKey).toDouble();
+    const QVariant setting = platform::Settings::value(kUnzipRatioKey);
+    const double maxRatio = setting.isValid() ? setting.toDouble() : kDefaultMaxCompressionRatio;
     if (double(total) > maxRatio * double(packed)) {
         OutputErrorMessage(QStringLiteral("'%1' would unpack to %2, more than %3 times its size. It was not unzipped: it may be "
                                           "damaged or made to fill the disk.")

@@ -22,6 +22,9 @@ public:
 // open at a time, for writing or for reading.
 class ZipArchive {
 public:
+    // Archives of silence reach some hundreds; a bomb reaches a thousand and more.
+    static constexpr double kDefaultMaxCompressionRatio = 200;
+
     ZipArchive();
     ~ZipArchive();
     ZipArchive(const ZipArchive&) = delete;

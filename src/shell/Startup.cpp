@@ -2,17 +2,20 @@
 
 #include "audiofiles/RecFormats.h"
 #include "library/Utils.h"
+#include "library/ZipArchive.h"
 #include "platform/Locations.h"
 #include "platform/Log.h"
 #include "platform/PartFile.h"
 #include "platform/Settings.h"
 
-#include <QCoreApplication>
 #include <QDateTime>
-#include <QDir>
 #include <QDirIterator>
+#include <QFile>
 #include <QFileInfo>
+#include <algorithm>
 #include <cmath>
+#include <optional>
+#include <vector>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -123,8 +126,8 @@ const std::vector<Setting>& table()
         {QStringLiteral("recording.normalize"), true, isBool},
         {QStringLiteral("recording.autoopen"), true, isBool},
         {QStringLiteral("recording.abmonitor"), true, isBool},
-        // Archives of silence reach some hundreds; a bomb reaches a thousand and more.
-        {QStringLiteral("UnzipMaxCompressionRatio"), 200, between(1, kMaxUnzipRatio, false)},
+        {QStringLiteral("UnzipMaxCompressionRatio"), ZipArchive::kDefaultMaxCompressionRatio,
+         between(1, kMaxUnzipRatio, false)},
     };
     return settings;
 }

@@ -7,6 +7,7 @@
 
 #include <QDir>
 #include <QDirIterator>
+#include <QDateTime>
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QMap>
@@ -92,14 +93,32 @@ struct Operation {
     bool everyFileAlone;  // unzip: each entry arrives on its own
 };
 
+// Fixed times, so that an archive of the same files is the same bytes.
+void stamp(const QString& path)
+{
+    QFile f(path);
+    f.open(QIODevice::ReadWrite);
+    f.setFileTime(QDateTime(QDate(2024, 5, 1), QTime(12, 0)), QFileDevice::FileModificationTime);
+}
+
 void makeLibrary(const QString& lib)
 {
     QDir(lib).removeRecursively();
     QDir().mkpath(lib + "/pack");
     ASSERT_TRUE(writeWav16(lib + "/take.wav", 2, kRate, 20 * kRate, noise));
-    for (int i = 0; i < 3; ++i)
-        ASSERT_TRUE(writeWav16(QStringLiteral("%1/pack/part%2.wav").arg(lib).arg(i), 2, kRate, 8 * kRate,
-                               [i](int64_t f, int c) { return noise(f + i, c); }));
+    stamp(lib + "/take.wav");
+    for (int i = 0; i < 3; ++i) {
+        const QString part = QStringLiteral("%1/pack/part%2.wav").arg(lib).arg(i);
+        ASSERT_TRUE(writeWav16(part, 2, kRate, 8 * kRate, [i](int64_t f, int c) { return noise(f + i, c); }));
+        stamp(part);
+    }
+}
+
+QByteArray randomBytes(qsizetype size)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    QRandomGenerator::global()->fillRange(reinterpret_cast<quint32*>(bytes.data()), size / 4);
+    return bytes;
 }
 
 }  // namespace
@@ -241,8 +260,8 @@ TEST(FileSafety, AFullDiskLeavesTheLibraryAsItWas)
 
     // An archive that unpacks to more than the free space is refused before anything is written.
     QFile::remove(lib + "/take.wav");
-    writeFile(tree.path("big/a.wav"), QByteArray(1200000, 'a'));
-    writeFile(tree.path("big/b.wav"), QByteArray(1200000, 'b'));
+    writeFile(tree.path("big/a.wav"), randomBytes(1200000));
+    writeFile(tree.path("big/b.wav"), randomBytes(1200000));
     ASSERT_EQ(runProgram("wavelocker-tool", {"zip", tree.path("big")}).exitCode, 0);
     QFile::copy(tree.path("big.zip"), lib + "/big.zip");
     const Snapshot withArchive = snapshot(lib);
