@@ -14,7 +14,6 @@ namespace {
 
 constexpr int kWidth = 320;
 constexpr int kHeight = 400;
-constexpr int kAiffFormat = 1;
 
 const QList<int> kChannelValues = {2, 1};
 const QList<int> kBitsValues = {16, 24, 32};
@@ -64,14 +63,21 @@ ConvertViewController::ConvertViewController(QWidget* parent)
     });
     connect(mMonoSource, &SegmentedControl::segmentChosen, this, [this](int i) { format.stereomono = i; });
     connect(mBits, &SegmentedControl::segmentChosen, this, [this](int i) {
-        // AIFF takes no 32-bit depth: the control springs back to 24.
-        if (format.format == kAiffFormat && kBitsValues[i] == 32) {
-            i = kBitsValues.indexOf(24);
+        // AIFF and ALAC take no 32-bit depth: the control springs back to 24.
+        if (kBitsValues[i] > Utils::highestBitsForRecFormat(format.format)) {
+            i = kBitsValues.indexOf(Utils::highestBitsForRecFormat(format.format));
             mBits->setSelectedSegmentIndex(i);
         }
         format.bits = kBitsValues[i];
     });
-    connect(mBitRate, &SegmentedControl::segmentChosen, this, [this](int i) { format.bitrate = kBitRateValues[i]; });
+    connect(mBitRate, &SegmentedControl::segmentChosen, this, [this](int i) {
+        // Rates the encoder can't reach spring back to the highest it gives.
+        if (kBitRateValues[i] > Utils::highestAacBitRate()) {
+            i = kBitRateValues.indexOf(Utils::highestAacBitRate());
+            mBitRate->setSelectedSegmentIndex(i);
+        }
+        format.bitrate = kBitRateValues[i];
+    });
     connect(mSampleRate, &SegmentedControl::segmentChosen, this,
             [this](int i) { format.samplerate = kSampleRateValues[i]; });
     updateControls();
@@ -117,8 +123,8 @@ void ConvertViewController::chooseFormat(int index)
 {
     format.format = index;
     // On screen only: the stored bits change when the bits control itself is touched.
-    if (index == kAiffFormat && mBits->selectedSegmentIndex() == kBitsValues.indexOf(32))
-        mBits->setSelectedSegmentIndex(kBitsValues.indexOf(24));
+    if (mBits->selectedSegmentIndex() >= 0 && kBitsValues[mBits->selectedSegmentIndex()] > Utils::highestBitsForRecFormat(index))
+        mBits->setSelectedSegmentIndex(kBitsValues.indexOf(Utils::highestBitsForRecFormat(index)));
     updateFormatDependentControls();
 }
 

@@ -20,6 +20,8 @@ constexpr TypeName kTypeNames[] = {
     {fourCC("MPG1"), "MP1"},  {fourCC("MPG2"), "MP2"}, {fourCC("MPG3"), "MP3"},  {fourCC("NeXT"), "NeXT"},
     {fourCC("WAVE"), "WAVE"}, {fourCC("ac-3"), "AC3"}, {fourCC("adts"), "ADTS"}, {fourCC("amrf"), "AMR"},
     {fourCC("caff"), "CAF"},  {fourCC("m4af"), "M4A"}, {fourCC("mp4f"), "MP4"},  {fourCC("Sd2f"), "SD2"},
+    // Containers that are common on Linux desktops.
+    {fourCC("flac"), "FLAC"}, {fourCC("OggS"), "OGG"}, {fourCC("W64f"), "W64"},
 };
 
 constexpr double kCdSampleRate = 44100;
@@ -68,7 +70,8 @@ std::optional<FileInformation> fileInformation(const QString& path)
     const QString typePart = codec == type ? type : QStringLiteral("%1 %2").arg(type, codec);
     const QString channelsText = QString::asprintf("%u ch", d.channelsPerFrame);
     QString depth;
-    if (d.formatID == fourCC("alac"))
+    // Lossless codecs name the source's depth in their flags.
+    if (d.formatID == fourCC("alac") || d.formatID == fourCC("flac"))
         depth = QString::asprintf("%2d bit", platform::alacBitsForFlags(d.formatFlags));
     else if (d.bitsPerChannel != 0)
         depth = QString::asprintf("%2u bit", d.bitsPerChannel);

@@ -23,6 +23,43 @@ constexpr int64_t kLengthSlackFrames = 8192;
 // The error code reported when the writer refuses a client format.
 constexpr uint32_t kFormatNotSupported = fourCC("fmt?");
 
+// The WAVE a source falls back to: its own depth where WAVE holds it, 16 bits when the
+// source's depth is unknown (lossy data).
+platform::StreamDescription fallbackFormat(const AudioFileReader& src)
+{
+    const platform::StreamDescription d = src.info().description();
+    int bits = 16;
+    bool isFloat = false;
+    if (d.formatID == fourCC("lpcm")) {
+        bits = int(d.bitsPerChannel);
+        isFloat = d.formatFlags & platform::kFormatFlagFloat;
+    } else if (d.formatID == fourCC("alac") || d.formatID == fourCC("flac")) {
+        bits = platform::alacBitsForFlags(d.formatFlags);
+    }
+    platform::StreamDescription f = platform::linearPCM16(src.sampleRate(), uint32_t(src.channels()));
+    if (isFloat) {
+        f.formatFlags = platform::kFormatFlagFloat | platform::kFormatFlagPacked;
+        f.bitsPerChannel = 32;
+    } else if (bits > 16) {
+        f.bitsPerChannel = bits <= 24 ? 24 : 32;
+    }
+    f.bytesPerFrame = f.channelsPerFrame * (f.bitsPerChannel / 8);
+    f.bytesPerPacket = f.bytesPerFrame;
+    return f;
+}
+
+// An AAC result keeps the source's bit rate and gets the encoder's most careful search.
+void keepEncoderSettings(const AudioFileReader& src, AudioFileWriter& writer)
+{
+    if (!writer.hasEncoder() || writer.fileFormat().formatID != fourCC("aac "))
+        return;
+    writer.setCodecQuality(127);
+    if (src.bitRate() > 0 && !writer.setEncodeBitRate(int(src.bitRate())))
+        log(QString::asprintf("Could not set bitrate %d (error %d)", int(src.bitRate()), int(fourCC("prop"))));
+    if (const int actual = writer.encodeBitRate(); actual > 0)
+        log(QString::asprintf("Encoding with bit rate %d", actual));
+}
+
 QString withWavExtension(const QString& path)
 {
     const QFileInfo info(path);
@@ -89,8 +126,10 @@ std::optional<KeptFormatOutput> createKeepingFormat(const AudioFileReader& src, 
     } else {
         if (format.formatID != fourCC("lpcm"))
             log(QStringLiteral("Setting software codec"));
-        if (writer->setClientFormat(src.sampleRate(), src.channels()))
+        if (writer->setClientFormat(src.sampleRate(), src.channels())) {
+            keepEncoderSettings(src, *writer);
             return KeptFormatOutput{std::move(writer), dest};
+        }
         if (logClientFormatError) {
             const QByteArray code = platform::fourCCString(kFormatNotSupported).toLatin1();
             log(QString::asprintf("Could not set client format: %d %.4s", int(kFormatNotSupported), code.constData()));
@@ -98,7 +137,8 @@ std::optional<KeptFormatOutput> createKeepingFormat(const AudioFileReader& src, 
     }
     log(QStringLiteral("Creating standard WAVE instead"));
     writer.reset();
-    writer = AudioFileWriter::create(temp, fourCC("WAVE"), platform::linearPCM16(src.sampleRate(), uint32_t(src.channels())));
+    // The part file is written over, never removed: its name and lock stay this operation's.
+    writer = AudioFileWriter::create(temp, fourCC("WAVE"), fallbackFormat(src));
     if (!writer) {
         log(QStringLiteral("Could not create standard WAVE audiofile for writing"));
         return std::nullopt;

@@ -32,8 +32,9 @@ std::unique_ptr<platform::AudioFileReader> openSource(const QString& src, const 
 // when asked: a source it replaces stays until then. False, logged, when it did not arrive.
 bool moveIntoPlace(PartFile& temp, const QString& dest, bool replace, int64_t expectedFrames, double rate);
 
-// A writer for normalize and trim that keeps the source's container and encoding or falls
-// back to 16-bit WAVE (then dest's extension becomes "wav"). Null, logged, on failure.
+// A writer for normalize and trim that keeps the source's container, encoding, depth and, for AAC,
+// bit rate, or falls back to WAVE at the source's depth (16 bits for lossy sources; then dest's
+// extension becomes "wav"). Null, logged, on failure.
 struct KeptFormatOutput {
     std::unique_ptr<platform::AudioFileWriter> writer;
     QString dest;

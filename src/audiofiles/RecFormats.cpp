@@ -1,5 +1,6 @@
 #include "audiofiles/RecFormats.h"
 
+#include "platform/AudioFileWriter.h"
 #include "platform/FourCC.h"
 #include "platform/Log.h"
 
@@ -46,6 +47,15 @@ const QStringList& recFormatNames()
 }
 
 QString fileExtensionForRecFormat(int index) { return QString::fromLatin1(kFormats[index].extension); }
+int highestBitsForRecFormat(int index)
+{
+    if (index == 1)
+        return 24;
+    return index == kRecFormatALAC ? platform::kHighestAlacBits : 32;
+}
+
+int highestAacBitRate() { return 2 * platform::kHighestAacBitRatePerChannel; }
+
 uint32_t fileTypeForRecFormat(int index) { return kFormats[index].fileType; }
 uint32_t dataFormatForRecFormat(int index) { return kFormats[index].dataFormat; }
 

@@ -42,6 +42,9 @@ static void setUpAacEncoder(platform::AudioFileWriter& writer, const platform::S
         log(QStringLiteral("Could not read kAudioConverterEncodeBitRate"));
     else
         log(QString::asprintf("Encoding with bit rate %d", actual));
+    if (actual > 0 && actual < bitRate)
+        log(QString::asprintf("The AAC encoder gives at most %d kb/s here, not the %d kb/s asked for", actual / 1000,
+                              bitRate / 1000));
 }
 
 bool convert(const QString& src, const QString& dest, const ConversionOptions& format, const ProgressBlock& progressBlock)
@@ -52,7 +55,13 @@ bool convert(const QString& src, const QString& dest, const ConversionOptions& f
     platform::StreamDescription target;
     target.sampleRate = format.samplerate;
     target.channelsPerFrame = uint32_t(format.channels);
-    if (!setupASBD(target, format.format, format.bits))
+    int bits = format.bits;
+    if (format.format == kRecFormatALAC && bits > highestBitsForRecFormat(kRecFormatALAC)) {
+        log(QString::asprintf("M4A ALAC takes at most %d bits; writing %d-bit samples", platform::kHighestAlacBits,
+                              platform::kHighestAlacBits));
+        bits = platform::kHighestAlacBits;
+    }
+    if (!setupASBD(target, format.format, bits))
         return false;
     const int bitRate = format.bitrate == 0 ? kDefaultBitRate : format.bitrate;
 

@@ -9,6 +9,7 @@
 
 extern "C" {
 #include <libavutil/channel_layout.h>
+#include <libavutil/opt.h>
 #include <libswresample/swresample.h>
 }
 
@@ -56,8 +57,9 @@ bool AudioFileWriter::converting() const
 bool AudioFileWriter::setClientFormat(double sampleRate, int channels)
 {
     const int fileChannels = int(mFormat.channelsPerFrame);
-    if (sampleRate < 1000 || sampleRate > 768000 || channels < 1 ||
-        (channels != fileChannels && !(channels <= 2 && fileChannels <= 2)))
+    // Mono and stereo go either way; more channels only mix down to mono or stereo.
+    if (sampleRate < 1000 || sampleRate > 768000 || channels < 1 || channels > 64 ||
+        (channels != fileChannels && fileChannels > 2))
         return false;
     mClientRate = sampleRate;
     mClientChannels = channels;
@@ -73,7 +75,11 @@ bool AudioFileWriter::setClientFormat(double sampleRate, int channels)
     int err = swr_alloc_set_opts2(&swr, &out, AV_SAMPLE_FMT_FLT, int(std::lround(mFormat.sampleRate)), &in,
                                   AV_SAMPLE_FMT_FLT, int(std::lround(sampleRate)), 0, nullptr);
     mSwr.reset(swr);
-    if (err >= 0 && channels != fileChannels) {
+    if (err >= 0 && channels > 2) {
+        // The standard down-mix matrices (centre and surrounds at -3 dB, no LFE), scaled so
+        // that no sum can pass full scale, as other tools mix surround files down.
+        err = av_opt_set_double(swr, "rematrix_maxval", 1.0, 0);
+    } else if (err >= 0 && channels != fileChannels) {
         // 2 -> 1 keeps the first channel as it is; 1 -> 2 copies it to both.
         const double keepFirst[] = {1.0, 0.0};
         const double duplicate[] = {1.0, 1.0};

@@ -10,9 +10,17 @@ struct SwrContext;
 
 namespace platform {
 
+// What the encoders we ship can give. ALAC takes at most 24-bit samples. The AAC encoder's
+// output stops growing well below the higher rates one can ask of it (at 44.1 kHz stereo
+// 256 and 320 kb/s both come out near 225 kb/s, less for simple material); up to 96 kb/s a
+// channel it keeps within a few percent of the request.
+constexpr int kHighestAlacBits = 24;
+constexpr int kHighestAacBitRatePerChannel = 96000;
+
 // Writes the formats we can create: linear PCM in WAVE, AIFF and CAF (libsndfile) and AAC or
 // ALAC in M4A (FFmpeg). Takes interleaved float client data at any rate and channel count and
-// converts it to the file's: 2 -> 1 channels keeps the first channel, 1 -> 2 duplicates it.
+// converts it to the file's: 2 -> 1 channels keeps the first channel, 1 -> 2 duplicates it, and more
+// channels mix down to stereo or mono by the standard down-mix matrices.
 class AudioFileWriter {
 public:
     // Creates the file (replacing any file there) with the given container type ('WAVE',
@@ -33,7 +41,7 @@ public:
     virtual bool hasEncoder() const { return false; }
     // 0..127; the highest values pick the encoder's most careful search.
     virtual bool setCodecQuality(int) { return false; }
-    // AAC only; bits per second, taken as a request.
+    // AAC only; bits per second, taken as a request and held to what the encoder reaches.
     virtual bool setEncodeBitRate(int) { return false; }
     // The bit rate the encoder really uses once set up; 0 when there is none.
     virtual int encodeBitRate() { return 0; }

@@ -21,10 +21,10 @@ struct Codec {
 };
 
 // The encodings we take from libsndfile; anything else is left to FFmpeg.
-std::optional<Codec> codecFor(int format)
+std::optional<Codec> codecFor(int format, bool littleEndianData)
 {
     const int major = format & SF_FORMAT_TYPEMASK;
-    const uint32_t endian = (major == SF_FORMAT_AIFF || major == SF_FORMAT_AU) ? kFormatFlagBigEndian : 0;
+    const uint32_t endian = (major == SF_FORMAT_AIFF || major == SF_FORMAT_AU) && !littleEndianData ? kFormatFlagBigEndian : 0;
     const uint32_t intFlags = kFormatFlagSignedInteger | kFormatFlagPacked | endian;
     switch (format & SF_FORMAT_SUBMASK) {
     case SF_FORMAT_PCM_U8: return Codec{fourCC("lpcm"), kFormatFlagPacked, 8};
@@ -97,7 +97,12 @@ std::unique_ptr<AudioFileReader> SndfileAudioReader::open(const QString& path, Q
         return nullptr;
     }
     const auto type = fileTypeFor(sfInfo.format, path);
-    const auto codec = codecFor(sfInfo.format);
+    // AIFC and AU may hold little-endian samples too.
+    const bool needsSwap = sf_command(file.get(), SFC_RAW_DATA_NEEDS_ENDSWAP, nullptr, 0) == SF_TRUE;
+    const int sub = sfInfo.format & SF_FORMAT_SUBMASK;
+    const bool littleEndianData =
+        sub != SF_FORMAT_PCM_S8 && sub != SF_FORMAT_PCM_U8 && (Q_BYTE_ORDER == Q_LITTLE_ENDIAN) != needsSwap;
+    const auto codec = codecFor(sfInfo.format, littleEndianData);
     if (!type || !codec || sfInfo.channels <= 0 || sfInfo.samplerate <= 0) {
         *reason = QStringLiteral("not a PCM container");
         return nullptr;

@@ -14,7 +14,11 @@ int majorFormat(uint32_t fileType)
     switch (fileType) {
     case fourCC("WAVE"): return SF_FORMAT_WAV;
     case fourCC("AIFF"): return SF_FORMAT_AIFF;
+    case fourCC("AIFC"): return SF_FORMAT_AIFF;
     case fourCC("caff"): return SF_FORMAT_CAF;
+    case fourCC("flac"): return SF_FORMAT_FLAC;
+    case fourCC("NeXT"): return SF_FORMAT_AU;
+    case fourCC("W64f"): return SF_FORMAT_W64;
     default: return 0;
     }
 }
@@ -34,11 +38,23 @@ int subtype(uint32_t fileType, const StreamDescription& f)
         default: return 0;
         }
     }
-    if (f.formatID != fourCC("lpcm"))
+    if (f.formatID == fourCC("flac")) {
+        if (fileType != fourCC("flac"))
+            return 0;
+        // libsndfile's FLAC encoder takes up to 24 bits.
+        switch (alacBitsForFlags(f.formatFlags)) {
+        case 16: return SF_FORMAT_PCM_16;
+        case 20:
+        case 24: return SF_FORMAT_PCM_24;
+        default: return 0;
+        }
+    }
+    if (f.formatID != fourCC("lpcm") || fileType == fourCC("flac"))
         return 0;
     const bool bigEndian = f.formatFlags & kFormatFlagBigEndian;
     const bool isFloat = f.formatFlags & kFormatFlagFloat;
-    if ((fileType == fourCC("AIFF") && (!bigEndian || isFloat)) || (fileType == fourCC("WAVE") && bigEndian))
+    if ((fileType == fourCC("AIFF") && (!bigEndian || isFloat)) ||
+        ((fileType == fourCC("WAVE") || fileType == fourCC("W64f")) && bigEndian))
         return 0;
     if (isFloat)
         return f.bitsPerChannel == 32 ? SF_FORMAT_FLOAT : f.bitsPerChannel == 64 ? SF_FORMAT_DOUBLE : 0;
@@ -55,7 +71,8 @@ int subtype(uint32_t fileType, const StreamDescription& f)
 
 bool SndfileAudioWriter::handles(uint32_t fileType, const StreamDescription& format)
 {
-    return majorFormat(fileType) != 0 && (format.formatID == fourCC("lpcm") || format.formatID == fourCC("alac"));
+    return majorFormat(fileType) != 0 && (format.formatID == fourCC("lpcm") || format.formatID == fourCC("alac") ||
+                                          format.formatID == fourCC("flac"));
 }
 
 std::unique_ptr<AudioFileWriter> SndfileAudioWriter::create(const QString& path, uint32_t fileType,
@@ -72,9 +89,10 @@ std::unique_ptr<AudioFileWriter> SndfileAudioWriter::create(const QString& path,
     SF_INFO info{};
     info.samplerate = int(format.sampleRate);
     info.channels = int(format.channelsPerFrame);
-    // AIFF is big-endian by nature (asking for it explicitly would make an AIFC); CAF holds
-    // either order, so the flag decides.
-    const int endian = fileType != fourCC("caff")                      ? SF_ENDIAN_FILE
+    // AIFF is big-endian by nature (asking for it explicitly makes an AIFC, which is how an
+    // AIFC is kept); CAF, AIFC and AU hold either order, so the flag decides.
+    const bool eitherOrder = fileType == fourCC("caff") || fileType == fourCC("AIFC") || fileType == fourCC("NeXT");
+    const int endian = !eitherOrder                                    ? SF_ENDIAN_FILE
                        : (format.formatFlags & kFormatFlagBigEndian) ? SF_ENDIAN_BIG
                                                                        : SF_ENDIAN_LITTLE;
     info.format = majorFormat(fileType) | sub | endian;

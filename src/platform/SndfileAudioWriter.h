@@ -7,7 +7,7 @@ struct sf_private_tag;
 
 namespace platform {
 
-// Linear PCM in WAVE, AIFF and CAF (and ALAC in CAF) through libsndfile.
+// Linear PCM in WAVE, AIFF, AIFC, CAF, AU and W64, FLAC, and ALAC in CAF, through libsndfile.
 class SndfileAudioWriter final : public AudioFileWriter {
 public:
     static bool handles(uint32_t fileType, const StreamDescription& format);

@@ -49,8 +49,21 @@ TEST(ConvertViewController, ControlsFollowTheOptionsAndTheirRules)
     EXPECT_EQ(screen.depthLabelText(), "Bit rate (kb/s)");
     EXPECT_TRUE(screen.bitsControl()->isHidden());
     EXPECT_FALSE(screen.bitRateControl()->isHidden());
+    // The encoder gives no more than 192 kb/s: higher choices spring back to it.
     tap(screen.bitRateControl(), 4);
-    EXPECT_EQ(screen.format.bitrate, 256000);
+    EXPECT_EQ(screen.bitRateControl()->selectedSegmentIndex(), 3);
+    EXPECT_EQ(screen.format.bitrate, 192000);
+    tap(screen.bitRateControl(), 1);
+    EXPECT_EQ(screen.format.bitrate, 128000);
+
+    // ALAC stops at 24 bits like AIFF.
+    screen.chooseFormat(4);
+    EXPECT_EQ(screen.bitsControl()->selectedSegmentIndex(), 1);
+    tap(screen.bitsControl(), 2);
+    EXPECT_EQ(screen.bitsControl()->selectedSegmentIndex(), 1);
+    EXPECT_EQ(screen.format.bits, 24);
+    tap(screen.bitsControl(), 0);
+    screen.chooseFormat(3);
 
     std::optional<ConversionOptions> handed;
     bool called = false;

@@ -94,7 +94,8 @@ TEST(FileInformation, NamesTypeCodecDepthRateAndDuration)
     EXPECT_EQ(Utils::codecName(fourCC(".mp3")), "MP3");
     EXPECT_EQ(Utils::codecName(fourCC("aac ")), "AAC");
     EXPECT_EQ(Utils::fileTypeName(fourCC("Sd2f")), "SD2");
-    EXPECT_EQ(Utils::fileTypeName(fourCC("flac")), "(unknown)");
+    EXPECT_EQ(Utils::fileTypeName(fourCC("flac")), "FLAC");
+    EXPECT_EQ(Utils::fileTypeName(fourCC("Fred")), "(unknown)");
 
     TempTree tree;
     const QString wav = tree.path("tone.wav");
@@ -115,7 +116,8 @@ TEST(FileInformation, NamesTypeCodecDepthRateAndDuration)
         {"a.m4a", {"-c:a", "aac", "-b:a", "64k"}, "1 ch M4A AAC\n%1 kb/s 48000 Hz\n00:00.500"},
         {"a.caf", {"-c:a", "pcm_s24le"}, "1 ch CAF LPCM\n24 bit 48000 Hz\n00:00.500"},
         {"a.mp3", {"-c:a", "libmp3lame", "-b:a", "96k"}, "1 ch MP3\n96 kb/s 48000 Hz\n00:00.%1"},
-        {"a.flac", {"-c:a", "flac"}, "1 ch (unknown) FLAC\n%1 kb/s 48000 Hz\n00:00.500"},
+        {"a.flac", {"-c:a", "flac"}, "1 ch FLAC\n16 bit 48000 Hz\n00:00.500"},
+        {"b.flac", {"-c:a", "flac", "-sample_fmt", "s32"}, "1 ch FLAC\n24 bit 48000 Hz\n00:00.500"},
         {"l.m4a", {"-c:a", "alac"}, "1 ch M4A ALAC\n16 bit 48000 Hz\n00:00.500"},
     };
     for (const Case& c : cases) {

@@ -201,8 +201,10 @@ std::unique_ptr<AudioFileReader> FFmpegAudioReader::open(const QString& path, QS
     if (info.dataFormat == fourCC("lpcm")) {
         info.formatFlags = pcmFlags(par);
         info.bitsPerSample = par->bits_per_coded_sample;
-    } else if (par->codec_id == AV_CODEC_ID_ALAC) {
-        info.formatFlags = alacFlagsForBits(h->dec->bits_per_raw_sample);
+    } else if (par->codec_id == AV_CODEC_ID_ALAC || par->codec_id == AV_CODEC_ID_FLAC) {
+        // Lossless codecs carry the source's depth in the flags, as ALAC descriptions do.
+        const int bits = h->dec->bits_per_raw_sample > 0 ? h->dec->bits_per_raw_sample : par->bits_per_raw_sample;
+        info.formatFlags = alacFlagsForBits(bits);
     }
     info.bitRate = par->bit_rate > 0 ? par->bit_rate : std::max<int64_t>(h->fmt->bit_rate, 0);
     if (st->duration != AV_NOPTS_VALUE && st->duration > 0) {

@@ -78,6 +78,10 @@ std::unique_ptr<AudioFileWriter> FFmpegAudioWriter::create(const QString& path, 
     } else {
         // ALAC depth from the flags; the encoder takes 16 bits, or 24 carried in 32-bit words.
         const int bits = alacBitsForFlags(format.formatFlags);
+        if (bits > kHighestAlacBits) {
+            *reason = QStringLiteral("ALAC takes at most %1-bit samples").arg(kHighestAlacBits);
+            return nullptr;
+        }
         enc->sample_fmt = bits == 16 || bits == 0 ? AV_SAMPLE_FMT_S16P : AV_SAMPLE_FMT_S32P;
         if (enc->sample_fmt == AV_SAMPLE_FMT_S32P)
             enc->bits_per_raw_sample = 24;
@@ -113,7 +117,7 @@ bool FFmpegAudioWriter::setEncodeBitRate(int bitsPerSecond)
 {
     if (mH->opened || mFormat.formatID != fourCC("aac ") || bitsPerSecond <= 0)
         return false;
-    mH->enc->bit_rate = bitsPerSecond;
+    mH->enc->bit_rate = std::min<int64_t>(bitsPerSecond, int64_t(kHighestAacBitRatePerChannel) * mFormat.channelsPerFrame);
     return true;
 }
 

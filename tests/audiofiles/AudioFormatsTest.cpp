@@ -1,0 +1,182 @@
+#include "audiofiles/AudioOperations.h"
+#include "audiofiles/FileInformation.h"
+#include "support/AudioFixtures.h"
+#include "support/DecodedAudio.h"
+#include "support/TempTree.h"
+
+#include <QFile>
+#include <cmath>
+#include <gtest/gtest.h>
+
+using namespace testsupport;
+
+namespace {
+
+QByteArray head(const QString& path, int bytes)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.read(bytes) : QByteArray();
+}
+
+float peakOf(const DecodedAudio& a)
+{
+    float peak = 0;
+    for (float v : a.samples)
+        peak = std::max(peak, std::abs(v));
+    return peak;
+}
+
+ConversionOptions options(int format, int channels, int bits, int bitrate = 128000)
+{
+    ConversionOptions o;
+    o.format = format;
+    o.channels = channels;
+    o.bits = bits;
+    o.samplerate = 44100;
+    o.bitrate = bitrate;
+    return o;
+}
+
+}  // namespace
+
+// Every channel of a 5.1 file reaches stereo and mono as other tools mix it down, and a
+// surround file that is normalized stays surround.
+TEST(AudioFormats, SurroundSourcesMixDownLikeOtherTools)
+{
+    TempTree tree;
+    const QString src = tree.path("surround.wav");
+    // A different tone on each channel, loud enough that an unscaled mix would clip.
+    ASSERT_TRUE(writeWav16(src, 6, 44100, 44100, [](int64_t i, int c) {
+        return int16_t(std::lround(20000 * std::sin(2 * M_PI * (200 + 150 * c) * double(i) / 44100)));
+    }));
+    for (int channels : {2, 1}) {
+        SCOPED_TRACE(channels);
+        const QString ref = tree.path(QString("ref%1.wav").arg(channels));
+        ASSERT_TRUE(runTool("ffmpeg", {"-v", "error", "-i", src, "-ac", QString::number(channels), "-c:a", "pcm_s16le", ref}));
+        const QString out = tree.path(QString("out%1.wav").arg(channels));
+        ASSERT_TRUE(Utils::convert(src, out, options(0, channels, 16)));
+        const DecodedAudio want = decodeFile(ref);
+        const DecodedAudio got = decodeFile(out);
+        ASSERT_EQ(got.channels, channels);
+        ASSERT_EQ(got.frames(), want.frames());
+        float worst = 0;
+        for (size_t i = 0; i < got.samples.size(); ++i)
+            worst = std::max(worst, std::abs(got.samples[i] - want.samples[i]));
+        EXPECT_LE(worst * 32768, 1.0f);
+        EXPECT_GT(peakOf(got), 0.3f);
+    }
+    const auto normalized = Utils::normalize(src, tree.path("n.wav"));
+    ASSERT_TRUE(normalized);
+    const Probe p = probe(*normalized);
+    EXPECT_EQ(p["channels"], "6");
+    EXPECT_EQ(p["codec_name"], "pcm_s16le");
+}
+
+// Deep lossless sources keep their container and all 24 bits through normalize and trim;
+// a container we can't write falls back to a 24-bit WAVE.
+TEST(AudioFormats, LosslessSourcesKeepContainerAndDepth)
+{
+    TempTree tree;
+    const QString aifc = tree.path("deep.aifc");
+    ASSERT_TRUE(runTool("sox", {"-n", "-r", "48000", "-c", "2", "-b", "24", "-e", "signed-integer", aifc, "synth", "2",
+                                "sine", "440", "vol", "0.4"}));
+    ASSERT_EQ(head(aifc, 12).mid(8), "AIFC");
+    const QString flac = tree.path("deep.flac");
+    ASSERT_TRUE(runTool("ffmpeg", {"-v", "error", "-i", aifc, "-c:a", "flac", "-sample_fmt", "s32", flac}));
+    const QString mov = tree.path("deep.mov");
+    ASSERT_TRUE(runTool("ffmpeg", {"-v", "error", "-i", aifc, "-c:a", "pcm_s24le", mov}));
+
+    const auto info = Utils::fileInformation(flac);
+    ASSERT_TRUE(info);
+    EXPECT_TRUE(info->text.startsWith("2 ch FLAC\n24 bit 48000 Hz\n")) << info->text.toStdString();
+
+    struct Case {
+        QString src;
+        QString dest;
+        QString written;
+        QByteArray magic;
+        int magicAt;
+        QString codec;
+    };
+    const Case cases[] = {
+        {aifc, "n.aifc", "n.aifc", "AIFC", 8, "pcm_s24be"},
+        {flac, "n.flac", "n.flac", "fLaC", 0, "flac"},
+        {mov, "n.mov", "n.wav", "WAVE", 8, "pcm_s24le"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.dest.toStdString());
+        const auto normalized = Utils::normalize(c.src, tree.path(c.dest));
+        ASSERT_TRUE(normalized);
+        EXPECT_EQ(*normalized, tree.path(c.written));
+        const auto trimmed = Utils::trim(c.src, tree.path("t-" + c.dest), 0.5, 1.5, 0.1, 0.1);
+        ASSERT_TRUE(trimmed);
+        for (const QString& out : {*normalized, *trimmed}) {
+            EXPECT_EQ(head(out, c.magicAt + 4).mid(c.magicAt), c.magic);
+            const Probe p = probe(out);
+            EXPECT_EQ(p["codec_name"], c.codec);
+            EXPECT_EQ(p["channels"], "2");
+            EXPECT_EQ(p["sample_rate"], "48000");
+            EXPECT_EQ(c.codec == "flac" ? p["bits_per_raw_sample"] : p["bits_per_sample"], "24");
+        }
+        const DecodedAudio n = decodeFile(*normalized);
+        EXPECT_NEAR(peakOf(n), 1.0f, 1e-4f);
+        // Below the 16-bit step: samples that a 16-bit result would have rounded away.
+        int fine = 0;
+        for (float v : n.samples)
+            fine += std::fmod(std::abs(v) * 32768.0f, 1.0f) > 0.01f;
+        EXPECT_GT(fine, int(n.samples.size() / 2));
+        EXPECT_EQ(decodeFile(*trimmed).frames(), 48000);
+    }
+}
+
+// What the encoders can't give is said, and what they give is what the log and the
+// information text say.
+TEST(AudioFormats, EncodersAreHonest)
+{
+    TempTree tree;
+    LogCapture log;
+    const QString noise = tree.path("noise.wav");
+    ASSERT_TRUE(runTool("sox", {"-n", "-r", "44100", "-c", "2", "-b", "16", noise, "synth", "3", "pinknoise", "vol", "0.5"}));
+
+    const QString alac = tree.path("deep.m4a");
+    ASSERT_TRUE(Utils::convert(noise, alac, options(4, 2, 32)));
+    EXPECT_TRUE(log.contains("M4A ALAC takes at most 24 bits; writing 24-bit samples"));
+    EXPECT_EQ(probe(alac)["bits_per_raw_sample"], "24");
+    const auto alacInfo = Utils::fileInformation(alac);
+    ASSERT_TRUE(alacInfo);
+    EXPECT_TRUE(alacInfo->text.contains("\n24 bit ")) << alacInfo->text.toStdString();
+
+    for (int kbps : {96, 128, 160, 192, 256, 320}) {
+        SCOPED_TRACE(kbps);
+        const QString out = tree.path(QString("aac%1.m4a").arg(kbps));
+        ASSERT_TRUE(Utils::convert(noise, out, options(3, 2, 16, kbps * 1000)));
+        const int given = std::min(kbps, 192);
+        if (kbps > given) {
+            EXPECT_TRUE(log.contains(QString("The AAC encoder gives at most 192 kb/s here, not the %1 kb/s asked for").arg(kbps)));
+        }
+        EXPECT_TRUE(log.contains(QString("Encoding with bit rate %1").arg(given * 1000)));
+        const double measured = probe(out)["bit_rate"].toDouble() / 1000;
+        EXPECT_NEAR(measured, given, given * 0.1);
+    }
+
+    // Normalizing an AAC file keeps its bit rate and lands at full scale once decoded.
+    const QString chord = tree.path("chord.wav");
+    // Undithered, so that every run encodes the same samples.
+    ASSERT_TRUE(runTool("sox", {"-D", "-n", "-r", "44100", "-c", "2", "-b", "16", chord, "synth", "3", "sine", "440", "sine",
+                                "554", "vol", "0.3", "fade", "0.2", "3", "0.2"}));
+    const QString quiet = tree.path("quiet.m4a");
+    ASSERT_TRUE(runTool("ffmpeg", {"-v", "error", "-i", chord, "-c:a", "aac", "-b:a", "128k", quiet}));
+    const auto normalized = Utils::normalize(quiet, tree.path("loud.m4a"));
+    ASSERT_TRUE(normalized);
+    EXPECT_EQ(probe(*normalized)["codec_name"], "aac");
+    EXPECT_NEAR(probe(*normalized)["bit_rate"].toDouble(), 128000, 12800);
+    // The encoder's peaks move by up to half a decibel with the gain (it also pulls stretches
+    // above about 0.95 down): the result is measured and corrected once, and where it still
+    // misses by more than 0.1 dB the log says where it stays.
+    const float peak = peakOf(decodeFile(*normalized));
+    EXPECT_LE(std::abs(20 * std::log10(peak)), 0.5) << peak;
+    if (std::abs(20 * std::log10(peak)) > 0.1) {
+        EXPECT_EQ(log.lines().filter("Decoded peak: ").size(), 1);
+        EXPECT_TRUE(log.contains(QString::asprintf("The encoder keeps the peak at %g after decoding", double(peak))));
+    }
+}
