@@ -21,3 +21,13 @@ for f in "$wav" "$mp3"; do
   printf 'waveform %-4s ours %ss  ffmpeg -f null %ss  ratio %s (target <= %s) %s\n' \
          "${f##*.}" "$ours" "$ref" "$r" "$TARGET" "$verdict"
 done
+
+# A file replaced under its name (an export over it): the waveform of the new version, read
+# through the same path, against reading a fresh copy of it.
+cp "$mp3" "$WORK/replaced.mp3"
+ffmpeg -v error -y -i "$wav" -t 300 -c:a libmp3lame -b:a 128k "$WORK/export.mp3"
+mv "$WORK/export.mp3" "$WORK/replaced.mp3"
+replaced=$(seconds "$TOOL" waveform "$WORK/replaced.mp3")
+cp "$WORK/replaced.mp3" "$WORK/fresh.mp3"
+fresh=$(seconds "$TOOL" waveform "$WORK/fresh.mp3")
+printf 'waveform of a replaced file %ss  of a fresh copy %ss  ratio %s\n' "$replaced" "$fresh" "$(ratio "$replaced" "$fresh")"

@@ -139,6 +139,12 @@ bool FilePlayer::loadAudioURL(const QString& path)
     mStartTime = mRegionStart = mRegionEnd = 0;
     withRenderHeld([this] { mSchedule.reset(); });
     mMidi.reset();
+    return openReader(path);
+}
+
+bool FilePlayer::openReader(const QString& path)
+{
+    mStamp = platform::FileStamp::of(path);
     mReader = platform::AudioFileReader::open(path);
     if (!mReader) {
         mType = kNone;
@@ -220,6 +226,12 @@ void FilePlayer::play()
         std::unique_ptr<AudioRegionStream> old;
         withRenderHeld([&] { old = std::move(mStream); });
         old.reset();
+        // A file replaced under the same name (an export over it) plays as it is now.
+        if (platform::FileStamp::of(mUrl) != mStamp) {
+            platform::log(QStringLiteral("FilePlayer: %1 changed on disk, reading it again").arg(mUrl));
+            if (!openReader(mUrl))
+                return;
+        }
         if (!mReader->setClientFormat(mOutputRate, mReader->channels(), platform::SampleType::Float32)) {
             platform::log(QStringLiteral("Could not set ScheduledFileIDs"));
             return;

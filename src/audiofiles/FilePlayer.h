@@ -1,4 +1,5 @@
 #pragma once
+#include "platform/FileStamp.h"
 #include "platform/HostNodes.h"
 
 #include <QObject>
@@ -111,6 +112,7 @@ private:
     template <typename Fn>
     void withRenderHeld(Fn&& fn);
     void updateNowPlaying() {}
+    bool openReader(const QString& path);
     void applyFades(float* const* buffers, uint32_t frames, int64_t from) const;
 
     platform::HostEngine* mController = nullptr;
@@ -122,6 +124,7 @@ private:
     Type mType = kNone;
     double mLength = 0;
     std::unique_ptr<platform::AudioFileReader> mReader;
+    platform::FileStamp mStamp;  // the version of the file mReader reads
     double mFileRate = 0;
     int64_t mFileFrames = 0;
     std::unique_ptr<platform::MidiFile> mMidi;

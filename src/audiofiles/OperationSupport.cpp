@@ -120,7 +120,7 @@ std::optional<KeptFormatOutput> createKeepingFormat(const AudioFileReader& src, 
                                                     bool logClientFormatError)
 {
     const platform::StreamDescription format = src.info().description();
-    auto writer = AudioFileWriter::create(temp, src.fileType(), format);
+    auto writer = AudioFileWriter::create(temp, src.fileType(), format, src.info().channelMask);
     if (!writer) {
         log(QStringLiteral("Could not create audiofile for writing"));
     } else {
@@ -138,7 +138,7 @@ std::optional<KeptFormatOutput> createKeepingFormat(const AudioFileReader& src, 
     log(QStringLiteral("Creating standard WAVE instead"));
     writer.reset();
     // The part file is written over, never removed: its name and lock stay this operation's.
-    writer = AudioFileWriter::create(temp, fourCC("WAVE"), fallbackFormat(src));
+    writer = AudioFileWriter::create(temp, fourCC("WAVE"), fallbackFormat(src), src.info().channelMask);
     if (!writer) {
         log(QStringLiteral("Could not create standard WAVE audiofile for writing"));
         return std::nullopt;

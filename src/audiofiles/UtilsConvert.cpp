@@ -80,7 +80,7 @@ bool convert(const QString& src, const QString& dest, const ConversionOptions& f
         log(QStringLiteral("Could not set client format on src audiofile"));
         return false;
     }
-    if (!writer->setClientFormat(reader->sampleRate(), reader->channels())) {
+    if (!writer->setClientFormat(reader->sampleRate(), reader->channels(), reader->info().channelMask)) {
         log(QStringLiteral("Could not set client format on dest audiofile"));
         return false;
     }

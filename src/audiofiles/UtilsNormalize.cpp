@@ -80,7 +80,8 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
                    [&](float* chunk, int frames, int64_t) { SampleProcessing::scale(chunk, size_t(frames) * channels, gain); },
                    [&](int64_t done) {
                        written = done;
-                       report(progressBlock, from + share * done / total);
+                       if (from < 1)
+                           report(progressBlock, from + share * done / total);
                    }) &&
                finish(*output->writer, temp->path());
     };
@@ -94,9 +95,17 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
             output = createKeepingFormat(*reader, temp->path(), dest, true);
             if (!output || !writeScaled(corrected, 0.75))
                 return std::nullopt;
-            // The AAC encoder pulls stretches that would peak above about 0.95 down to it, so
-            // a gain correction can't lift those; say where the result stays.
-            const float after = decodedPeak(temp->path());
+            // The AAC encoder pulls stretches that would peak above about 0.95 down to it, and a
+            // small change of gain can move its artefacts a lot: a correction that lands further
+            // away gives way to the first gain again (the encoder repeats itself exactly).
+            float after = decodedPeak(temp->path());
+            if (after > 0 && std::abs(std::log10(after)) > std::abs(std::log10(decoded))) {
+                output = createKeepingFormat(*reader, temp->path(), dest, true);
+                // Progress already stands at its end.
+                if (!output || !writeScaled(scale, 1))
+                    return std::nullopt;
+                after = decoded;
+            }
             if (after > 0 && std::abs(std::log10(after)) > kLossyPeakTolerance)
                 log(QString::asprintf("The encoder keeps the peak at %g after decoding", double(after)));
         }

@@ -26,6 +26,7 @@ struct AudioFileInfo {
     bool lengthIsExact = true;
     int64_t bitRate = 0;       // bits per second, 0 when unknown
     int bitsPerSample = 0;     // linear PCM depth; 0 for compressed data
+    uint64_t channelMask = 0;  // speaker positions in WAVE's channel-mask bits; 0 when not given
     double duration() const { return sampleRate > 0 ? double(lengthFrames) / sampleRate : 0.0; }
     // The file's data format as a stream description (packet fields of compressed data left 0).
     StreamDescription description() const;

@@ -5,6 +5,7 @@
 #include "platform/Log.h"
 #include "platform/SndfileAudioWriter.h"
 
+#include <bit>
 #include <cmath>
 
 extern "C" {
@@ -15,8 +16,13 @@ extern "C" {
 
 namespace platform {
 
+namespace {
+constexpr int kUsualLayoutChannels = 8;
+constexpr int kWaveSpeakerPositions = 18;
+}  // namespace
+
 std::unique_ptr<AudioFileWriter> AudioFileWriter::create(const QString& path, uint32_t fileType,
-                                                         const StreamDescription& fileFormat)
+                                                         const StreamDescription& fileFormat, uint64_t channelMask)
 {
     QString reason;
     std::unique_ptr<AudioFileWriter> writer;
@@ -24,7 +30,7 @@ std::unique_ptr<AudioFileWriter> AudioFileWriter::create(const QString& path, ui
         fileFormat.sampleRate > 768000) {
         reason = QStringLiteral("%1 channels at %2 Hz").arg(fileFormat.channelsPerFrame).arg(fileFormat.sampleRate);
     } else if (SndfileAudioWriter::handles(fileType, fileFormat)) {
-        writer = SndfileAudioWriter::create(path, fileType, fileFormat, &reason);
+        writer = SndfileAudioWriter::create(path, fileType, fileFormat, channelMask, &reason);
     } else if (fileType == fourCC("m4af") && (fileFormat.formatID == fourCC("aac ") || fileFormat.formatID == fourCC("alac"))) {
         if (const CodecModule* codecs = codecModule(&reason))
             writer = codecs->createWriter(path, fileFormat, &reason);
@@ -54,7 +60,7 @@ bool AudioFileWriter::converting() const
     return mClientRate != mFormat.sampleRate || mClientChannels != int(mFormat.channelsPerFrame);
 }
 
-bool AudioFileWriter::setClientFormat(double sampleRate, int channels)
+bool AudioFileWriter::setClientFormat(double sampleRate, int channels, uint64_t channelMask)
 {
     const int fileChannels = int(mFormat.channelsPerFrame);
     // Mono and stereo go either way; more channels only mix down to mono or stereo.
@@ -69,7 +75,14 @@ bool AudioFileWriter::setClientFormat(double sampleRate, int channels)
 
     AVChannelLayout in;
     AVChannelLayout out;
-    av_channel_layout_default(&in, channels);
+    // Without named positions: the usual layout up to 7.1, and beyond it WAVE's first speaker
+    // positions, as WAVE files without a mask are taken.
+    if (channelMask == 0 || std::popcount(channelMask) != channels || av_channel_layout_from_mask(&in, channelMask) < 0) {
+        if (channels <= kUsualLayoutChannels || channels > kWaveSpeakerPositions)
+            av_channel_layout_default(&in, channels);
+        else
+            av_channel_layout_from_mask(&in, (uint64_t(1) << channels) - 1);
+    }
     av_channel_layout_default(&out, fileChannels);
     SwrContext* swr = nullptr;
     int err = swr_alloc_set_opts2(&swr, &out, AV_SAMPLE_FMT_FLT, int(std::lround(mFormat.sampleRate)), &in,

@@ -24,18 +24,21 @@ constexpr int kHighestAacBitRatePerChannel = 96000;
 class AudioFileWriter {
 public:
     // Creates the file (replacing any file there) with the given container type ('WAVE',
-    // 'AIFF', 'caff', 'm4af') and data format; nullptr with the reason logged when the
-    // combination can't be written.
+    // 'AIFF', 'caff', 'm4af', ...) and data format; nullptr with the reason logged when the
+    // combination can't be written. A channel mask (WAVE's speaker bits, one a channel) is
+    // written where the container records speaker positions.
     static std::unique_ptr<AudioFileWriter> create(const QString& path, uint32_t fileType,
-                                                   const StreamDescription& fileFormat);
+                                                   const StreamDescription& fileFormat, uint64_t channelMask = 0);
     virtual ~AudioFileWriter();
     AudioFileWriter(const AudioFileWriter&) = delete;
     AudioFileWriter& operator=(const AudioFileWriter&) = delete;
 
     const StreamDescription& fileFormat() const { return mFormat; }
 
-    // Until called, client data has the file's rate and channels.
-    bool setClientFormat(double sampleRate, int channels);
+    // Until called, client data has the file's rate and channels. The client's speaker
+    // positions (WAVE's channel-mask bits) pick the down-mix; without them the usual layout
+    // for the channel count is assumed.
+    bool setClientFormat(double sampleRate, int channels, uint64_t channelMask = 0);
 
     // The encoder of compressed formats (AAC and ALAC); PCM has none.
     virtual bool hasEncoder() const { return false; }

@@ -448,9 +448,13 @@ void HostEngine::pump()
 void HostEngine::serverLost()
 {
     log(QStringLiteral("The JACK server went away"));
+    const bool wasRouted = mReceiverConnected || mSenderConnected;
     closeClient();
     mRetry.start();
     NotificationCenter::defaultCenter().post(QLatin1String(kInterruptionBegan), this);
+    // Nothing is routed to a server that is gone: whoever follows the routing hears it now.
+    if (wasRouted && onConnectionsChanged)
+        onConnectionsChanged();
 }
 
 void HostEngine::retryServer()

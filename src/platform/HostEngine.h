@@ -23,8 +23,8 @@ namespace platform {
 // All members are called on the main thread. Holding a client on the server stands for an
 // active audio session; activating it stands for a running audio controller. Without a
 // server the engine logs why and stays silent; when the server goes away it posts
-// kInterruptionBegan, looks for the server every second, and posts kInterruptionEnded once
-// a client is open again.
+// kInterruptionBegan and then reports the routing as unconnected, looks for the server every
+// second, and posts kInterruptionEnded once a client is open again.
 class HostEngine : public QObject {
     Q_OBJECT
 public:

@@ -14,6 +14,7 @@ struct UploadedFile {
     QString temporaryPath;  // cleared by a handler that moved the file away; the server removes the rest
     qint64 size = 0;
     QString error;          // why the part could not be stored (disk full, ...); then no temporary file
+    int status = 500;       // the status for that error: 413 past the upload quota
 };
 
 // A request as the route handlers see it: arguments decoded, file parts already on disk.

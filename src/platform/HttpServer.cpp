@@ -1,30 +1,42 @@
 #include "platform/HttpServer.h"
 
+#include "platform/HttpServerFront.h"
 #include "platform/HttpUploadSpool.h"
 #include "platform/Log.h"
 
 #include <QFile>
 #include <QUrl>
+#include <algorithm>
 #include <atomic>
+#include <cstdlib>
+#include <limits>
 #include <cerrno>
 #include <fcntl.h>
 #include <httplib.h>
 #include <mutex>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
 
 namespace platform {
 namespace {
 
-constexpr size_t kWorkerThreads = 64;  // one per open connection: 32 busy clients must not queue
-constexpr size_t kKeepAliveRequests = 1000;
-constexpr time_t kReadTimeoutSeconds = 30;  // a browser may pause between upload chunks
 constexpr size_t kFileChunkBytes = 256 * 1024;
-constexpr int kStartWaitMs = 2000;
 
 const std::string kTextType = "text/plain; charset=utf-8";
+
+// The request parser and router; connections come from our own front, request by request.
+class RoutedServer : public httplib::Server {
+public:
+    // Streamed responses stop early when the parser thinks its own listening socket is gone;
+    // it has none, so it is given a number that is never a real descriptor.
+    RoutedServer() { svr_sock_ = std::numeric_limits<int>::max(); }
+
+    bool serve(httplib::Stream& stream, bool closeConnection, bool& connectionClosed)
+    {
+        return process_request(stream, closeConnection, connectionClosed, nullptr);
+    }
+};
 
 struct Route {
     QByteArray method;
@@ -104,7 +116,8 @@ bool rangesSatisfiable(const httplib::Ranges& ranges, off_t size)
 
 void sendFile(const httplib::Request& req, httplib::Response& res, const HttpResponse& r)
 {
-    const int fd = ::open(QFile::encodeName(r.filePath).constData(), O_RDONLY | O_CLOEXEC);
+    // Without O_NONBLOCK a FIFO in the library would hold this worker in open() until a writer came.
+    const int fd = ::open(QFile::encodeName(r.filePath).constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     struct stat st {};
     if (fd < 0 || ::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
         if (fd >= 0)
@@ -172,10 +185,12 @@ void removeTemporaryFiles(const HttpRequest& request)
 struct HttpServer::Impl {
     std::vector<Route> routes;
     Handler fallback;
+    Gate gate;
     QString uploadFolder;
+    std::atomic<qint64> uploadQuota{0};
     std::atomic<int> logLevel{Info};
-    std::unique_ptr<httplib::Server> server;
-    std::thread thread;
+    std::unique_ptr<RoutedServer> server;
+    std::unique_ptr<HttpServerFront> front;
     std::atomic<int> port{0};
 
     void handle(const Handler& handler, const httplib::Request& req, httplib::Response& res)
@@ -184,10 +199,34 @@ struct HttpServer::Impl {
         apply(req, res, handler(request));
     }
 
+    static QString tooLarge(qint64 quota)
+    {
+        return QStringLiteral("Upload larger than the allowed %1 bytes").arg(quota);
+    }
+
+    void refuseBody(const httplib::Request& req, httplib::Response& res, int status, const QString& text)
+    {
+        // The body is not fully read: the connection cannot carry another request.
+        res.set_header("Connection", "close");
+        HttpServerFront::closeAfterThisResponse();
+        res.status = status;
+        res.set_content(text.toStdString(), kTextType);
+        if (logLevel <= Warning)
+            log(QStringLiteral("Web server: %1 %2 body refused or cut off: %3").arg(fromStd(req.method), fromStd(req.path), text));
+    }
+
     void handlePost(const Handler& handler, const httplib::Request& req, httplib::Response& res,
                     const httplib::ContentReader& reader)
     {
-        HttpUploadSpool spool(uploadFolder);
+        const qint64 quota = uploadQuota;
+        // Multipart framing and fields come on top of the files.
+        if (quota > 0 && req.has_header("Content-Length")
+            && qint64(std::strtoull(req.get_header_value("Content-Length").c_str(), nullptr, 10))
+                   > quota + HttpUploadSpool::kMaxFieldBytes * 2) {
+            refuseBody(req, res, 413, tooLarge(quota));
+            return;
+        }
+        HttpUploadSpool spool(uploadFolder, quota);
         bool withinLimits = true;
         bool complete = false;
         if (req.is_multipart_form_data()) {
@@ -206,12 +245,11 @@ struct HttpServer::Impl {
             });
         }
         if (!withinLimits || !complete) {
-            // The body is not fully read: the connection cannot carry another request.
-            res.set_header("Connection", "close");
-            res.status = withinLimits ? 400 : 413;
-            res.set_content(withinLimits ? "Incomplete request body" : "Request fields too large", kTextType);
-            if (logLevel <= Warning)
-                log(QStringLiteral("Web server: %1 %2 body refused or cut off").arg(fromStd(req.method), fromStd(req.path)));
+            if (spool.overQuota())
+                refuseBody(req, res, 413, tooLarge(quota));
+            else
+                refuseBody(req, res, withinLimits ? 400 : 413,
+                           withinLimits ? QStringLiteral("Incomplete request body") : QStringLiteral("Request fields too large"));
             return;
         }
         HttpRequest request = toRequest(req);
@@ -244,20 +282,18 @@ struct HttpServer::Impl {
             if (logLevel <= Verbose)
                 log(QStringLiteral("Web server: %1 %2 %3").arg(fromStd(req.method), fromStd(req.path)).arg(res.status));
         });
-        s.set_socket_options([](socket_t sock) {
-            // Address reuse for quick restarts, but no shared ports: a second server must fall back.
-            const int yes = 1;
-            ::setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-        });
-        s.new_task_queue = [] {
-            // The server owns and deletes the queue it asks for.
-            return static_cast<httplib::TaskQueue*>(std::make_unique<httplib::ThreadPool>(kWorkerThreads).release());
-        };
-        // Headers and body leave in separate writes; without this, Nagle's algorithm and the
-        // client's delayed acknowledgement hold every response back for tens of milliseconds.
-        s.set_tcp_nodelay(true);
-        s.set_keep_alive_max_count(kKeepAliveRequests);
-        s.set_read_timeout(kReadTimeoutSeconds);
+        if (gate) {
+            s.set_pre_routing_handler([this](const httplib::Request& req, httplib::Response& res) {
+                const std::optional<HttpResponse> refusal = gate(toRequest(req));
+                if (!refusal)
+                    return httplib::Server::HandlerResponse::Unhandled;
+                // A refused body is never read: the connection cannot carry another request.
+                res.set_header("Connection", "close");
+                HttpServerFront::closeAfterThisResponse();
+                apply(req, res, *refusal);
+                return httplib::Server::HandlerResponse::Handled;
+            });
+        }
     }
 };
 
@@ -271,6 +307,8 @@ void HttpServer::addRoute(const QByteArray& method, const QString& path, Handler
 }
 
 void HttpServer::setGetFallback(Handler handler) { d->fallback = std::move(handler); }
+void HttpServer::setUploadQuota(qint64 bytes) { d->uploadQuota = std::max<qint64>(0, bytes); }
+void HttpServer::setRequestGate(Gate gate) { d->gate = std::move(gate); }
 void HttpServer::setUploadFolder(const QString& folder) { d->uploadFolder = folder; }
 void HttpServer::setLogLevel(int level) { d->logLevel = level; }
 int HttpServer::logLevel() const { return d->logLevel; }
@@ -279,41 +317,40 @@ bool HttpServer::start(const QString& host, const QList<int>& ports)
 {
     if (isRunning())
         return true;
-    auto server = std::make_unique<httplib::Server>();
+    auto server = std::make_unique<RoutedServer>();
     d->install(*server);
+    RoutedServer* raw = server.get();
+    auto front = std::make_unique<HttpServerFront>([raw](httplib::Stream& stream, bool close, bool& closed) {
+        return raw->serve(stream, close, closed);
+    });
     const std::string address = host.toStdString();
     int bound = 0;
     for (const int port : ports) {
-        bound = port == 0 ? server->bind_to_any_port(address) : (server->bind_to_port(address, port) ? port : 0);
+        bound = front->bind(address, port);
         if (bound > 0)
             break;
         if (d->logLevel <= Info)
             log(QStringLiteral("Web server: could not listen on port %1").arg(port));
     }
-    if (bound <= 0)
+    if (bound <= 0 || !front->start())
         return false;
-    httplib::Server* raw = server.get();
     d->server = std::move(server);
-    d->thread = std::thread([raw] { raw->listen_after_bind(); });
-    // stop() only reaches a server that has entered its accept loop.
-    for (int waited = 0; !raw->is_running() && waited < kStartWaitMs; ++waited)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    d->front = std::move(front);
     d->port = bound;
     return true;
 }
 
 void HttpServer::stop()
 {
-    if (!d->server)
+    if (!d->front)
         return;
-    d->server->stop();
-    if (d->thread.joinable())
-        d->thread.join();
+    d->front->stop();
+    d->front.reset();
     d->server.reset();
     d->port = 0;
 }
 
-bool HttpServer::isRunning() const { return d->server != nullptr; }
+bool HttpServer::isRunning() const { return d->front != nullptr; }
 int HttpServer::port() const { return d->port; }
 
 }  // namespace platform

@@ -6,6 +6,7 @@
 #include <QString>
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace platform {
 
@@ -15,6 +16,9 @@ namespace platform {
 class HttpServer {
 public:
     using Handler = std::function<HttpResponse(HttpRequest&)>;
+    // Asked before any route with the request's line and headers (no body yet): a response
+    // refuses the request, nothing lets it through.
+    using Gate = std::function<std::optional<HttpResponse>(const HttpRequest&)>;
     // The embedded server's levels: lower logs more (2 = start, stop and failures).
     enum LogLevel { Debug = 0, Verbose = 1, Info = 2, Warning = 3, Error = 4 };
 
@@ -26,8 +30,11 @@ public:
     // Routes are registered before start.
     void addRoute(const QByteArray& method, const QString& path, Handler handler);
     void setGetFallback(Handler handler);
+    void setRequestGate(Gate gate);
     // Where file parts are written while they arrive; must be on the file system they move to.
     void setUploadFolder(const QString& folder);
+    // The most file bytes one request may upload; 0 (the default) has no limit.
+    void setUploadQuota(qint64 bytes);
     void setLogLevel(int level);
     int logLevel() const;
 

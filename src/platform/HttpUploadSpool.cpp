@@ -22,7 +22,7 @@ void removeFile(const QString& path)
 
 }  // namespace
 
-HttpUploadSpool::HttpUploadSpool(QString uploadFolder) : mFolder(std::move(uploadFolder)) {}
+HttpUploadSpool::HttpUploadSpool(QString uploadFolder, qint64 quota) : mFolder(std::move(uploadFolder)), mQuota(quota) {}
 
 HttpUploadSpool::~HttpUploadSpool()
 {
@@ -73,6 +73,12 @@ bool HttpUploadSpool::write(const char* data, size_t length)
     if (!mInFile)
         return true;
     mCurrent.size += qint64(length);
+    mFileBytes += qint64(length);
+    if (mQuota > 0 && mFileBytes > mQuota) {
+        // Stop receiving: the destructor removes what this request wrote.
+        mOverQuota = true;
+        return false;
+    }
     if (mFd < 0)
         return true;
     // The server hands over a few kilobytes at a time; write in larger pieces.

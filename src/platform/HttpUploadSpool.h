@@ -15,7 +15,8 @@ public:
     static constexpr int kMaxFileParts = 32;
     static constexpr qsizetype kFlushBytes = 1 << 20;
 
-    explicit HttpUploadSpool(QString uploadFolder);
+    // quota: the most file bytes one request may bring (0: no limit).
+    explicit HttpUploadSpool(QString uploadFolder, qint64 quota = 0);
     ~HttpUploadSpool();  // removes every temporary file not handed over
     HttpUploadSpool(const HttpUploadSpool&) = delete;
     HttpUploadSpool& operator=(const HttpUploadSpool&) = delete;
@@ -25,6 +26,8 @@ public:
     bool write(const char* data, size_t length);
     // A url-encoded body arrives as one field list.
     bool writeUrlEncoded(const char* data, size_t length);
+
+    bool overQuota() const { return mOverQuota; }
 
     // Ends the last part and moves fields and files into request.
     void finish(HttpRequest& request);
@@ -36,6 +39,9 @@ private:
     void flush();
 
     QString mFolder;
+    qint64 mQuota = 0;
+    qint64 mFileBytes = 0;
+    bool mOverQuota = false;
     QString mFieldName;
     QByteArray mFieldValue;
     bool mInField = false;

@@ -2,6 +2,7 @@
 
 #include "platform/FourCC.h"
 #include "platform/SampleConversion.h"
+#include "platform/SndfileChannelMap.h"
 
 #include <QFile>
 #include <algorithm>
@@ -118,6 +119,9 @@ std::unique_ptr<AudioFileReader> SndfileAudioReader::open(const QString& path, Q
     info.sampleRate = sfInfo.samplerate;
     info.channels = sfInfo.channels;
     info.lengthFrames = sfInfo.frames;
+    std::vector<int> speakers(size_t(sfInfo.channels));
+    if (sf_command(file.get(), SFC_GET_CHANNEL_MAP_INFO, speakers.data(), int(speakers.size() * sizeof(int))) == SF_TRUE)
+        info.channelMask = channelMaskFromSndfile(speakers);
     info.lengthIsExact = true;
     info.bitRate = codec->bits > 0 ? int64_t(codec->bits) * sfInfo.samplerate * sfInfo.channels : 0;
     if (info.bitRate == 0 && sfInfo.frames > 0) {

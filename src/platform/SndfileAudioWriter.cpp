@@ -2,6 +2,7 @@
 
 #include "platform/FourCC.h"
 #include "platform/SampleConversion.h"
+#include "platform/SndfileChannelMap.h"
 
 #include <QFile>
 #include <sndfile.h>
@@ -76,7 +77,8 @@ bool SndfileAudioWriter::handles(uint32_t fileType, const StreamDescription& for
 }
 
 std::unique_ptr<AudioFileWriter> SndfileAudioWriter::create(const QString& path, uint32_t fileType,
-                                                            const StreamDescription& format, QString* reason)
+                                                            const StreamDescription& format, uint64_t channelMask,
+                                                            QString* reason)
 {
     const int sub = subtype(fileType, format);
     if (sub == 0) {
@@ -95,7 +97,11 @@ std::unique_ptr<AudioFileWriter> SndfileAudioWriter::create(const QString& path,
     const int endian = !eitherOrder                                    ? SF_ENDIAN_FILE
                        : (format.formatFlags & kFormatFlagBigEndian) ? SF_ENDIAN_BIG
                                                                        : SF_ENDIAN_LITTLE;
-    info.format = majorFormat(fileType) | sub | endian;
+    const std::vector<int> speakers = sndfileChannelMap(channelMask, info.channels);
+    // Plain WAVE has no room for speaker positions; the extensible header has.
+    const int major = fileType == fourCC("WAVE") && !speakers.empty() && info.channels > 2 ? SF_FORMAT_WAVEX
+                                                                                           : majorFormat(fileType);
+    info.format = major | sub | endian;
     if (!sf_format_check(&info)) {
         *reason = QStringLiteral("format not supported");
         return nullptr;
@@ -106,6 +112,8 @@ std::unique_ptr<AudioFileWriter> SndfileAudioWriter::create(const QString& path,
         return nullptr;
     }
     sf_command(file, SFC_SET_CLIPPING, nullptr, SF_TRUE);
+    if (!speakers.empty())
+        sf_command(file, SFC_SET_CHANNEL_MAP_INFO, const_cast<int*>(speakers.data()), int(speakers.size() * sizeof(int)));
     const Samples samples = sub == SF_FORMAT_PCM_16 ? Samples::Int16 : sub == SF_FORMAT_PCM_24 ? Samples::Int24 : Samples::Float;
     return std::unique_ptr<AudioFileWriter>(new SndfileAudioWriter(path, format, file, samples));
 }

@@ -12,7 +12,8 @@ class SndfileAudioWriter final : public AudioFileWriter {
 public:
     static bool handles(uint32_t fileType, const StreamDescription& format);
     static std::unique_ptr<AudioFileWriter> create(const QString& path, uint32_t fileType,
-                                                   const StreamDescription& format, QString* reason);
+                                                   const StreamDescription& format, uint64_t channelMask,
+                                                   QString* reason);
     ~SndfileAudioWriter() override;
 
 protected:

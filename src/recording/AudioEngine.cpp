@@ -5,6 +5,8 @@
 #include "platform/Log.h"
 #include "recording/AudioEngineState.h"
 
+#include <utility>
+
 namespace AudioEngine {
 namespace detail {
 
@@ -52,11 +54,12 @@ void setup()
         return;
     s.controller = std::make_unique<platform::HostEngine>(QLatin1String(kClientName));
     platform::HostEngine* controller = s.controller.get();
-    if (controller->setSessionActive(true))
-        controller->setPreferredBufferSize(kPreferredBufferFrames);
+    // The server's buffer size is every client's latency: it changes only when the user asks.
+    controller->setSessionActive(true);
     controller->onSampleRateChanged = [](double rate) { FilePlayer::sharedPlayer()->configureFormats(rate); };
     controller->onRunningChanged = [](bool running) {
         platform::log(QStringLiteral("AudioUnit: IsRunningCallback: %1").arg(int(running)));
+        updateIdleInhibit();
     };
     FilePlayer::sharedPlayer()->setupWithAudioController(controller);
     start();
@@ -72,6 +75,20 @@ void setup()
     // The level controller goes on only once the graph above is live on the audio thread.
     controller->performAsync({}, [] { addLevelController(); });
     controller->onConnectionsChanged = [] { detail::connectionsChanged(); };
+    QObject::connect(FilePlayer::sharedPlayer(), &FilePlayer::playingChanged, controller, [] { updateIdleInhibit(); });
+    // The input heard through the speakers is never left on across a server going away: when
+    // it returns, nothing says the routing that justified it is still there. An engine that
+    // ran for monitoring runs again at once, hardware connected, its input muted.
+    s.interruptionBegan =
+        platform::ScopedObserver(QLatin1String(platform::HostEngine::kInterruptionBegan), [](const auto&) {
+            state().restartAfterInterruption = isMonitoring();
+            setMonitoring(false);
+        });
+    s.interruptionEnded =
+        platform::ScopedObserver(QLatin1String(platform::HostEngine::kInterruptionEnded), [](const auto&) {
+            if (std::exchange(state().restartAfterInterruption, false))
+                start();
+        });
 }
 
 void teardown()
@@ -103,7 +120,6 @@ bool start()
         else
             FilePlayer::sharedPlayer()->startGraph();
     }
-    platform::IdleTimer::setDisabled(true);
     updateNowPlaying();
     return true;
 }
@@ -126,7 +142,6 @@ bool maybeStop()
     if (s.controller)
         s.controller->stop();
     FilePlayer::sharedPlayer()->stopGraph();
-    platform::IdleTimer::setDisabled(false);
     if (s.controller)
         s.controller->setSessionActive(false);
     return true;
@@ -192,7 +207,11 @@ void removeLevelController()
 
 float recLevel() { return detail::recLevelWord().load(std::memory_order_relaxed); }
 void setRecLevel(float level) { detail::recLevelWord().store(level, std::memory_order_relaxed); }
-void setRecState(bool recording) { gRecording.store(recording, std::memory_order_relaxed); }
+void setRecState(bool recording)
+{
+    gRecording.store(recording, std::memory_order_relaxed);
+    updateIdleInhibit();
+}
 bool recState() { return gRecording.load(std::memory_order_relaxed); }
 void setRecordingPosition(double samples) { gRecordingPosition.store(samples, std::memory_order_relaxed); }
 double recordingPosition() { return gRecordingPosition.load(std::memory_order_relaxed); }
@@ -201,6 +220,13 @@ void setMonitoring(bool on)
 {
     if (const auto& source = state().source)
         source->setMuted(!on);
+    updateIdleInhibit();
+}
+
+void updateIdleInhibit()
+{
+    const bool running = state().controller && state().controller->isRunning();
+    platform::IdleTimer::setDisabled(running && (FilePlayer::sharedPlayer()->isPlaying() || recState() || isMonitoring()));
 }
 
 bool isMonitoring()

@@ -19,7 +19,6 @@ inline constexpr const char* kRemoteTogglePlay = "AudioEngineRemoteTogglePlay";
 inline constexpr const char* kRemoteToggleRecord = "AudioEngineRemoteToggleRecord";
 inline constexpr const char* kRemoteRewind = "AudioEngineRemoteRewind";
 inline constexpr const char* kClientName = "Wavelocker";
-inline constexpr unsigned kPreferredBufferFrames = 512;
 
 // Builds everything once; without a JACK server it logs why and the program goes on silent.
 void setup();
@@ -50,6 +49,9 @@ void setRecordingPosition(double samples);
 double recordingPosition();
 
 void setMonitoring(bool on);
+// The desktop stays awake exactly while audio is heard or recorded: playing, recording or
+// monitoring on a running engine.
+void updateIdleInhibit();
 bool isMonitoring();
 void updateAutoMonitoring(bool connectionChanged);
 

@@ -1,5 +1,6 @@
 #pragma once
 #include "platform/HostEngine.h"
+#include "platform/NotificationCenter.h"
 #include "recording/InputChannel.h"
 #include "recording/LevelController.h"
 
@@ -17,6 +18,9 @@ struct State {
     std::shared_ptr<LevelController> levelController;
     bool audiobusConnected = false;
     bool receiverConnected = false;
+    bool restartAfterInterruption = false;
+    platform::ScopedObserver interruptionBegan;
+    platform::ScopedObserver interruptionEnded;
 };
 
 State& state();

@@ -16,12 +16,14 @@
 namespace {
 
 constexpr int kUsageExit = 2;
-const char* const kUsage = "usage: wavelocker [--library DIR] [--serve [--port N]]\n";
+const char* const kUsage = "usage: wavelocker [--library DIR] [--serve [--port N] [--upload-quota MB]]\n";
+constexpr qint64 kMegabyte = 1024 * 1024;
 
 struct Options {
     bool serve = false;
     QString library;
     int port = GCDWebServer::kDefaultPort;
+    qint64 uploadQuotaMB = 0;
 };
 
 // The application object depends on --serve, so it is looked for before Qt sees argv.
@@ -48,6 +50,13 @@ std::optional<Options> parse(QStringList args)
             options.port = args.takeFirst().toInt(&ok);
             if (!ok || options.port < 0 || options.port > 65535) {
                 std::fprintf(stderr, "wavelocker: --port wants a number from 0 to 65535\n%s", kUsage);
+                return std::nullopt;
+            }
+        } else if (a == QLatin1String("--upload-quota") && !args.isEmpty()) {
+            bool ok = false;
+            options.uploadQuotaMB = args.takeFirst().toLongLong(&ok);
+            if (!ok || options.uploadQuotaMB < 0 || options.uploadQuotaMB > (qint64(1) << 40)) {
+                std::fprintf(stderr, "wavelocker: --upload-quota wants a number of megabytes (0: no limit)\n%s", kUsage);
                 return std::nullopt;
             }
         } else {
@@ -85,6 +94,7 @@ int main(int argc, char** argv)
     delegate.didFinishLaunching();
     if (serve) {
         platform::log(QStringLiteral("Serving the library at %1").arg(Utils::documentsURL()));
+        delegate.webUploader()->setUploadQuota(options->uploadQuotaMB * kMegabyte);
         // The empty Bonjour name publishes under this machine's name; the server logs its address.
         if (!delegate.webUploader()->startWithPort(options->port, QStringLiteral("")))
             return 1;

@@ -8,6 +8,7 @@
 #include "wifidrive/GCDWebUploaderDelegate.h"
 #include "wifidrive/WebFileOps.h"
 #include "wifidrive/WebPaths.h"
+#include "wifidrive/WebRequestGuard.h"
 #include "wifidrive/WebUploaderSite.h"
 
 #include <QCoreApplication>
@@ -16,12 +17,15 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QPointer>
+#include <QSysInfo>
+#include <QUrl>
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using platform::HttpRequest;
 using platform::HttpResponse;
@@ -104,11 +108,8 @@ bool GCDWebUploader::shouldCreateDirectoryAtPath(const QString&) { return true; 
 
 void GCDWebUploader::prepareToStart()
 {
-    // Received files must be renamed into the library, so they wait on its file system; what
-    // a crash left there is stale.
-    const QString beside = QFileInfo(mUploadDirectory).path() + QLatin1Char('/') + kUploadFolderName;
-    mUploadFolder = QDir().mkpath(beside) ? beside : platform::Locations::tempDir();
-    ::chmod(QFile::encodeName(mUploadFolder).constData(), 0700);
+    mUploadFolder = spoolFolder();
+    // What a crash left there is stale.
     QDirIterator stale(mUploadFolder, {QStringLiteral(".upload-*")}, QDir::Files | QDir::Hidden | QDir::System);
     while (stale.hasNext())
         QFile::remove(stale.next());
@@ -123,6 +124,57 @@ void GCDWebUploader::prepareToStart()
     http().addRoute("POST", QStringLiteral("/delete"), [this](HttpRequest& r) { return deleteItem(r); });
     http().addRoute("POST", QStringLiteral("/create"), [this](HttpRequest& r) { return createDirectory(r); });
     http().setGetFallback([this](HttpRequest& r) { return page(r); });
+    http().setRequestGate([this](const HttpRequest& r) { return checkRequest(r); });
+}
+
+QString GCDWebUploader::spoolFolder() const
+{
+    // Received files are renamed into the library, so they wait on its file system: beside
+    // the library when its folder shares the file system with the one above, else inside it
+    // (a library that is a mount point of its own).
+    const QString library = QFileInfo(mUploadDirectory).canonicalFilePath();
+    struct stat top {}, above {};
+    if (library.isEmpty() || ::stat(QFile::encodeName(library).constData(), &top) != 0)
+        return platform::Locations::tempDir();
+    const QString parent = QFileInfo(library).path();
+    const bool shared = library != parent && ::stat(QFile::encodeName(parent).constData(), &above) == 0
+                        && above.st_dev == top.st_dev;
+    const QString folder = (shared ? parent : library) + QLatin1Char('/') + kUploadFolderName;
+    const QByteArray native = QFile::encodeName(folder);
+    if (::mkdir(native.constData(), 0700) != 0 && errno == EEXIST) {
+        // A link planted under our name would send uploads elsewhere: only a real folder of ours will do.
+        struct stat st {};
+        if (::lstat(native.constData(), &st) == 0 && S_ISLNK(st.st_mode) && ::unlink(native.constData()) == 0)
+            ::mkdir(native.constData(), 0700);
+    }
+    struct stat st {};
+    if (::lstat(native.constData(), &st) != 0 || !S_ISDIR(st.st_mode) || st.st_uid != ::geteuid()) {
+        platform::log(QStringLiteral("Web uploader: no safe upload folder at %1").arg(folder));
+        return platform::Locations::tempDir();
+    }
+    ::chmod(native.constData(), 0700);
+    return folder;
+}
+
+QStringList GCDWebUploader::ownHostNames() const
+{
+    const QString machine = QSysInfo::machineHostName();
+    QStringList names{machine, machine + QStringLiteral(".local")};
+    const QString bonjour = QUrl(bonjourServerURL()).host();
+    if (!bonjour.isEmpty())
+        names << bonjour;
+    return names;
+}
+
+std::optional<HttpResponse> GCDWebUploader::checkRequest(const HttpRequest& request) const
+{
+    const QByteArray host = request.header("host");
+    if (!WebRequestGuard::hostAllowed(host, ownHostNames()))
+        return refuse(403, QStringLiteral("Unknown host \"%1\"").arg(QString::fromLatin1(host)));
+    if (request.method != "GET" && request.method != "HEAD"
+        && !WebRequestGuard::sameOrigin(host, request.header("origin"), request.header("referer")))
+        return refuse(403, QStringLiteral("Changes from another web site are not allowed"));
+    return std::nullopt;
 }
 
 // --- checks ---------------------------------------------------------------------------------
@@ -143,7 +195,10 @@ std::optional<QString> GCDWebUploader::absolutePath(const QString& relative, boo
         *refusal = refuse(400, QStringLiteral("Invalid path \"%1\"").arg(relative));
         return std::nullopt;
     }
-    if (!WebPaths::staysInside(*path, servedFolders())) {
+    // Both the item as named (a link inside is an item of the library) and what it leads to.
+    const QStringList served = servedFolders();
+    const std::optional<QString> item = WebPaths::resolveItem(*path, mUploadDirectory);
+    if (!item || !WebPaths::isInside(*item, served) || !WebPaths::staysInside(*path, served)) {
         *refusal = refuse(403, QStringLiteral("\"%1\" is outside the shared folder").arg(relative));
         return std::nullopt;
     }
@@ -163,7 +218,18 @@ std::optional<QString> GCDWebUploader::existingItem(const QString& relative, boo
 
 bool GCDWebUploader::checkHidden(const QString& path) const
 {
-    return mAllowHiddenItems || !QFileInfo(path).fileName().startsWith(QLatin1Char('.'));
+    if (mAllowHiddenItems)
+        return true;
+    if (!path.startsWith(QLatin1Char('/')))  // a bare name
+        return !path.startsWith(QLatin1Char('.'));
+    // Every part counts, as named and as its links resolve: ".vault/x" is as hidden as ".vault".
+    const QStringList served = servedFolders();
+    if (WebPaths::hasHiddenPart(QDir::cleanPath(path), QStringList{mUploadDirectory} + served))
+        return false;
+    for (const std::optional<QString>& resolved : {WebPaths::resolveItem(path, mUploadDirectory), WebPaths::resolveFully(path)})
+        if (resolved && WebPaths::hasHiddenPart(*resolved, served))
+            return false;
+    return true;
 }
 
 bool GCDWebUploader::checkFileExtension(const QString& path) const
@@ -225,7 +291,8 @@ HttpResponse GCDWebUploader::listDirectory(const HttpRequest& request)
         // Links that lead out of the shared folders are not shown: they could not be fetched.
         if (S_ISLNK(item.st_mode)
             && (::fstatat(::dirfd(dir), entry->d_name, &item, 0) != 0
-                || !WebPaths::staysInside(*absolute + QLatin1Char('/') + name, served)))
+                || !WebPaths::staysInside(*absolute + QLatin1Char('/') + name, served)
+                || !checkHidden(*absolute + QLatin1Char('/') + name)))
             continue;
         if (S_ISDIR(item.st_mode) || (S_ISREG(item.st_mode) && checkFileExtension(name)))
             items.emplace_back(name, item);
@@ -272,34 +339,53 @@ HttpResponse GCDWebUploader::uploadFile(HttpRequest& request)
 {
     const QByteArray replyType = request.header("accept").contains("application/json") ? kJsonType : kTextType;
     const QString relativePath = request.form.value(QStringLiteral("path"));
-    platform::UploadedFile* file = request.file(QStringLiteral("files[]"));
-    if (!file)
+    std::optional<HttpResponse> firstRefusal;
+    bool any = false;
+    // Every file of the request is stored; the answer is the first refusal, if any.
+    for (platform::UploadedFile& file : request.files) {
+        if (file.fieldName != QLatin1String("files[]"))
+            continue;
+        any = true;
+        std::optional<HttpResponse> refusal = storeUpload(file, relativePath);
+        if (refusal && !firstRefusal)
+            firstRefusal = std::move(refusal);
+    }
+    if (!any)
         return refuse(400, QStringLiteral("Missing uploaded file \"files[]\""));
-    if (!WebPaths::isValidName(file->fileName))
-        return refuse(400, QStringLiteral("Invalid file name \"%1\"").arg(file->fileName));
-    if (!checkHidden(file->fileName) || !checkFileExtension(file->fileName))
-        return refuse(403, QStringLiteral("Uploaded file name \"%1\" is not allowed").arg(file->fileName));
+    if (firstRefusal)
+        return *firstRefusal;
+    return emptyObject(replyType);
+}
+
+std::optional<HttpResponse> GCDWebUploader::storeUpload(platform::UploadedFile& file, const QString& relativePath)
+{
+    if (!WebPaths::isValidName(file.fileName))
+        return refuse(400, QStringLiteral("Invalid file name \"%1\"").arg(file.fileName));
+    if (!checkHidden(file.fileName) || !checkFileExtension(file.fileName))
+        return refuse(403, QStringLiteral("Uploaded file name \"%1\" is not allowed").arg(file.fileName));
     HttpResponse refusal;
     const std::optional<QString> folder = absolutePath(relativePath, true, &refusal);
     if (!folder)
         return refusal;
-    const QString wanted = *folder + QLatin1Char('/') + file->fileName;
-    if (!WebPaths::join(*folder, file->fileName))
-        return refuse(400, QStringLiteral("Invalid path \"%1\"").arg(WebPaths::appendComponent(relativePath, file->fileName)));
+    const QString wanted = *folder + QLatin1Char('/') + file.fileName;
+    if (!WebPaths::join(*folder, file.fileName))
+        return refuse(400, QStringLiteral("Invalid path \"%1\"").arg(WebPaths::appendComponent(relativePath, file.fileName)));
+    if (!checkHidden(wanted))
+        return refuse(403, QStringLiteral("Uploaded file name \"%1\" is not allowed").arg(file.fileName));
     const QString destination = WebPaths::uniquePathForPath(wanted);
-    if (!shouldUploadFileAtPath(destination, file->temporaryPath))
-        return refuse(403, QStringLiteral("Uploading file \"%1\" to \"%2\" is not permitted").arg(file->fileName, relativePath));
+    if (!shouldUploadFileAtPath(destination, file.temporaryPath))
+        return refuse(403, QStringLiteral("Uploading file \"%1\" to \"%2\" is not permitted").arg(file.fileName, relativePath));
     const QString failed = QStringLiteral("Failed moving uploaded file to \"%1\"").arg(relativePath);
-    if (file->temporaryPath.isEmpty())
-        return refuse(500, failed, file->error);
+    if (file.temporaryPath.isEmpty())
+        return refuse(file.status, failed, file.error);
     QString error;
-    const std::optional<QString> arrived = WebFileOps::moveToFreePath(file->temporaryPath, wanted, &error);
+    const std::optional<QString> arrived = WebFileOps::moveToFreePath(file.temporaryPath, wanted, &error);
     if (!arrived)
         return refuse(500, failed, error);
-    file->temporaryPath.clear();
+    file.temporaryPath.clear();
     const QString path = *arrived;
     tellDelegate([this, path](GCDWebUploaderDelegate* d) { d->webUploaderDidUploadFileAtPath(this, path); });
-    return emptyObject(replyType);
+    return std::nullopt;
 }
 
 HttpResponse GCDWebUploader::moveItem(const HttpRequest& request)

@@ -27,6 +27,8 @@ public:
     // Extensions in lower case; empty allows every file.
     void setAllowedFileExtensions(const QSet<QString>& extensions);
     const QSet<QString>& allowedFileExtensions() const { return mAllowedFileExtensions; }
+    // The most bytes one upload request may bring; beyond it the upload stops with 413 (0: no limit).
+    void setUploadQuota(qint64 bytes) { http().setUploadQuota(bytes); }
     void setAllowHiddenItems(bool allow) { mAllowHiddenItems = allow; }
     bool allowHiddenItems() const { return mAllowHiddenItems; }
 
@@ -69,10 +71,17 @@ private:
     // The same for an item that must exist (404 otherwise); fills *status from stat(2).
     std::optional<QString> existingItem(const QString& relative, bool allowRoot, platform::HttpResponse* refusal,
                                         struct stat* status) const;
+    // A name, or a path whose every part (as named and as its links resolve) must not be hidden.
     bool checkHidden(const QString& path) const;
     bool checkFileExtension(const QString& path) const;
     bool checkName(const QString& path) const;  // both rules
     QStringList servedFolders() const;  // resolved: the upload directory and the linked folders
+    // Refuses requests for a foreign host name, and changes asked by another site's page.
+    std::optional<platform::HttpResponse> checkRequest(const platform::HttpRequest& request) const;
+    QStringList ownHostNames() const;
+    // Where uploads wait: on the library's file system, in a folder of ours that is no link.
+    QString spoolFolder() const;
+    std::optional<platform::HttpResponse> storeUpload(platform::UploadedFile& file, const QString& relativePath);
     platform::HttpResponse refuse(int status, const QString& message, const QString& error = {}) const;
     void tellDelegate(std::function<void(GCDWebUploaderDelegate*)> call);
 

@@ -78,9 +78,7 @@ bool removeTree(int parentFd, const char* name, QString* error)
     return true;
 }
 
-}  // namespace
-
-std::optional<QString> moveToFreePath(const QString& from, const QString& wanted, QString* error)
+std::optional<QString> renameToFreePath(const QString& from, const QString& wanted, int* failure)
 {
     for (int attempt = 0; attempt < kMaxNameAttempts; ++attempt) {
         const QString destination = WebPaths::uniquePathForPath(wanted);
@@ -88,11 +86,87 @@ std::optional<QString> moveToFreePath(const QString& from, const QString& wanted
         if (result == 0)
             return destination;
         if (result != EEXIST) {
-            *error = errnoText(result);
+            *failure = result;
             return std::nullopt;
         }
     }
-    *error = errnoText(EEXIST);
+    *failure = EEXIST;
+    return std::nullopt;
+}
+
+// Copies a regular file into a hidden temporary file of folder; its path, or empty with *failure set.
+std::optional<QString> copyInto(const QString& from, const QString& folder, int* failure)
+{
+    const int in = ::open(native(from).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    struct stat st {};
+    if (in < 0 || ::fstat(in, &st) != 0 || !S_ISREG(st.st_mode)) {
+        *failure = in < 0 ? errno : EINVAL;
+        if (in >= 0)
+            ::close(in);
+        return std::nullopt;
+    }
+    QByteArray pattern = native(folder) + "/.upload-XXXXXX";
+    const int out = ::mkostemp(pattern.data(), O_CLOEXEC);
+    if (out < 0) {
+        *failure = errno;
+        ::close(in);
+        return std::nullopt;
+    }
+    ::fchmod(out, st.st_mode & 07777);
+    int result = 0;
+    char buffer[256 * 1024];
+    for (;;) {
+        const ssize_t n = ::read(in, buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0) {
+            result = n < 0 ? errno : 0;
+            break;
+        }
+        for (ssize_t done = 0; done < n && result == 0;) {
+            const ssize_t w = ::write(out, buffer + done, size_t(n - done));
+            if (w < 0 && errno == EINTR)
+                continue;
+            if (w <= 0)
+                result = w < 0 ? errno : ENOSPC;
+            else
+                done += w;
+        }
+        if (result != 0)
+            break;
+    }
+    ::close(in);
+    if (::close(out) != 0 && result == 0)
+        result = errno;
+    if (result != 0) {
+        ::unlink(pattern.constData());
+        *failure = result;
+        return std::nullopt;
+    }
+    return QFile::decodeName(pattern);
+}
+
+}  // namespace
+
+std::optional<QString> moveToFreePath(const QString& from, const QString& wanted, QString* error)
+{
+    int failure = 0;
+    if (std::optional<QString> moved = renameToFreePath(from, wanted, &failure))
+        return moved;
+    struct stat st {};
+    if (failure == EXDEV && ::lstat(native(from).constData(), &st) == 0 && S_ISREG(st.st_mode)) {
+        // Another file system (a folder linked into the library): copy beside the destination
+        // first, so the destination name only ever shows a whole file.
+        const std::optional<QString> copy = copyInto(from, QFileInfo(wanted).path(), &failure);
+        if (copy) {
+            if (std::optional<QString> moved = renameToFreePath(*copy, wanted, &failure)) {
+                ::unlink(native(from).constData());
+                return moved;
+            }
+            ::unlink(native(*copy).constData());
+        }
+    }
+    *error = errnoText(failure);
     return std::nullopt;
 }
 

@@ -73,11 +73,44 @@ QStringList resolvedFolders(const QStringList& folders)
 bool staysInside(const QString& path, const QStringList& resolvedAllowedFolders)
 {
     const std::optional<QString> real = resolveExisting(path);
-    if (!real)
-        return false;
+    return real && isInside(*real, resolvedAllowedFolders);
+}
+
+bool isInside(const QString& resolvedPath, const QStringList& resolvedAllowedFolders)
+{
     return std::any_of(resolvedAllowedFolders.begin(), resolvedAllowedFolders.end(), [&](const QString& folder) {
-        return *real == folder || real->startsWith(folder + QLatin1Char('/'));
+        return resolvedPath == folder || resolvedPath.startsWith(folder + QLatin1Char('/'));
     });
+}
+
+std::optional<QString> resolveFully(const QString& path) { return resolveExisting(path); }
+
+std::optional<QString> resolveItem(const QString& path, const QString& topFolder)
+{
+    const QString top = QDir::cleanPath(topFolder);
+    if (QDir::cleanPath(path) == top)
+        return resolveExisting(top);
+    const qsizetype slash = path.lastIndexOf(QLatin1Char('/'));
+    if (slash < 0)
+        return std::nullopt;
+    const std::optional<QString> folder = resolveExisting(slash == 0 ? QStringLiteral("/") : path.left(slash));
+    if (!folder)
+        return std::nullopt;
+    return (folder->endsWith(QLatin1Char('/')) ? *folder : *folder + QLatin1Char('/')) + path.mid(slash + 1);
+}
+
+bool hasHiddenPart(const QString& resolvedPath, const QStringList& resolvedAllowedFolders)
+{
+    // Below the innermost allowed folder that holds it.
+    QString below = resolvedPath;
+    for (const QString& folder : resolvedAllowedFolders) {
+        if (resolvedPath == folder)
+            return false;
+        if (resolvedPath.startsWith(folder + QLatin1Char('/')) && resolvedPath.size() - folder.size() - 1 < below.size())
+            below = resolvedPath.mid(folder.size() + 1);
+    }
+    const QStringList parts = below.split(QLatin1Char('/'), Qt::SkipEmptyParts);
+    return std::any_of(parts.begin(), parts.end(), [](const QString& part) { return part.startsWith(QLatin1Char('.')); });
 }
 
 bool isValidName(const QString& name)

@@ -17,6 +17,18 @@ QStringList resolvedFolders(const QStringList& folders);
 // resolved folders. A link whose target is missing is not inside.
 bool staysInside(const QString& path, const QStringList& resolvedAllowedFolders);
 
+// The path with the symbolic links of the folders above its last component resolved; the last
+// component (the item itself, perhaps a link) stays as it is. The top folder is resolved whole.
+// Parts that do not exist yet are kept as they are. Empty when nothing of it exists.
+std::optional<QString> resolveItem(const QString& path, const QString& topFolder);
+// The path with every symbolic link resolved, as far as it exists.
+std::optional<QString> resolveFully(const QString& path);
+// True when the resolved path lies in one of the resolved folders (or is one).
+bool isInside(const QString& resolvedPath, const QStringList& resolvedAllowedFolders);
+// True when a part of the path below the allowed folder that holds it starts with "."; a path
+// in none of them is checked whole.
+bool hasHiddenPart(const QString& resolvedPath, const QStringList& resolvedAllowedFolders);
+
 // A single name (an uploaded file's): not empty, no '/', no NUL, not "." or "..", not too long.
 bool isValidName(const QString& name);
 

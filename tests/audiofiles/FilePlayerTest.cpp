@@ -5,6 +5,7 @@
 #include "support/PlaybackFixtures.h"
 #include "support/TempTree.h"
 
+#include <QFile>
 #include <QRandomGenerator>
 #include <gtest/gtest.h>
 #include <cmath>
@@ -269,4 +270,28 @@ TEST(FilePlayer, PauseGoesOnWherePlayWasAndStopDoesNot)
     pullPlayer(player, kFrames);
     player.pause();
     EXPECT_DOUBLE_EQ(player.startTime(), 0.0);
+}
+
+TEST(FilePlayer, AFileReplacedUnderItsNamePlaysAsItIsNow)
+{
+    TempTree tree;
+    FilePlayer player;
+    player.setupWithSampleRate(kRate);
+    player.startGraph();
+    const QString path = writeConstant(tree, 0.5, 0.5f);
+    ASSERT_TRUE(player.loadAudioURL(path));
+    player.play();
+    EXPECT_FLOAT_EQ(pullPlayer(player, 1024)[1000], 0.5f);
+    player.stop();
+
+    // An export over the file: longer and at another level, renamed into place.
+    const QString aside = tree.path(QStringLiteral("export.wav"));
+    ASSERT_TRUE(testsupport::writeFloatWav(aside, kRate, 2, std::vector<float>(size_t(2.0 * kRate) * 2, -0.25f)));
+    ASSERT_TRUE(QFile::remove(path) && QFile::rename(aside, path));
+    LogCapture logs;
+    player.play();
+    EXPECT_FLOAT_EQ(pullPlayer(player, 1024)[1000], -0.25f);
+    EXPECT_DOUBLE_EQ(player.length(), 2.0);
+    EXPECT_TRUE(logs.contains(QStringLiteral("FilePlayer: %1 changed on disk, reading it again").arg(path)));
+    player.stop();
 }

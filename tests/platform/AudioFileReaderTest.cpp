@@ -237,3 +237,39 @@ TEST(AudioFileReader, RefusesWhatIsNotAudioAndReadsWhatIsLeftOfTruncatedFiles)
         EXPECT_LE(readAll(*reader).size(), size_t(kFrames * 2));
     }
 }
+
+TEST(AudioFileReader, VbrMp3WithoutHeaderHasItsExactLengthAndSeeksExactlyNearTheEnd)
+{
+    // Six minutes of VBR MP3 without the header that would give its length: a sweep with
+    // bursts of noise, so the frames' bit rates vary widely.
+    TempTree tree;
+    const QString mp3 = tree.path("vbr.mp3");
+    ASSERT_TRUE(runTool("ffmpeg", {"-v", "error", "-f", "lavfi", "-i",
+                                   "aevalsrc=0.4*sin(2*PI*(200+40*t)*t)+if(gt(mod(t\\,7)\\,4)\\,0.3*(random(0)-0.5)\\,0):s=22050:d=360",
+                                   "-c:a", "libmp3lame", "-q:a", "6", "-write_xing", "0", mp3}));
+    QByteArray whole;
+    ASSERT_TRUE(runTool("ffmpeg", {"-v", "error", "-i", mp3, "-f", "f32le", "-c:a", "pcm_f32le", "-"}, &whole));
+    const int64_t decodedFrames = whole.size() / 4;
+
+    auto reader = AudioFileReader::open(mp3);
+    ASSERT_TRUE(reader);
+    EXPECT_TRUE(reader->info().lengthIsExact);
+    EXPECT_NEAR(double(reader->lengthFrames()), double(decodedFrames), 1152.0);
+    EXPECT_NEAR(reader->duration(), 360.0, 0.2);
+
+    // Minute 5:30 and a frame just before the end, in that order and back, sample for sample.
+    const auto* reference = reinterpret_cast<const float*>(whole.constData());
+    for (const int64_t at : {int64_t(330 * 22050 + 17), decodedFrames - 3000, int64_t(100 * 22050 + 1151)}) {
+        SCOPED_TRACE(at);
+        ASSERT_TRUE(reader->seek(at));
+        std::vector<float> got(2000);
+        ASSERT_EQ(reader->read(got.data(), 2000), 2000);
+        float worst = 0;
+        for (size_t i = 0; i < got.size(); ++i)
+            worst = std::max(worst, std::fabs(got[i] - reference[size_t(at) + i]));
+        EXPECT_LE(worst, 1e-6f);
+    }
+    // Reading on to the end delivers exactly the decoder's frames.
+    ASSERT_TRUE(reader->seek(decodedFrames - 3000));
+    EXPECT_EQ(int64_t(readAll(*reader).size()), 3000);
+}

@@ -9,7 +9,13 @@
 #include "support/ProbeNodes.h"
 #include "support/TempTree.h"
 
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVirtualObject>
+#include <QProcess>
+#include <QThread>
 #include <gtest/gtest.h>
+#include <mutex>
 
 using testsupport::JackServer;
 using testsupport::LogCapture;
@@ -48,7 +54,106 @@ protected:
     LogCapture logs;
 };
 
+// A private session bus with the desktop's screen-saver service on it, served from a thread of
+// its own so that the program's blocking calls get their answers; it records the calls.
+class ScreenSaverBus {
+public:
+    ScreenSaverBus()
+    {
+        mDaemon.start(QStringLiteral("dbus-daemon"), {"--session", "--nofork", "--print-address"});
+        if (!mDaemon.waitForReadyRead(5000))
+            return;
+        const QByteArray address = mDaemon.readLine().trimmed();
+        qputenv("DBUS_SESSION_BUS_ADDRESS", address);
+        mThread.start();
+        mService.moveToThread(&mThread);
+        QDBusConnection bus = QDBusConnection::connectToBus(QString::fromUtf8(address), QStringLiteral("screensaver"));
+        mReady = bus.registerService(QStringLiteral("org.freedesktop.ScreenSaver")) &&
+                 bus.registerVirtualObject(QStringLiteral("/org/freedesktop/ScreenSaver"), &mService);
+    }
+    ~ScreenSaverBus()
+    {
+        QDBusConnection::disconnectFromBus(QStringLiteral("screensaver"));
+        mThread.quit();
+        mThread.wait();
+        mDaemon.kill();
+        mDaemon.waitForFinished();
+    }
+    bool ready() const { return mReady; }
+    QStringList calls() const { return mService.calls(); }
+
+private:
+    class Service : public QDBusVirtualObject {
+    public:
+        QString introspect(const QString&) const override
+        {
+            return QStringLiteral(
+                "<interface name=\"org.freedesktop.ScreenSaver\">"
+                "<method name=\"Inhibit\"><arg type=\"s\" direction=\"in\"/><arg type=\"s\" direction=\"in\"/>"
+                "<arg type=\"u\" direction=\"out\"/></method>"
+                "<method name=\"UnInhibit\"><arg type=\"u\" direction=\"in\"/></method></interface>");
+        }
+        bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override
+        {
+            std::lock_guard lock(mMutex);
+            if (message.member() == QLatin1String("Inhibit")) {
+                mCalls.append(QStringLiteral("Inhibit"));
+                connection.send(message.createReply(QVariant::fromValue(uint(++mCookie))));
+            } else if (message.member() == QLatin1String("UnInhibit") && !message.arguments().isEmpty()) {
+                mCalls.append(QStringLiteral("UnInhibit %1").arg(message.arguments().first().toUInt()));
+                connection.send(message.createReply());
+            } else {
+                return false;
+            }
+            return true;
+        }
+        QStringList calls() const
+        {
+            std::lock_guard lock(mMutex);
+            return mCalls;
+        }
+
+    private:
+        mutable std::mutex mMutex;
+        QStringList mCalls;
+        uint mCookie = 0;
+    };
+
+    QProcess mDaemon;
+    QThread mThread;
+    Service mService;
+    bool mReady = false;
+};
+
 }  // namespace
+
+TEST_F(AudioEngineTest, LeavesTheServerBufferAloneAndKeepsTheDesktopAwakeOnlyWhileAudioRuns)
+{
+    ScreenSaverBus bus;
+    ASSERT_TRUE(bus.ready());
+    JackServer server(1024);
+    ASSERT_TRUE(server.start());
+    AudioEngine::setup();
+    platform::HostEngine* controller = AudioEngine::audioController();
+    ASSERT_TRUE(controller->isRunning());
+    EXPECT_EQ(controller->bufferSize(), 1024u);
+    EXPECT_TRUE(bus.calls().isEmpty());  // a running engine alone lets the screen lock
+
+    FilePlayer* player = FilePlayer::sharedPlayer();
+    ASSERT_TRUE(player->loadAudioURL(constantFile(0.5f)));
+    player->play();
+    EXPECT_EQ(bus.calls(), QStringList{"Inhibit"});
+    player->stop();
+    EXPECT_EQ(bus.calls(), (QStringList{"Inhibit", "UnInhibit 1"}));
+    AudioEngine::setRecState(true);
+    AudioEngine::setMonitoring(true);
+    AudioEngine::setRecState(false);
+    EXPECT_EQ(bus.calls().size(), 3);  // held once across recording and monitoring
+    AudioEngine::setMonitoring(false);
+    EXPECT_EQ(bus.calls(), (QStringList{"Inhibit", "UnInhibit 1", "Inhibit", "UnInhibit 2"}));
+    // Still unchanged: nothing of ours asked the server for another size.
+    EXPECT_EQ(controller->bufferSize(), 1024u);
+}
 
 TEST_F(AudioEngineTest, WithoutAServerTheProgramGoesOnSilently)
 {
@@ -186,6 +291,36 @@ TEST_F(AudioEngineTest, SurvivesTheServerGoingAwayAndComingBack)
     EXPECT_TRUE(controller->isRunning());
     EXPECT_FLOAT_EQ(freshPeak(*heard), 0.5f);
     player->stop();
+}
+
+TEST_F(AudioEngineTest, AServerLostWithTheReceiverConnectedReturnsMutedAndConnected)
+{
+    JackServer server;
+    ASSERT_TRUE(server.start());
+    AudioEngine::setup();
+    platform::HostEngine* controller = AudioEngine::audioController();
+    ASSERT_TRUE(server.connect(kSender1, kReceiver1));
+    ASSERT_TRUE(waitUntil([] { return AudioEngine::audiobusConnected(); }));
+    ASSERT_TRUE(AudioEngine::isMonitoring());
+
+    bool back = false;
+    platform::ScopedObserver ended(QLatin1String(platform::HostEngine::kInterruptionEnded), [&](const auto&) { back = true; });
+    server.stop();
+    ASSERT_TRUE(waitUntil([&] { return !controller->isRunning(); }));
+    EXPECT_FALSE(AudioEngine::isMonitoring());
+    EXPECT_FALSE(AudioEngine::audiobusConnected());
+
+    ASSERT_TRUE(server.start());
+    ASSERT_TRUE(waitUntil([&] { return back; }, 8000));
+    // Back as it was before, without waiting for a play: running, hardware connected, the
+    // input not heard through the speakers, the routing read from the new server.
+    EXPECT_TRUE(controller->isRunning());
+    EXPECT_FALSE(AudioEngine::isMonitoring());
+    EXPECT_FALSE(AudioEngine::audiobusConnected());
+    const QStringList outputs = controller->outputPortNames();
+    ASSERT_FALSE(outputs.isEmpty());
+    EXPECT_TRUE(server.connections(outputs.first()).contains(QStringLiteral("system:playback_1")));
+    EXPECT_TRUE(server.connections(QStringLiteral("system:capture_1")).filter(QStringLiteral("Wavelocker:")).size() > 0);
 }
 
 TEST_F(AudioEngineTest, RemoteEventsMicAccessAndStoredFlags)

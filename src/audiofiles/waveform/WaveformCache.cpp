@@ -47,12 +47,17 @@ bool WaveformCache::loadURL(const QString& path)
         emit redraw();
         return false;
     }
-    if (const auto cached = mCache.value(path)) {
-        mCurrent = cached;
-        emit redraw();
-        mRecent.removeAll(path);
-        mRecent.append(path);
-        return true;
+    const auto it = mCache.constFind(path);
+    if (it != mCache.cend()) {
+        if (it->stamp == platform::FileStamp::of(path)) {
+            mCurrent = it->waveform;
+            emit redraw();
+            mRecent.removeAll(path);
+            mRecent.append(path);
+            return true;
+        }
+        platform::log(QStringLiteral("Replaced on disk, reading again: %1").arg(path));
+        mCache.erase(it);
     }
     startLoad(path);
     return true;
@@ -64,15 +69,11 @@ void WaveformCache::startLoad(const QString& path)
     emit loadingChanged(true);
     auto waveform = std::make_shared<Waveform>(mPointCount);
     mCurrent = waveform;
-    mCache.insert(path, waveform);
+    // Stamped before the read: a file replaced while it is read is read again next time.
+    mCache.insert(path, Record{waveform, platform::FileStamp::of(path)});
+    mRecent.removeAll(path);
     mRecent.append(path);
-    // Evicting after the flag was cleared cancels this very load: once the list is full,
-    // files not yet cached stay empty. That is how the cache has always behaved.
-    if (mRecent.size() > kMaxPaths) {
-        const QString oldest = mRecent.takeFirst();
-        platform::log(QStringLiteral("Removing from cache:\n%1").arg(oldest));
-        deleted(oldest);
-    }
+    evictBeyondBound();
     mRedrawTimer.start();
 
     auto cancel = mCancel;
@@ -88,6 +89,22 @@ void WaveformCache::startLoad(const QString& path)
                 self->finishLoad(path, cancelled);
         });
     });
+}
+
+void WaveformCache::evictBeyondBound()
+{
+    while (mRecent.size() > kMaxPaths) {
+        const QString oldest = mRecent.takeFirst();
+        const auto it = mCache.find(oldest);
+        if (it == mCache.end())
+            continue;
+        if (it->waveform == mCurrent) {
+            mRecent.append(oldest);
+            continue;
+        }
+        platform::log(QStringLiteral("Removing from cache:\n%1").arg(oldest));
+        mCache.erase(it);
+    }
 }
 
 void WaveformCache::finishLoad(const QString& path, bool cancelled)
@@ -107,22 +124,26 @@ void WaveformCache::deleted(const QString& path)
     if (it == mCache.end())
         return;
     platform::log(QStringLiteral("Removing %1 from waveform cache").arg(path));
-    if (mCurrent == it.value())
+    if (mCurrent == it->waveform)
         mCurrent.reset();
     mCache.erase(it);
 }
 
 void WaveformCache::renamed(const QString& oldPath, const QString& newPath)
 {
-    if (const auto record = mCache.take(oldPath))
-        mCache.insert(newPath, record);
+    if (!mCache.contains(oldPath))
+        return;
+    mCache.insert(newPath, mCache.take(oldPath));
+    mRecent.removeAll(newPath);
+    if (const qsizetype i = mRecent.indexOf(oldPath); i >= 0)
+        mRecent[i] = newPath;
 }
 
 void WaveformCache::clearCache()
 {
     platform::log(QStringLiteral("CLEARING CACHE"));
     for (auto it = mCache.begin(); it != mCache.end();) {
-        if (it.value() == mCurrent) {
+        if (it->waveform == mCurrent) {
             ++it;
             continue;
         }

@@ -1,4 +1,6 @@
 #pragma once
+#include "platform/FileStamp.h"
+
 #include <QHash>
 #include <QObject>
 #include <QString>
@@ -11,8 +13,10 @@
 class Waveform;
 
 // The waveforms of recently shown files and the loading of new ones on a background thread.
-// Up to kMaxPaths paths are remembered, least recently shown first; the record being read
-// is shared with the reader, so dropping it from the cache never frees it under the reader.
+// Up to kMaxPaths records are kept, least recently shown dropped first: the bound limits
+// memory, never whether the shown file gets its waveform. A record belongs to one version of
+// its file: a file replaced under the same path is read again. The record being read is
+// shared with the reader, so dropping it from the cache never frees it under the reader.
 class WaveformCache : public QObject {
     Q_OBJECT
 public:
@@ -48,11 +52,17 @@ signals:
 
 private:
     void startLoad(const QString& path);
+    // Drops the oldest records beyond the bound, never the shown one, without cancelling.
+    void evictBeyondBound();
     void finishLoad(const QString& path, bool cancelled);
 
     const int mPointCount;
     ReadFunction mRead;
-    QHash<QString, std::shared_ptr<Waveform>> mCache;
+    struct Record {
+        std::shared_ptr<Waveform> waveform;
+        platform::FileStamp stamp;
+    };
+    QHash<QString, Record> mCache;
     QStringList mRecent;
     std::shared_ptr<Waveform> mCurrent;
     std::shared_ptr<std::atomic<bool>> mCancel;

@@ -1,5 +1,6 @@
 #include "platform/ffmpeg/FFmpegAudioReader.h"
 
+#include "platform/ffmpeg/FFmpegPacketIndex.h"
 #include "platform/ffmpeg/FFmpegSupport.h"
 #include "platform/FourCC.h"
 
@@ -21,6 +22,10 @@ namespace {
 // Frames decoded ahead of a seek target in seekable containers: codecs with overlapping
 // transforms (AAC) need the previous packet to reproduce the target exactly.
 constexpr int64_t kSeekPrerollFrames = 4096;
+// Packets decoded ahead of a seek target found through the packet index: an MP3 frame may take
+// its data from up to 511 bytes of earlier frames (many, at low bit rates), and the transforms
+// overlap the previous frame. Decoding these is cheap; landing short of them is not exact.
+constexpr size_t kIndexPrerollPackets = 24;
 
 struct CodecName {
     AVCodecID id;
@@ -113,6 +118,13 @@ bool seeksExactly(const AVFormatContext* fmt)
     return name.startsWith("mov") || name == "caf" || name == "wav" || name == "w64" || name == "aiff" || name == "flac";
 }
 
+// Containers of self-contained frames without an index or an exact length of their own.
+bool scannedForIndex(const AVFormatContext* fmt)
+{
+    const QByteArray name = fmt->iformat->name;
+    return name == "mp3" || name == "aac" || name == "ac3" || name == "eac3" || name.startsWith("amr");
+}
+
 }  // namespace
 
 struct FFmpegAudioReader::Handles {
@@ -132,6 +144,25 @@ struct FFmpegAudioReader::Handles {
     SampleType outType = SampleType::Float32;
     std::vector<const uint8_t*> planes;  // per-channel read positions inside the current frame
     const AVCodec* codec = nullptr;
+    std::shared_ptr<const ffmpeg::PacketIndex> index;
+    QString path;
+
+    // The container as at first open: after a seek by bytes some demuxers no longer know the
+    // timestamps of the first packets, and with them the priming to cut.
+    int reopenInput()
+    {
+        avformat_close_input(&fmt);
+        int err = avformat_open_input(&fmt, QFile::encodeName(path).constData(), nullptr, nullptr);
+        if (err >= 0)
+            err = avformat_find_stream_info(fmt, nullptr);
+        if (err < 0)
+            return err;
+        if (stream >= int(fmt->nb_streams))
+            return AVERROR_INVALIDDATA;
+        for (unsigned i = 0; i < fmt->nb_streams; ++i)
+            fmt->streams[i]->discard = int(i) == stream ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+        return openDecoder();
+    }
 
     // A fresh decoder: flushing keeps some codecs' overlap buffers, which would leak the
     // old position's sound into the first frame after a rewind.
@@ -178,6 +209,7 @@ std::unique_ptr<AudioFileReader> FFmpegAudioReader::open(const QString& path, QS
         if (int(i) != h->stream)
             h->fmt->streams[i]->discard = AVDISCARD_ALL;
     h->codec = codec;
+    h->path = path;
     h->packet = av_packet_alloc();
     h->frame = av_frame_alloc();
     if (!h->packet || !h->frame) {
@@ -198,6 +230,9 @@ std::unique_ptr<AudioFileReader> FFmpegAudioReader::open(const QString& path, QS
     info.dataFormat = dataFormatFor(par);
     info.sampleRate = h->dec->sample_rate;
     info.channels = h->dec->ch_layout.nb_channels;
+    // FFmpeg's native channel bits are WAVE's.
+    if (par->ch_layout.order == AV_CHANNEL_ORDER_NATIVE)
+        info.channelMask = par->ch_layout.u.mask;
     if (info.dataFormat == fourCC("lpcm")) {
         info.formatFlags = pcmFlags(par);
         info.bitsPerSample = par->bits_per_coded_sample;
@@ -215,6 +250,13 @@ std::unique_ptr<AudioFileReader> FFmpegAudioReader::open(const QString& path, QS
         info.lengthIsExact = false;
     } else {
         info.lengthIsExact = false;
+    }
+    if (scannedForIndex(h->fmt)) {
+        h->index = ffmpeg::PacketIndex::forFile(path, h->stream, h->dec->sample_rate);
+        if (h->index) {
+            info.lengthFrames = h->index->length;
+            info.lengthIsExact = true;
+        }
     }
 
     std::unique_ptr<FFmpegAudioReader> reader(new FFmpegAudioReader(std::move(h), info));
@@ -244,7 +286,13 @@ bool FFmpegAudioReader::decodeNextFrame()
             if (mH->frame->nb_samples <= 0)
                 continue;
             int64_t start = mNextFrameStart;
-            if (mResync != Resync::None && mH->frame->best_effort_timestamp != AV_NOPTS_VALUE &&
+            if (mResync == Resync::AfterIndexSeek) {
+                // Frames of packets the index doesn't know can't be placed: skip to one it does.
+                const int64_t packet = mH->frame->pts;
+                if (packet < 0 || packet >= int64_t(mH->index->start.size()))
+                    continue;
+                start = mH->index->start[size_t(packet)];
+            } else if (mResync != Resync::None && mH->frame->best_effort_timestamp != AV_NOPTS_VALUE &&
                 mH->startPts != AV_NOPTS_VALUE) {
                 const int64_t stamped = av_rescale_q(mH->frame->best_effort_timestamp - mH->startPts, mH->timeBase,
                                                      AVRational{1, int(mInfo.sampleRate)});
@@ -291,6 +339,11 @@ bool FFmpegAudioReader::decodeNextFrame()
             continue;
         }
         if (mH->packet->stream_index == mH->stream) {
+            if (mResync == Resync::AfterIndexSeek) {
+                // Each packet carries its number in the index through the decoder.
+                const int64_t packet = mH->index->packetAtPosition(mH->packet->pos);
+                mH->packet->pts = mH->packet->dts = packet >= 0 ? packet : AV_NOPTS_VALUE;
+            }
             if (!mH->sawPacket) {
                 mH->sawPacket = true;
                 mH->firstPacketDts = mH->packet->dts != AV_NOPTS_VALUE ? mH->packet->dts : mH->packet->pts;
@@ -368,6 +421,19 @@ int64_t FFmpegAudioReader::readFile(void* interleaved, int64_t frames, SampleTyp
 
 bool FFmpegAudioReader::rewindToStart()
 {
+    if (mH->index) {
+        // Read again from a fresh open, counting frames as the first read did.
+        if (mH->reopenInput() < 0) {
+            mFailed = true;
+            return false;
+        }
+        mH->sentEndOfStream = false;
+        mEnded = mFailed = mFrameValid = false;
+        mResync = Resync::None;
+        mNextFrameStart = 0;
+        mPosition = 0;
+        return true;
+    }
     // Back to the very first packet, priming included, by its timestamp or else its offset.
     const bool seeked = (mH->firstPacketDts != AV_NOPTS_VALUE &&
                          av_seek_frame(mH->fmt, mH->stream, mH->firstPacketDts, AVSEEK_FLAG_BACKWARD) >= 0) ||
@@ -397,7 +463,8 @@ bool FFmpegAudioReader::seekFile(int64_t frame)
     }
     mFrameValid = false;
     mTarget = frame;
-    if (frame >= mPosition && !mEnded && !mFailed && (!mH->exactSeek || frame - mPosition <= kSeekPrerollFrames)) {
+    const bool farAhead = (mH->exactSeek || mH->index) && frame - mPosition > kSeekPrerollFrames;
+    if (frame >= mPosition && !mEnded && !mFailed && !farAhead) {
         // Ahead of us: decode forward to it.
         return true;
     }
@@ -412,8 +479,26 @@ bool FFmpegAudioReader::seekFile(int64_t frame)
             return true;
         }
     }
+    if (mH->index && seekByIndex(frame))
+        return true;
     if (!rewindToStart())
         return false;
+    mTarget = frame;
+    return true;
+}
+
+bool FFmpegAudioReader::seekByIndex(int64_t frame)
+{
+    const size_t target = mH->index->packetAt(frame);
+    // Near the start, decoding from the very first packet is as quick and keeps its priming.
+    if (target <= kIndexPrerollPackets)
+        return false;
+    const size_t from = target - kIndexPrerollPackets;
+    if (av_seek_frame(mH->fmt, mH->stream, mH->index->position[from], AVSEEK_FLAG_BYTE) < 0 || mH->openDecoder() < 0)
+        return false;
+    mH->sentEndOfStream = false;
+    mEnded = mFailed = false;
+    mResync = Resync::AfterIndexSeek;
     mTarget = frame;
     return true;
 }

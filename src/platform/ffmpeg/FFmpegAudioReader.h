@@ -28,6 +28,7 @@ private:
     // Decodes the next frame into mFrame; false at the end or on an error (mFailed).
     bool decodeNextFrame();
     bool rewindToStart();
+    bool seekByIndex(int64_t frame);
     bool setOutputType(SampleType type);
 
     std::unique_ptr<Handles> mH;
@@ -37,7 +38,8 @@ private:
     int64_t mTarget = -1;         // a seek target still to be reached by decoding, or -1
     // Where the next frame's position comes from: counting, or its timestamp after a seek
     // (trusted) or after a rewind (trusted only when it doesn't overshoot).
-    enum class Resync { None, AfterSeek, AfterRewind };
+    // After a seek through the packet index, the first frame's place comes from its packet.
+    enum class Resync { None, AfterSeek, AfterRewind, AfterIndexSeek };
     Resync mResync = Resync::None;
     bool mFrameValid = false;
     bool mEnded = false;
