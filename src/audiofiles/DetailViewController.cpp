@@ -225,9 +225,11 @@ bool DetailViewController::eventFilter(QObject* watched, QEvent* event)
 void DetailViewController::setDetailItem(const QString& path)
 {
     // The same file again (its row clicked once more): unsaved notes, the trim state and play
-    // stay as they are.
-    if (path == mDetailItem && !path.isEmpty())
+    // stay as they are, unless the file was replaced on disk since it was shown.
+    const platform::FileStamp stamp = platform::FileStamp::of(path);
+    if (path == mDetailItem && !path.isEmpty() && stamp == mDetailStamp)
         return;
+    mDetailStamp = stamp;
     maybeSaveText();
     if (mWaveView->trimMode()) {
         mWaveView->setTrimMode(false);

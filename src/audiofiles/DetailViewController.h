@@ -115,6 +115,7 @@ private:
     void showVolumePanel();
 
     QString mDetailItem;
+    platform::FileStamp mDetailStamp;  // the version of mDetailItem shown
     double mLength = 0;
     bool mIs44k16 = false;
     bool mTextChanged = false;

@@ -1,5 +1,7 @@
 #pragma once
 #include <QByteArray>
+#include <QList>
+#include <QPair>
 #include <QString>
 
 namespace platform {
@@ -11,6 +13,7 @@ struct HttpResponse {
     QByteArray body;
     QString filePath;        // when set, the file's content is sent instead of body
     QString attachmentName;  // when set, the browser is asked to save under this name
+    QList<QPair<QByteArray, QByteArray>> headers;  // further response headers
 
     static HttpResponse data(QByteArray body, QByteArray contentType, int status = 200)
     {

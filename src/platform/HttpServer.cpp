@@ -165,6 +165,8 @@ void sendFile(const httplib::Request& req, httplib::Response& res, const HttpRes
 
 void apply(const httplib::Request& req, httplib::Response& res, const HttpResponse& r)
 {
+    for (const auto& [name, value] : r.headers)
+        res.set_header(toStd(name), toStd(value));
     if (!r.filePath.isEmpty()) {
         sendFile(req, res, r);
         return;

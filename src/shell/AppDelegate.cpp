@@ -11,6 +11,7 @@
 #include "platform/NotificationCenter.h"
 #include "platform/Settings.h"
 #include "recording/AudioEngine.h"
+#include "recording/AudioServerStatus.h"
 #include "recording/UnfinishedRecording.h"
 #include "shell/FilePlayerPreview.h"
 #include "shell/InfoViewController.h"
@@ -25,6 +26,7 @@
 #include <QEvent>
 #include <QFileInfo>
 #include <QGuiApplication>
+#include <QLabel>
 #include <QPropertyAnimation>
 #include <QSplitter>
 #include <QStyle>
@@ -197,7 +199,20 @@ void AppDelegate::createScreens()
     mSplit->setSizes({kMasterColumnWidth, kWindowWidth - kMasterColumnWidth});
     auto* layout = new QVBoxLayout(mWindow.get());
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(mSplit);
+    layout->addWidget(mSplit, 1);
+    mServerMessage = new QLabel;
+    mServerMessage->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    mServerMessage->setObjectName(QStringLiteral("AudioServerMessage"));
+    mServerMessage->setAlignment(Qt::AlignCenter);
+    mServerMessage->setContentsMargins(8, 4, 8, 4);
+    mServerMessage->setStyleSheet(QStringLiteral("background: #4a3d1c; color: #f2e6c4;"));
+    mServerMessage->hide();
+    layout->addWidget(mServerMessage);
+    mServerStatus = std::make_unique<AudioServerStatus>();
+    connect(mServerStatus.get(), &AudioServerStatus::messageChanged, mServerMessage, [label = mServerMessage](const QString& text) {
+        label->setText(text);
+        label->setVisible(!text.isEmpty());
+    });
     mMaster->setFolder(Utils::documentsURL());
     mWindow->showMaximized();
 }

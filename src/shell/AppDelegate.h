@@ -11,6 +11,8 @@ class FilePlayerPreview;
 class MasterViewController;
 class MyWebUploader;
 class NavigationController;
+class AudioServerStatus;
+class QLabel;
 class QSplitter;
 class QWidget;
 
@@ -49,6 +51,8 @@ public:
     MyWebUploader* webUploader() const { return mWebUploader.get(); }
 
     QWidget* window() const { return mWindow.get(); }
+    // The line at the foot of the window that says when the audio server went and came back.
+    QLabel* serverMessage() const { return mServerMessage; }
     QSplitter* splitViewController() const { return mSplit; }
     NavigationController* libraryNavigationController() const { return mLibraryNavigation; }
     NavigationController* detailNavigationController() const { return mDetailNavigation; }
@@ -78,6 +82,8 @@ private:
     QPointer<QWidget> mInfo;
     std::unique_ptr<MyWebUploader> mWebUploader;
     std::unique_ptr<FilePlayerPreview> mPreview;
+    std::unique_ptr<AudioServerStatus> mServerStatus;
+    QLabel* mServerMessage = nullptr;  // the window's word on the audio server, hidden when none
     bool mEngineSetUp = false;
     platform::ScopedObserver mInterruptionBegan;
     platform::ScopedObserver mInterruptionEnded;

@@ -9,6 +9,7 @@
 
 #include <QDateTime>
 #include <QApplication>
+#include <QFile>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -16,7 +17,7 @@
 namespace {
 
 constexpr int kUsageExit = 2;
-const char* const kUsage = "usage: wavelocker [--library DIR] [--serve [--port N] [--upload-quota MB]]\n";
+const char* const kUsage = "usage: wavelocker [--library DIR] [--serve [--port N] [--upload-quota MB] [--password-file FILE]]\n";
 constexpr qint64 kMegabyte = 1024 * 1024;
 
 struct Options {
@@ -24,7 +25,20 @@ struct Options {
     QString library;
     int port = GCDWebServer::kDefaultPort;
     qint64 uploadQuotaMB = 0;
+    QString password;
 };
+
+// The first line of the file, without its line end; empty when unreadable.
+QString readPassword(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    QByteArray line = file.readLine(4096);
+    while (line.endsWith('\n') || line.endsWith('\r'))
+        line.chop(1);
+    return QString::fromUtf8(line);
+}
 
 // The application object depends on --serve, so it is looked for before Qt sees argv.
 bool wantsServe(int argc, char** argv)
@@ -50,6 +64,12 @@ std::optional<Options> parse(QStringList args)
             options.port = args.takeFirst().toInt(&ok);
             if (!ok || options.port < 0 || options.port > 65535) {
                 std::fprintf(stderr, "wavelocker: --port wants a number from 0 to 65535\n%s", kUsage);
+                return std::nullopt;
+            }
+        } else if (a == QLatin1String("--password-file") && !args.isEmpty()) {
+            options.password = readPassword(args.takeFirst());
+            if (options.password.isEmpty()) {
+                std::fprintf(stderr, "wavelocker: --password-file wants a readable file with the password on its first line\n%s", kUsage);
                 return std::nullopt;
             }
         } else if (a == QLatin1String("--upload-quota") && !args.isEmpty()) {
@@ -95,6 +115,7 @@ int main(int argc, char** argv)
     if (serve) {
         platform::log(QStringLiteral("Serving the library at %1").arg(Utils::documentsURL()));
         delegate.webUploader()->setUploadQuota(options->uploadQuotaMB * kMegabyte);
+        delegate.webUploader()->setPassword(options->password);
         // The empty Bonjour name publishes under this machine's name; the server logs its address.
         if (!delegate.webUploader()->startWithPort(options->port, QStringLiteral("")))
             return 1;

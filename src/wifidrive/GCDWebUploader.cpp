@@ -171,6 +171,11 @@ std::optional<HttpResponse> GCDWebUploader::checkRequest(const HttpRequest& requ
     const QByteArray host = request.header("host");
     if (!WebRequestGuard::hostAllowed(host, ownHostNames()))
         return refuse(403, QStringLiteral("Unknown host \"%1\"").arg(QString::fromLatin1(host)));
+    if (!mPassword.isEmpty() && !WebRequestGuard::passwordMatches(request.header("authorization"), mPassword)) {
+        HttpResponse challenge = refuse(401, QStringLiteral("Password required"));
+        challenge.headers.append({"WWW-Authenticate", "Basic realm=\"" + kAppName.toUtf8() + "\", charset=\"UTF-8\""});
+        return challenge;
+    }
     if (request.method != "GET" && request.method != "HEAD"
         && !WebRequestGuard::sameOrigin(host, request.header("origin"), request.header("referer")))
         return refuse(403, QStringLiteral("Changes from another web site are not allowed"));

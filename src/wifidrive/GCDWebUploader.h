@@ -29,6 +29,8 @@ public:
     const QSet<QString>& allowedFileExtensions() const { return mAllowedFileExtensions; }
     // The most bytes one upload request may bring; beyond it the upload stops with 413 (0: no limit).
     void setUploadQuota(qint64 bytes) { http().setUploadQuota(bytes); }
+    // When not empty, every request must bring it by HTTP authentication (any user name).
+    void setPassword(const QString& password) { mPassword = password.toUtf8(); }
     void setAllowHiddenItems(bool allow) { mAllowHiddenItems = allow; }
     bool allowHiddenItems() const { return mAllowHiddenItems; }
 
@@ -90,6 +92,7 @@ private:
     GCDWebUploaderDelegate* mDelegate = nullptr;
     QSet<QString> mAllowedFileExtensions;
     bool mAllowHiddenItems = false;
+    QByteArray mPassword;
     QString mTitle, mHeader, mPrologue, mEpilogue, mFooter;
     bool mRoutesInstalled = false;
 };

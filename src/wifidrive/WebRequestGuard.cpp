@@ -102,4 +102,21 @@ bool sameOrigin(const QByteArray& hostHeader, const QByteArray& origin, const QB
     return theirs && ours && *theirs == *ours;
 }
 
+bool passwordMatches(const QByteArray& authorization, const QByteArray& password)
+{
+    const QByteArray value = authorization.trimmed();
+    if (value.size() < 6 || qstrnicmp(value.constData(), "basic ", 6) != 0)
+        return false;
+    const QByteArray decoded = QByteArray::fromBase64(value.mid(6).trimmed());
+    const qsizetype colon = decoded.indexOf(':');
+    if (colon < 0)
+        return false;
+    const QByteArray given = decoded.mid(colon + 1);
+    // Same time whatever the first wrong byte: no guessing byte by byte.
+    unsigned char difference = given.size() == password.size() ? 0 : 1;
+    for (qsizetype i = 0; i < password.size(); ++i)
+        difference |= static_cast<unsigned char>(password[i] ^ (given.isEmpty() ? 0 : given[i % given.size()]));
+    return difference == 0;
+}
+
 }  // namespace WebRequestGuard

@@ -23,4 +23,7 @@ bool hostAllowed(const QByteArray& hostHeader, const QStringList& ownNames);
 // programs, not from pages, and pass.
 bool sameOrigin(const QByteArray& hostHeader, const QByteArray& origin, const QByteArray& referer);
 
+// True when an "Authorization: Basic" header carries password (the user name is not asked for).
+bool passwordMatches(const QByteArray& authorization, const QByteArray& password);
+
 }  // namespace WebRequestGuard

@@ -33,6 +33,15 @@ TEST(DetailViewController, ShowsWaveformFollowsRenamesAndDeletesAndSavesNotes)
     ASSERT_TRUE(waitUntil([&] { return !detail.waveView()->cache()->isLoading(); }));
     EXPECT_TRUE(detail.waveView()->cache()->isCached(wav));
 
+    // An export over the file under the same name: its row clicked again shows the new file.
+    const QString exported = lib + "/export.wav";
+    ASSERT_TRUE(writeToneWav(exported, 1, 44100, 3 * 44100));
+    ASSERT_TRUE(QFile::remove(wav) && QFile::rename(exported, wav));
+    detail.setDetailItem(wav);
+    EXPECT_EQ(detail.infoText().toStdString(), "1 ch WAVE LPCM\n16 bit 44100 Hz\n00:03.000");
+    EXPECT_DOUBLE_EQ(detail.waveView()->totalLength(), 3.0);
+    ASSERT_TRUE(waitUntil([&] { return !detail.waveView()->cache()->isLoading(); }));
+
     // A rename keeps the cached waveform under the new name: showing it reads nothing.
     const QString moved = lib + "/take 2.wav";
     ASSERT_TRUE(QFile::rename(wav, moved));

@@ -4,6 +4,7 @@
 #include "support/TempTree.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <vector>
@@ -256,6 +257,9 @@ TEST(AudioFileReader, VbrMp3WithoutHeaderHasItsExactLengthAndSeeksExactlyNearThe
     EXPECT_TRUE(reader->info().lengthIsExact);
     EXPECT_NEAR(double(reader->lengthFrames()), double(decodedFrames), 1152.0);
     EXPECT_NEAR(reader->duration(), 360.0, 0.2);
+    // The average rate over the stream, not the first frame's.
+    const double average = double(QFileInfo(mp3).size()) * 8 / 360.0;
+    EXPECT_NEAR(double(reader->bitRate()), average, average * 0.03);
 
     // Minute 5:30 and a frame just before the end, in that order and back, sample for sample.
     const auto* reference = reinterpret_cast<const float*>(whole.constData());

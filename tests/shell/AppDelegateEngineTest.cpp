@@ -7,6 +7,7 @@
 #include "support/PlaybackFixtures.h"
 #include "support/TempTree.h"
 
+#include <QLabel>
 #include <gtest/gtest.h>
 
 using namespace testsupport;
@@ -88,11 +89,18 @@ TEST(AppDelegateEngine, InterruptionStopsAndResumesWhatPlayed)
     EXPECT_TRUE(logs.contains("Pausing player"));
     EXPECT_FALSE(player->isPlaying());
     EXPECT_FALSE(engine->isRunning());
+    // The window says so, without a dialog in the way.
+    QLabel* message = delegate.serverMessage();
+    ASSERT_TRUE(message);
+    EXPECT_FALSE(message->isHidden());
+    EXPECT_TRUE(message->text().startsWith("The audio server went away at ")) << message->text().toStdString();
 
     // It comes back: the engine restarts and play goes on from where it was.
     ASSERT_TRUE(server.start());
     ASSERT_TRUE(waitUntil([&] { return logs.contains("Audio session interruption end"); }, 10000));
     EXPECT_TRUE(logs.contains("Resuming player"));
+    EXPECT_TRUE(message->text().startsWith("The audio server came back at ")) << message->text().toStdString();
+    EXPECT_FALSE(message->isHidden());
     EXPECT_TRUE(engine->isRunning());
     EXPECT_TRUE(player->isPlaying());
     EXPECT_GE(player->getCurrentTime(), before);

@@ -360,3 +360,25 @@ TEST(WebUploaderMounts, LibraryOnItsOwnFileSystemOrBehindALinkAcceptsUploads)
     EXPECT_TRUE(everything(outside).isEmpty());
     EXPECT_TRUE(QDir(tree.path("disk/.wavelocker-uploads")).entryList(QDir::Files | QDir::Hidden).isEmpty());
 }
+
+TEST_F(UploaderFixture, PasswordGuardsEveryRouteWhenSet)
+{
+    writeFile(lib + "/a.wav", "A");
+    uploader->setPassword(QStringLiteral("s\u00e9same"));
+    start();
+    const QByteArray good = "Basic " + QByteArray("anyone:s\xc3\xa9same").toBase64();
+    for (const QByteArray& target : {QByteArray("/"), QByteArray("/list?path=/"), QByteArray("/download?path=a.wav")}) {
+        for (const QByteArray& wrong : {QByteArray(), "Basic " + QByteArray("anyone:sesame").toBase64(),
+                                        "Basic " + QByteArray("anyone:s\xc3\xa9same!").toBase64(), QByteArray("Bearer x")}) {
+            const HttpReply r = client->get(target, wrong.isEmpty() ? QList<QPair<QByteArray, QByteArray>>{}
+                                                                   : QList<QPair<QByteArray, QByteArray>>{{"Authorization", wrong}});
+            EXPECT_EQ(r.status, 401) << target.constData() << " " << wrong.constData();
+            EXPECT_TRUE(r.header("www-authenticate").startsWith("Basic realm="));
+            EXPECT_NE(r.body, "A");
+        }
+        EXPECT_EQ(client->get(target, {{"Authorization", good}}).status, 200) << target.constData();
+    }
+    const QByteArray own = "127.0.0.1:" + QByteArray::number(uploader->port());
+    EXPECT_EQ(client->raw(post("/delete", formBody({{"path", "a.wav"}}), kFormType, own, "http://" + own)).status, 401);
+    EXPECT_TRUE(QFileInfo::exists(lib + "/a.wav"));
+}

@@ -256,6 +256,9 @@ std::unique_ptr<AudioFileReader> FFmpegAudioReader::open(const QString& path, QS
         if (h->index) {
             info.lengthFrames = h->index->length;
             info.lengthIsExact = true;
+            // The first frame's rate says little of a VBR file: the average over the stream.
+            if (h->index->length > 0)
+                info.bitRate = h->index->bytes * 8 * h->dec->sample_rate / h->index->length;
         }
     }
 

@@ -52,6 +52,7 @@ std::shared_ptr<const PacketIndex> scan(const QString& path, int stream, int sam
             if (const uint8_t* skip = av_packet_get_side_data(packet.get(), AV_PKT_DATA_SKIP_SAMPLES, &sideSize);
                 skip && sideSize >= 8)
                 duration -= int64_t(AV_RL32(skip)) + int64_t(AV_RL32(skip + 4));
+            index->bytes = packet->pos + packet->size;
             index->position.push_back(packet->pos);
             index->start.push_back(frames);
             frames += std::max<int64_t>(duration, 0);
@@ -61,6 +62,7 @@ std::shared_ptr<const PacketIndex> scan(const QString& path, int stream, int sam
     if (index->position.empty() || !std::is_sorted(index->position.begin(), index->position.end()))
         return nullptr;
     index->length = frames;
+    index->bytes -= index->position.front();
     index->position.shrink_to_fit();
     index->start.shrink_to_fit();
     return index;

@@ -1,0 +1,44 @@
+#include "recording/AudioServerStatus.h"
+
+#include "platform/HostEngine.h"
+
+#include <QTime>
+
+namespace {
+
+QString now() { return QTime::currentTime().toString(QStringLiteral("HH:mm:ss")); }
+
+}  // namespace
+
+AudioServerStatus::AudioServerStatus(QObject* parent) : QObject(parent)
+{
+    mClear.setSingleShot(true);
+    mClear.setInterval(kBackMessageMs);
+    connect(&mClear, &QTimer::timeout, this, [this] { setMessage({}); });
+    mBegan = platform::ScopedObserver(QLatin1String(platform::HostEngine::kInterruptionBegan), [this](const auto&) {
+        mClear.stop();
+        setMessage(wentAwayText(now()));
+    });
+    mEnded = platform::ScopedObserver(QLatin1String(platform::HostEngine::kInterruptionEnded), [this](const auto&) {
+        setMessage(cameBackText(now()));
+        mClear.start();
+    });
+}
+
+QString AudioServerStatus::wentAwayText(const QString& time)
+{
+    return QStringLiteral("The audio server went away at %1. Audio is silent until it comes back.").arg(time);
+}
+
+QString AudioServerStatus::cameBackText(const QString& time)
+{
+    return QStringLiteral("The audio server came back at %1.").arg(time);
+}
+
+void AudioServerStatus::setMessage(const QString& message)
+{
+    if (message == mMessage)
+        return;
+    mMessage = message;
+    emit messageChanged(message);
+}

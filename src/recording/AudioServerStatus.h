@@ -1,0 +1,33 @@
+#pragma once
+#include "platform/NotificationCenter.h"
+
+#include <QObject>
+#include <QString>
+#include <QTimer>
+
+// The short word the window gives when the audio server goes away and when it comes back.
+// The message that it is back clears itself after a while; the one that it is gone stays
+// until it returns.
+class AudioServerStatus : public QObject {
+    Q_OBJECT
+public:
+    static constexpr int kBackMessageMs = 6000;
+
+    explicit AudioServerStatus(QObject* parent = nullptr);
+
+    QString message() const { return mMessage; }
+
+    static QString wentAwayText(const QString& time);
+    static QString cameBackText(const QString& time);
+
+signals:
+    void messageChanged(const QString& message);
+
+private:
+    void setMessage(const QString& message);
+
+    QString mMessage;
+    QTimer mClear;
+    platform::ScopedObserver mBegan;
+    platform::ScopedObserver mEnded;
+};
