@@ -20,13 +20,10 @@ const QString kNoteSuffix = QStringLiteral(".txt");
 
 bool taken(const QString& path) { return QFileInfo::exists(path) || QFileInfo(path).isSymLink(); }
 
-// rename(2) with the system's reason on failure.
+// The library's one mover: no replacing, and across file systems when it has to.
 bool moveItem(const QString& from, const QString& to, QString* error)
 {
-    if (std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0)
-        return true;
-    *error = QString::fromLocal8Bit(std::strerror(errno));
-    return false;
+    return Utils::moveItemNoReplace(from, to, error);
 }
 
 QString nameOf(const QString& path) { return QFileInfo(path).fileName(); }
@@ -55,7 +52,42 @@ QString deleteManyTitle(const QString& folder, qsizetype count)
     return QStringLiteral("%1 %2 items?").arg(deleteWordForFolder(folder)).arg(count);
 }
 
-bool deleteItem(const QString& path) { return Utils::trashItemAtPath(path); }
+namespace {
+bool trashReporting(const QString& path, const QDateTime& timestamp)
+{
+    QString error;
+    if (Utils::trashItemAtPath(path, timestamp, &error))
+        return true;
+    const bool forGood = Utils::pathIsInsideTrashcan(path);
+    Utils::showAlert(forGood ? QStringLiteral("Delete") : QStringLiteral("Trash"),
+                     (forGood ? QStringLiteral("Could not delete '%1': %2")
+                              : QStringLiteral("Could not move '%1' to the Trash: %2"))
+                         .arg(nameOf(path), error));
+    return false;
+}
+}  // namespace
+
+std::optional<DeleteQuestion> deleteQuestion(const QString& path, bool isDirectory)
+{
+    const QString word = deleteWord(path);
+    if (isDirectory)
+        return DeleteQuestion{folderDeleteTitle(path), kFolderDeleteMessage, word};
+    // Outside the trash a file can be put back, so it goes at once; inside, it is gone for good.
+    if (Utils::pathIsInsideTrashcan(path))
+        return DeleteQuestion{QStringLiteral("%1 file?").arg(word),
+                              QStringLiteral("'%1' will be deleted for good.").arg(nameOf(path)), word};
+    return std::nullopt;
+}
+
+bool deleteItem(const QString& path)
+{
+    if (Utils::pathIsSystemItem(path)) {
+        Utils::showAlert(QStringLiteral("Oops"),
+                         QStringLiteral("'%1' is a system item and can't be deleted!").arg(nameOf(path)));
+        return false;
+    }
+    return trashReporting(path, {});
+}
 
 int deleteMany(const QStringList& paths, const QDateTime& timestamp)
 {
@@ -66,7 +98,7 @@ int deleteMany(const QStringList& paths, const QDateTime& timestamp)
                              QStringLiteral("'%1' is a system item and can't be deleted!").arg(nameOf(path)));
             continue;
         }
-        if (Utils::trashItemAtPath(path, timestamp))
+        if (trashReporting(path, timestamp))
             ++removed;
     }
     return removed;
@@ -95,7 +127,7 @@ QList<std::pair<QString, QString>> moveItems(const QStringList& paths, const QSt
         else
             Utils::showAlert(QStringLiteral("Move item"), error);
     }
-    if (QFileInfo(listedFolder).path() == Utils::trashcanURL())
+    if (Utils::pathIsTrashcan(QFileInfo(listedFolder).path()))
         Utils::maybeDeleteEmptyFolder(listedFolder);
     return moved;
 }
@@ -107,7 +139,8 @@ QString renameItem(const QString& path, const QString& newName)
                          QStringLiteral("'%1' is a system item and can't be moved!").arg(nameOf(path)));
         return {};
     }
-    const QString target = QFileInfo(path).path() + QLatin1Char('/') + newName;
+    // A name never leads into another folder.
+    const QString target = QFileInfo(path).path() + QLatin1Char('/') + QString(newName).replace(QLatin1Char('/'), QLatin1Char('_'));
     if (!Utils::checkNotInbox(target))
         return {};
     if (taken(target)) {
@@ -176,10 +209,10 @@ std::optional<quint64> folderSize(const QString& path, const std::atomic<bool>* 
     return total;
 }
 
-bool copyItem(const QString& source, const QString& target, QString* error)
+namespace {
+bool copyInto(const QString& source, const QString& target, QString* error)
 {
-    QString ignored;
-    QString& why = error ? *error : ignored;
+    QString& why = *error;
     const QFileInfo info(source);
     if (taken(target)) {
         why = QStringLiteral("'%1' already exists").arg(nameOf(target));
@@ -206,10 +239,44 @@ bool copyItem(const QString& source, const QString& target, QString* error)
     const QStringList names =
         QDir(source).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
     for (const QString& name : names) {
-        if (!copyItem(source + QLatin1Char('/') + name, target + QLatin1Char('/') + name, &why)) {
+        if (!copyInto(source + QLatin1Char('/') + name, target + QLatin1Char('/') + name, &why)) {
             QDir(target).removeRecursively();
             return false;
         }
+    }
+    return true;
+}
+}  // namespace
+
+bool copyItem(const QString& source, const QString& target, QString* error)
+{
+    QString ignored;
+    QString& why = error ? *error : ignored;
+    const QFileInfo info(source);
+    // A file copy is already built aside and renamed without replacing; a folder is built
+    // under a hidden name, so a failure or a kill never leaves half a folder under its name.
+    if (!info.isDir() || info.isSymLink())
+        return copyInto(source, target, &why);
+    if (taken(target)) {
+        why = QStringLiteral("'%1' already exists").arg(nameOf(target));
+        return false;
+    }
+    const QString into = QFileInfo(QFileInfo(target).path()).canonicalFilePath() + QLatin1Char('/');
+    if (into.startsWith(info.canonicalFilePath() + QLatin1Char('/'))) {
+        why = QStringLiteral("'%1' can't be copied into itself").arg(nameOf(source));
+        return false;
+    }
+    const QString part = Utils::partPathBeside(target);
+    if (part.isEmpty() || !copyInto(source, part, &why)) {
+        if (!part.isEmpty())
+            Utils::removeItem(part);
+        return false;
+    }
+    if (const int result = Utils::renameNoReplace(part, target); result != 0) {
+        Utils::removeItem(part);
+        why = result == EEXIST ? QStringLiteral("'%1' already exists").arg(nameOf(target))
+                               : QString::fromLocal8Bit(std::strerror(result));
+        return false;
     }
     return true;
 }

@@ -20,10 +20,19 @@ QString deleteWordForFolder(const QString& folder);
 QString folderDeleteTitle(const QString& path);                    // "Trash folder?"
 QString deleteManyTitle(const QString& folder, qsizetype count);   // "Trash 3 items?"
 
-// Trashes (or, inside the trash, deletes) one item.
+// The one question asked before an item goes: a folder always, a file only inside the trash,
+// where removal is for good. The item goes when the answer is word.
+struct DeleteQuestion {
+    QString title;
+    QString message;
+    QString word;
+};
+std::optional<DeleteQuestion> deleteQuestion(const QString& path, bool isDirectory);
+
+// Trashes (or, inside the trash, deletes) one item; a system item or a failure is shown.
 bool deleteItem(const QString& path);
-// Trashes every item into one batch named by timestamp; system items are refused with an
-// alert. Answers how many items were removed.
+// Trashes every item into one batch named by timestamp; system items are refused and failures
+// shown with an alert. Answers how many items were removed.
 int deleteMany(const QStringList& paths, const QDateTime& timestamp);
 
 // Moves every item into destination, skipping clashes and system items with an alert.

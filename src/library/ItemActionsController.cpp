@@ -186,13 +186,13 @@ QMessageBox* ItemActionsController::ask(const QString& title, const QString& tex
 
 void ItemActionsController::deleteItem(const LibraryItem& item)
 {
-    if (!item.isDirectory) {
+    const auto question = FileActions::deleteQuestion(item.path, item.isDirectory);
+    if (!question) {
         FileActions::deleteItem(item.path);
         return;
     }
-    const QString word = FileActions::deleteWord(item.path);
-    ask(FileActions::folderDeleteTitle(item.path), FileActions::kFolderDeleteMessage, {kCancel, word},
-        [path = item.path, word](const QString& answer) {
+    ask(question->title, question->message, {kCancel, question->word},
+        [path = item.path, word = question->word](const QString& answer) {
             if (answer == word)
                 FileActions::deleteItem(path);
         });

@@ -3,9 +3,11 @@
 #include "library/Utils.h"
 #include "platform/TypeIdentifiers.h"
 
-QList<ItemMenuEntry> itemMenuEntries(const QString& path, bool isDirectory, bool isSys)
+QList<ItemMenuEntry> itemMenuEntries(const QString& path, bool isDirectory, bool listedAsSystem)
 {
     QList<ItemMenuEntry> entries;
+    // The row's flag may be stale or the path spelled another way ("..", a linked folder).
+    const bool isSys = listedAsSystem || Utils::pathIsSystemItem(path);
     const QString type = Utils::typeForPath(path);
     // The mixer plays sampled audio only, and cannot reach the private documents folder.
     if (!isDirectory && Utils::fileIsAudio(path) && type != QLatin1String("public.midi-audio")

@@ -17,5 +17,5 @@ enum class ItemMenuEntry {
     MoveToTrash,
 };
 
-QList<ItemMenuEntry> itemMenuEntries(const QString& path, bool isDirectory, bool isSys);
+QList<ItemMenuEntry> itemMenuEntries(const QString& path, bool isDirectory, bool listedAsSystem);
 QString itemMenuTitle(ItemMenuEntry entry);

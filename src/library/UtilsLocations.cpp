@@ -2,6 +2,7 @@
 
 #include "platform/Alerts.h"
 #include "platform/Locations.h"
+#include "platform/Log.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -15,7 +16,13 @@ struct Cached {
     QString localDocuments;
     QString link;
     QString trash;
+    // The same, resolved: what system items are recognised by.
+    QString realDocuments;
+    QString realLink;
+    QString realTrash;
 };
+
+constexpr int kMoveAsideAttempts = 100;
 
 std::mutex gMutex;
 std::optional<Cached> gCached;
@@ -30,6 +37,10 @@ const Cached& cached()
         c.localDocuments = platform::Locations::privateDocuments();
         c.link = c.documents + QStringLiteral("/iTunes File Sharing");
         c.trash = c.documents + QStringLiteral("/Trash");
+        const QString real = QFileInfo(c.documents).canonicalFilePath();
+        c.realDocuments = real.isEmpty() ? QDir::cleanPath(c.documents) : real;
+        c.realLink = c.realDocuments + QStringLiteral("/iTunes File Sharing");
+        c.realTrash = c.realDocuments + QStringLiteral("/Trash");
         gCached = c;
     }
     return *gCached;
@@ -44,6 +55,34 @@ QString resolved(const QString& path)
     const QFileInfo info(path);
     const QString parent = QFileInfo(info.path()).canonicalFilePath();
     return parent.isEmpty() ? QDir::cleanPath(path) : parent + QLatin1Char('/') + info.fileName();
+}
+
+QString withoutTrailingSlashes(const QString& path)
+{
+    QString trimmed = path;
+    while (trimmed.size() > 1 && trimmed.endsWith(QLatin1Char('/')))
+        trimmed.chop(1);
+    return trimmed;
+}
+
+bool isDots(const QString& name)
+{
+    return name.isEmpty() || name == QLatin1String(".") || name == QLatin1String("..");
+}
+
+// What a path names: its folder resolved and its own name kept, so a link is itself and not
+// what it points to; "." and ".." are resolved whole.
+QString identity(const QString& path)
+{
+    const QString trimmed = withoutTrailingSlashes(path);
+    const QFileInfo info(trimmed);
+    const QString name = info.fileName();
+    if (isDots(name))
+        return resolved(trimmed);
+    const QString parent = QFileInfo(info.path()).canonicalFilePath();
+    if (parent.isEmpty())
+        return QDir::cleanPath(trimmed);
+    return parent == QLatin1String("/") ? parent + name : parent + QLatin1Char('/') + name;
 }
 
 QString resolvedLocalDocuments()
@@ -71,10 +110,52 @@ bool pathIsInbox(const QString& path)
     return resolved(path) == resolvedLocalDocuments() + QStringLiteral("/Inbox");
 }
 
-bool pathIsLocalDocumentsLink(const QString& path) { return path == cached().link; }
-bool pathIsTrashcan(const QString& path) { return path == cached().trash; }
-bool pathIsSystemItem(const QString& path) { return pathIsLocalDocumentsLink(path) || path == cached().trash; }
-bool pathIsInsideTrashcan(const QString& path) { return path.startsWith(cached().trash + QLatin1Char('/')); }
+namespace {
+
+enum class SystemItem { None, Library, Link, Trash };
+
+SystemItem systemItemAt(const QString& path)
+{
+    const Cached& c = cached();
+    const QString trimmed = withoutTrailingSlashes(path);
+    const QString name = QFileInfo(trimmed).fileName();
+    const bool dots = isDots(name);
+    const bool link = !dots && QFileInfo(trimmed).isSymLink();
+    // Listings ask for every row: most names cannot be a system item, and cost no resolving.
+    if (!dots && !link && name != QLatin1String("Trash") && name != QLatin1String("iTunes File Sharing")
+        && name != QFileInfo(c.realDocuments).fileName())
+        return SystemItem::None;
+    const QString named = identity(trimmed);
+    if (named == c.realLink)
+        return SystemItem::Link;
+    if (named == c.realTrash)
+        return SystemItem::Trash;
+    if (named == c.realDocuments)
+        return SystemItem::Library;
+    if (!link)
+        return SystemItem::None;
+    // A link made elsewhere that leads to a system folder stands for it.
+    const QString leads = QFileInfo(trimmed).canonicalFilePath();
+    if (leads.isEmpty())
+        return SystemItem::None;
+    if (leads == c.realTrash)
+        return SystemItem::Trash;
+    if (leads == c.realDocuments)
+        return SystemItem::Library;
+    return leads == resolvedLocalDocuments() ? SystemItem::Link : SystemItem::None;
+}
+
+}  // namespace
+
+bool pathIsLibraryRoot(const QString& path) { return systemItemAt(path) == SystemItem::Library; }
+bool pathIsLocalDocumentsLink(const QString& path) { return systemItemAt(path) == SystemItem::Link; }
+bool pathIsTrashcan(const QString& path) { return systemItemAt(path) == SystemItem::Trash; }
+bool pathIsSystemItem(const QString& path) { return systemItemAt(path) != SystemItem::None; }
+
+bool pathIsInsideTrashcan(const QString& path)
+{
+    return identity(path).startsWith(cached().realTrash + QLatin1Char('/'));
+}
 
 bool pathIsInsideLocalDocs(const QString& path)
 {
@@ -83,7 +164,7 @@ bool pathIsInsideLocalDocs(const QString& path)
 
 bool checkNotInbox(const QString& path)
 {
-    if (path == cached().localDocuments + QStringLiteral("/Inbox")) {
+    if (pathIsInbox(path)) {
         showAlert(QStringLiteral("Sorry"),
                   QStringLiteral("'Inbox' is reserved by the system, please choose another name."));
         return false;
@@ -100,6 +181,63 @@ bool checkPathIsLocalDocumentsLink(const QString& path, QObject* viewController)
                              "apps via the Wavelocker Document Picker, due to technical reasons."),
               viewController);
     return true;
+}
+
+namespace {
+
+// Moves what the user keeps under a system item's name to the first free "name(N)".
+bool moveAside(const QString& path, QList<std::pair<QString, QString>>& moved)
+{
+    for (int attempt = 0; attempt < kMoveAsideAttempts; ++attempt) {
+        const QString aside = uniquePathKeepingDot(path);
+        QString error;
+        bool taken = false;
+        if (moveItemNoReplace(path, aside, &error, &taken)) {
+            platform::log(QStringLiteral("Moved '%1' aside to '%2': the name is reserved by the system")
+                              .arg(QFileInfo(path).fileName(), QFileInfo(aside).fileName()));
+            moved.append({path, aside});
+            return true;
+        }
+        if (!taken) {
+            platform::log(QStringLiteral("ERROR moving '%1' aside: %2").arg(path, error));
+            return false;
+        }
+    }
+    return false;
+}
+
+bool isLinkTo(const QString& path, const QString& target)
+{
+    const QFileInfo info(path);
+    return info.isSymLink() && info.symLinkTarget() == QFileInfo(target).absoluteFilePath();
+}
+
+}  // namespace
+
+QList<std::pair<QString, QString>> prepareSystemItems()
+{
+    QList<std::pair<QString, QString>> moved;
+    const QString local = localDocumentsURL();
+    const QString link = localDocumentsLinkURL();
+    const QString trash = trashcanURL();
+    QDir().mkpath(local);
+    // Rebuilt at every start, so a moved data folder never leaves a stale link behind; only a
+    // link is ever removed, a real item is the user's.
+    const QFileInfo linkInfo(link);
+    if (!isLinkTo(link, local)) {
+        if (linkInfo.isSymLink()) {
+            if (QFile::remove(link))
+                platform::log(QStringLiteral("Removed old iTunes File Sharing link"));
+        } else if (linkInfo.exists()) {
+            moveAside(link, moved);
+        }
+        if (QFile::link(local, link))
+            platform::log(QStringLiteral("Created new iTunes File Sharing link"));
+    }
+    const QFileInfo trashInfo(trash);
+    if ((trashInfo.exists() || trashInfo.isSymLink()) && (!trashInfo.isDir() || trashInfo.isSymLink()))
+        moveAside(trash, moved);
+    return moved;
 }
 
 void showAlert(const QString& title, const QString& message, QObject* controller)

@@ -8,6 +8,7 @@
 namespace Utils {
 namespace {
 const QString kBatchPattern = QStringLiteral("yyyy-MM-dd HH:mm:ss");
+constexpr int kMaxBatchAttempts = 1000;
 
 }  // namespace
 
@@ -19,24 +20,46 @@ bool removeItem(const QString& path)
     return QFile::remove(path);
 }
 
-bool trashItemAtPath(const QString& path, const QDateTime& timestamp)
+bool trashItemAtPath(const QString& path, const QDateTime& timestamp, QString* error)
 {
+    QString ignored;
+    QString& why = error ? *error : ignored;
     const QString trash = trashcanURL();
     if (pathIsInsideTrashcan(path)) {
-        removeItem(path);
+        const bool removed = removeItem(path);
+        if (!removed)
+            why = QStringLiteral("'%1' could not be deleted").arg(QFileInfo(path).fileName());
         const QString parent = QFileInfo(path).path();
-        if (QFileInfo(parent).path() == trash)
+        if (pathIsTrashcan(QFileInfo(parent).path()))
             maybeDeleteEmptyFolder(parent);
-        return true;
+        return removed;
     }
-    const QDateTime when = timestamp.isValid() ? timestamp : QDateTime::currentDateTime();
-    const QString batch = trash + QLatin1Char('/') + when.toString(kBatchPattern);
-    QDir().mkpath(batch);
-    const QString target = batch + QLatin1Char('/') + QFileInfo(path).fileName();
-    // rename(2) would replace an existing file: a clash must fail instead.
-    if (QFileInfo::exists(target) || QFileInfo(target).isSymLink())
+    // A Trash that is a file or a link would send the item out of the library.
+    QDir().mkdir(trash);
+    const QFileInfo trashInfo(trash);
+    if (!trashInfo.isDir() || trashInfo.isSymLink()) {
+        why = QStringLiteral("The Trash is not a folder");
         return false;
-    return QDir().rename(path, target);
+    }
+    const bool ownBatch = !timestamp.isValid();
+    const QDateTime when = ownBatch ? QDateTime::currentDateTime() : timestamp;
+    const QString stamp = trash + QLatin1Char('/') + when.toString(kBatchPattern);
+    const QString name = QFileInfo(path).fileName();
+    for (int counter = 0; counter < kMaxBatchAttempts; ++counter) {
+        const QString batch = counter == 0 ? stamp : QStringLiteral("%1(%2)").arg(stamp).arg(counter);
+        const bool created = QDir().mkdir(batch);
+        if (!created && (ownBatch || !QFileInfo(batch).isDir() || QFileInfo(batch).isSymLink()))
+            continue;  // a single trash never joins someone else's batch
+        bool taken = false;
+        if (moveItemNoReplace(path, batch + QLatin1Char('/') + name, &why, &taken))
+            return true;
+        if (created)
+            QDir().rmdir(batch);
+        if (!taken)
+            return false;
+    }
+    why = QStringLiteral("No free name in the Trash");
+    return false;
 }
 
 void maybeDeleteEmptyFolder(const QString& path)

@@ -73,6 +73,7 @@ bool AppDelegate::didFinishLaunching()
     fixNewDocumentsFolder();
     checkTrash();
     createWebUploader();
+    reportMovedAsideItems();
     recoverUnfinishedRecording();
     AudioEngine::setAutoPlayNext(platform::Settings::value(kAutoPlayNext).toBool());
     observeLifecycle();
@@ -161,14 +162,19 @@ void AppDelegate::linkLocalDocuments()
 {
     // The cached locations are made here, on the main thread, before any queue asks for them.
     Utils::documentsURL();
-    const QString local = Utils::localDocumentsURL();
-    const QString link = Utils::localDocumentsLinkURL();
-    QDir().mkpath(local);
-    // Rebuilt at every start, so a moved data folder never leaves a stale link behind.
-    if (Utils::removeItem(link))
-        platform::log(QStringLiteral("Removed old iTunes File Sharing link"));
-    if (QFile::link(local, link))
-        platform::log(QStringLiteral("Created new iTunes File Sharing link"));
+    for (const auto& [reserved, aside] : Utils::prepareSystemItems())
+        mMovedAside.append({QFileInfo(reserved).fileName(), QFileInfo(aside).fileName()});
+}
+
+void AppDelegate::reportMovedAsideItems()
+{
+    // Said once, after the window exists: the log line was written when it happened.
+    for (const auto& [reserved, aside] : std::exchange(mMovedAside, {}))
+        Utils::showAlert(QStringLiteral("Name reserved"),
+                         QStringLiteral("'%1' is reserved by the system. The item you had under that name is now "
+                                        "'%2'.")
+                             .arg(reserved, aside),
+                         mMaster);
 }
 
 void AppDelegate::createWindow()
@@ -248,9 +254,10 @@ void AppDelegate::fixNewDocumentsFolder()
         platform::log(source);
         platform::log(QStringLiteral("-->"));
         platform::log(destination);
-        // rename(2) would replace a file of the same name; a clash leaves the old one in place.
-        if (!QFileInfo::exists(destination) && !QFileInfo(destination).isSymLink())
-            QDir().rename(source, destination);
+        // A clash leaves the old one in place.
+        QString error;
+        if (!Utils::moveItemNoReplace(source, destination, &error))
+            platform::log(QStringLiteral("ERROR moving %1: %2").arg(source, error));
     }
 }
 
@@ -265,7 +272,13 @@ void AppDelegate::recoverUnfinishedRecording()
     const QString extension = QFileInfo(found).suffix();
     const QString name = QStringLiteral("Recovered %1.%2")
                              .arg(QDateTime::currentDateTime().toString(kRecoveredPattern), extension);
-    QDir().rename(found, Utils::documentsURL() + QLatin1Char('/') + name);
+    QString error;
+    if (!Utils::moveItemNoReplace(found, Utils::uniquePathKeepingDot(Utils::documentsURL() + QLatin1Char('/') + name),
+                                  &error)) {
+        // Left where it is, so the next start finds it again.
+        platform::log(QStringLiteral("ERROR saving the lost recording: %1").arg(error));
+        return;
+    }
     const QString message =
         extension == QLatin1String("m4a")
             ? QStringLiteral("A lost recording was found and saved as '%1'. Since it's in compressed M4A format it "

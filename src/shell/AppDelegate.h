@@ -3,8 +3,11 @@
 #include "wifidrive/GCDWebUploaderDelegate.h"
 
 #include <QObject>
+#include <QList>
 #include <QPointer>
+#include <QString>
 #include <memory>
+#include <utility>
 
 class DetailViewController;
 class FilePlayerPreview;
@@ -64,6 +67,7 @@ protected:
 
 private:
     void linkLocalDocuments();
+    void reportMovedAsideItems();
     void createWindow();
     void setupAudioEngine();
     void createScreens();
@@ -73,6 +77,7 @@ private:
     void observeLifecycle();
 
     Mode mMode;
+    QList<std::pair<QString, QString>> mMovedAside;  // (reserved name, the user's item's new name)
     std::unique_ptr<QWidget> mWindow;
     QSplitter* mSplit = nullptr;
     NavigationController* mLibraryNavigation = nullptr;

@@ -108,6 +108,26 @@ TEST(ItemActionsController, MenuEditingModeTrashAndRenameInTheBrowser)
     ASSERT_TRUE(answer(&window, QStringLiteral("Trash folder?"), QStringLiteral("Trash")));
     EXPECT_FALSE(QFileInfo::exists(lib + QStringLiteral("/Takes")));
 
+    // Inside the Trash a file goes for good, so it asks once; "Cancel" keeps it.
+    LibraryItem kick;
+    kick.path = Utils::trashcanURL() + '/' + batches.first() + QStringLiteral("/Kick.wav");
+    actions->deleteItem(kick);
+    ASSERT_TRUE(answer(&window, QStringLiteral("Delete file?"), QStringLiteral("Cancel")));
+    EXPECT_TRUE(QFileInfo::exists(kick.path));
+    actions->deleteItem(kick);
+    ASSERT_TRUE(answer(&window, QStringLiteral("Delete file?"), QStringLiteral("Delete")));
+    EXPECT_FALSE(QFileInfo::exists(kick.path));
+
+    // Seen from a folder's "..", the Trash keeps its protection.
+    QDir().mkpath(lib + QStringLiteral("/Sub"));
+    browser->setFolder(lib + QStringLiteral("/Sub/.."));
+    const QString trashViaDots = lib + QStringLiteral("/Sub/../Trash");
+    ASSERT_TRUE(waitUntil([&] { return browser->model()->isLoaded() && browser->rowForItemWithPath(trashViaDots) >= 0; }));
+    std::unique_ptr<QMenu> trashMenu(actions->menuForRow(browser->rowForItemWithPath(trashViaDots)));
+    ASSERT_TRUE(trashMenu);
+    for (const char* refused : {"Rename", "Move", "Move to Trash", "Delete"})
+        EXPECT_FALSE(menuTitles(trashMenu.get()).contains(QString::fromLatin1(refused)));
+
     actions->perform(ItemMenuEntry::CopyToDropbox, takes);
     EXPECT_EQ(alerts.alerts().last(), QStringLiteral("Dropbox|Copying to Dropbox is not available yet."));
 }

@@ -74,9 +74,10 @@ TEST(UtilsStorage, TrashBatchesClashesAndFinalDeletion)
     const QString batch = lib + "/Trash/2026-03-04 05:06:07";
 
     EXPECT_TRUE(Utils::trashItemAtPath(lib + "/A/take.wav", when));
-    EXPECT_FALSE(Utils::trashItemAtPath(lib + "/B/take.wav", when));  // same name, same batch
+    // Same name, same batch: it takes the next batch name instead of failing or replacing.
+    EXPECT_TRUE(Utils::trashItemAtPath(lib + "/B/take.wav", when));
     EXPECT_EQ(readFile(batch + "/take.wav"), "one");
-    EXPECT_EQ(readFile(lib + "/B/take.wav"), "two");
+    EXPECT_EQ(readFile(batch + "(1)/take.wav"), "two");
     EXPECT_TRUE(Utils::trashItemAtPath(lib + "/other.wav", when));
     EXPECT_TRUE(Utils::trashItemAtPath(lib + "/A", when));
     EXPECT_TRUE(QFileInfo(batch + "/A").isDir());

@@ -35,7 +35,9 @@ TEST(StartUp, LinkMigrationAndRecoveryInOrder)
     writeFile(old + "/Sets/a.wav", "a");
     const QString library = tree.library();
     writeFile(library + "/Sets", "clash");  // a clash leaves the old entry where it was
+    // What the user keeps under reserved names is moved aside whole, never removed.
     writeFile(Utils::localDocumentsLinkURL(), "a file where the link belongs");
+    writeFile(library + "/Trash", "a file named Trash");
     writeFile(UnfinishedRecording::temporaryRecordingPath(0), "wave take");
     writeFile(UnfinishedRecording::temporaryRecordingPath(2), "caf take");
 
@@ -59,16 +61,25 @@ TEST(StartUp, LinkMigrationAndRecoveryInOrder)
     ASSERT_EQ(first.size(), 1);
     EXPECT_TRUE(QRegularExpression("^Recovered \\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.wav$").match(first[0]).hasMatch());
     EXPECT_EQ(readFile(library + "/" + first[0]), "wave take");
-    ASSERT_EQ(alerts.alerts().size(), 1);
-    EXPECT_EQ(alerts.alerts()[0], "Found lost recording|A lost recording was recovered and saved as '" + first[0] + "'");
+    EXPECT_EQ(readFile(library + "/iTunes File Sharing(1)"), "a file where the link belongs");
+    EXPECT_EQ(readFile(library + "/Trash(1)"), "a file named Trash");
+    EXPECT_FALSE(QFileInfo::exists(Utils::trashcanURL()));  // made when first used
+    ASSERT_EQ(alerts.alerts().size(), 3);
+    EXPECT_EQ(alerts.alerts()[0], "Name reserved|'iTunes File Sharing' is reserved by the system. The item you had "
+                                  "under that name is now 'iTunes File Sharing(1)'.");
+    EXPECT_EQ(alerts.alerts()[1], "Name reserved|'Trash' is reserved by the system. The item you had under that name "
+                                  "is now 'Trash(1)'.");
+    EXPECT_EQ(alerts.alerts()[2], "Found lost recording|A lost recording was recovered and saved as '" + first[0] + "'");
 
     const QStringList expected = {
-        "Removed old iTunes File Sharing link",
+        "Moved 'iTunes File Sharing' aside to 'iTunes File Sharing(1)': the name is reserved by the system",
         "Created new iTunes File Sharing link",
+        "Moved 'Trash' aside to 'Trash(1)': the name is reserved by the system",
         "Old Documents folder existent. Moving 3 files...",
         old + "/Sets",
         "-->",
         library + "/Sets",
+        "ERROR moving " + old + "/Sets: 'Sets' already exists",
         old + "/old take.wav",
         "-->",
         library + "/old take.wav",
@@ -76,12 +87,23 @@ TEST(StartUp, LinkMigrationAndRecoveryInOrder)
     };
     EXPECT_EQ(log.lines().mid(0, expected.size()), expected);
 
-    // The next start finds the other one; the link is rebuilt again.
+    // The next start finds the other one; the link, already right, is kept; nothing more is
+    // moved aside or said.
     AppDelegate second(AppDelegate::Mode::Headless);
     second.didFinishLaunching();
+    EXPECT_EQ(alerts.alerts().size(), 4);
+    EXPECT_EQ(log.lines().filter("aside").size(), 2);
+    EXPECT_EQ(log.lines().count("Created new iTunes File Sharing link"), 1);
     ASSERT_EQ(recovered(library).size(), 2);
     EXPECT_TRUE(recovered(library).filter(".caf").size() == 1);
-    EXPECT_EQ(log.lines().count("Removed old iTunes File Sharing link"), 2);
+
+    // A stale link (the data folder moved) is replaced; only the link goes.
+    ASSERT_TRUE(QFile::remove(Utils::localDocumentsLinkURL()));
+    ASSERT_TRUE(QFile::link(tree.path("elsewhere"), Utils::localDocumentsLinkURL()));
+    AppDelegate third(AppDelegate::Mode::Headless);
+    third.didFinishLaunching();
+    EXPECT_EQ(QFileInfo(Utils::localDocumentsLinkURL()).symLinkTarget(), Utils::localDocumentsURL());
+    EXPECT_EQ(log.lines().count("Removed old iTunes File Sharing link"), 1);
     EXPECT_FALSE(QFileInfo::exists(UnfinishedRecording::temporaryRecordingPath(2)));
     EXPECT_TRUE(UnfinishedRecording::hasUnfinishedRecording().isEmpty());
 }

@@ -257,8 +257,8 @@ std::unique_ptr<AudioFileReader> FFmpegAudioReader::open(const QString& path, QS
             info.lengthFrames = h->index->length;
             info.lengthIsExact = true;
             // The first frame's rate says little of a VBR file: the average over the stream.
-            if (h->index->length > 0)
-                info.bitRate = h->index->bytes * 8 * h->dec->sample_rate / h->index->length;
+            if (h->index->codedLength > 0)
+                info.bitRate = h->index->bytes * 8 * h->dec->sample_rate / h->index->codedLength;
         }
     }
 

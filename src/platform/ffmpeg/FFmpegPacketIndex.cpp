@@ -47,6 +47,7 @@ std::shared_ptr<const PacketIndex> scan(const QString& path, int stream, int sam
             int64_t duration = av_rescale_q(packet->duration, timeBase, AVRational{1, sampleRate});
             if (duration <= 0)
                 duration = av_get_audio_frame_duration2(fmt->streams[stream]->codecpar, packet->size);
+            index->codedLength += std::max<int64_t>(duration, 0);
             // Priming and padding (from an encoder's header) are cut by the decoder, not delivered.
             size_t sideSize = 0;
             if (const uint8_t* skip = av_packet_get_side_data(packet.get(), AV_PKT_DATA_SKIP_SAMPLES, &sideSize);

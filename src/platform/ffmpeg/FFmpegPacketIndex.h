@@ -14,6 +14,7 @@ struct PacketIndex {
     std::vector<int64_t> start;     // decoded frame the packet's first delivered sample lands on
     int64_t length = 0;             // decoded frames in the whole stream
     int64_t bytes = 0;              // from the first packet's start to the last one's end
+    int64_t codedLength = 0;        // frames the packets code, priming and padding included
 
     // The packet holding `frame`: the last one that starts at or before it.
     size_t packetAt(int64_t frame) const;
