@@ -12,10 +12,10 @@ PACKAGES=(
   libsndfile1-dev libavformat-dev libavcodec-dev libavutil-dev libswresample-dev
   # audio engine, MIDI and plugins
   libjack-jackd2-dev jackd2 libfluidsynth-dev timgm6mb-soundfont libsmf-dev liblilv-dev lv2-dev
-  # property lists, zip, web service, service registration
-  libplist-dev zlib1g-dev libminizip-dev libcpp-httplib-dev libssl-dev libavahi-client-dev
+  # property lists, zip, web service, service registration, QR codes of its address
+  libplist-dev zlib1g-dev libminizip-dev libcpp-httplib-dev libssl-dev libavahi-client-dev libqrencode-dev
   # tools the tests and benchmarks compare against or drive
-  time bc sox libsox-fmt-all ffmpeg zip unzip p7zip-full libarchive-tools nginx-light
+  time bc sox libsox-fmt-all ffmpeg zip unzip p7zip-full libarchive-tools nginx-light zbar-tools
   chromium curl wrk xvfb xauth dbus
 )
 

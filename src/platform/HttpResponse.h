@@ -3,16 +3,24 @@
 #include <QList>
 #include <QPair>
 #include <QString>
+#include <functional>
 
 namespace platform {
 
-// What a route answers: bytes in memory, or a file the server streams (with ranges).
+// What a route answers: bytes in memory, a file the server streams (with ranges), or bytes
+// made while they are sent (chunked, of unknown length).
 struct HttpResponse {
+    // Hands every piece to the writer in order; a false from the writer (the client went
+    // away) or a false return ends the response early.
+    using Writer = std::function<bool(const char* data, size_t length)>;
+    using Producer = std::function<bool(const Writer& write)>;
+
     int status = 200;
     QByteArray contentType;
     QByteArray body;
     QString filePath;        // when set, the file's content is sent instead of body
     QString attachmentName;  // when set, the browser is asked to save under this name
+    Producer producer;       // when set, its output is sent instead of body
     QList<QPair<QByteArray, QByteArray>> headers;  // further response headers
 
     static HttpResponse data(QByteArray body, QByteArray contentType, int status = 200)
@@ -31,6 +39,14 @@ struct HttpResponse {
     {
         HttpResponse r;
         r.filePath = path;
+        r.contentType = std::move(contentType);
+        r.attachmentName = attachmentName;
+        return r;
+    }
+    static HttpResponse streamed(Producer producer, QByteArray contentType, const QString& attachmentName = {})
+    {
+        HttpResponse r;
+        r.producer = std::move(producer);
         r.contentType = std::move(contentType);
         r.attachmentName = attachmentName;
         return r;

@@ -163,12 +163,30 @@ void sendFile(const httplib::Request& req, httplib::Response& res, const HttpRes
     }
 }
 
+void sendProduced(httplib::Response& res, const HttpResponse& r)
+{
+    res.status = r.status;
+    if (!r.attachmentName.isEmpty())
+        res.set_header("Content-Disposition", contentDisposition(r.attachmentName));
+    const HttpResponse::Producer producer = r.producer;
+    res.set_chunked_content_provider(toStd(r.contentType), [producer](size_t, httplib::DataSink& sink) {
+        const bool complete = producer([&sink](const char* data, size_t length) { return sink.write(data, length); });
+        if (complete)
+            sink.done();
+        return complete;
+    });
+}
+
 void apply(const httplib::Request& req, httplib::Response& res, const HttpResponse& r)
 {
     for (const auto& [name, value] : r.headers)
         res.set_header(toStd(name), toStd(value));
     if (!r.filePath.isEmpty()) {
         sendFile(req, res, r);
+        return;
+    }
+    if (r.producer) {
+        sendProduced(res, r);
         return;
     }
     res.status = r.status;

@@ -20,6 +20,7 @@
 #include "wifidrive/MyWebUploader.h"
 #include "wifidrive/WiFiDriveViewController.h"
 
+#include <QAction>
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
@@ -45,6 +46,9 @@ constexpr int kWindowWidth = 1100;
 constexpr int kWindowHeight = 720;
 constexpr int kInfoSlideMs = 300;
 constexpr int kWebServerLogLevel = 2;
+const QString kWiFiDriveActionText = QStringLiteral("WiFi Drive\u2026");
+constexpr int kWiFiDriveWidth = 420;
+constexpr int kWiFiDriveHeight = 520;
 const QString kAutoPlayNext = QStringLiteral("AutoPlayNext");
 
 }  // namespace
@@ -73,6 +77,8 @@ bool AppDelegate::didFinishLaunching()
     fixNewDocumentsFolder();
     checkTrash();
     createWebUploader();
+    if (mMode == Mode::Window)
+        addWiFiDriveAction();
     reportMovedAsideItems();
     recoverUnfinishedRecording();
     AudioEngine::setAutoPlayNext(platform::Settings::value(kAutoPlayNext).toBool());
@@ -232,6 +238,42 @@ void AppDelegate::addInfoButton()
     info->setAccessibleName(QStringLiteral("Info"));
     connect(info, &QToolButton::clicked, this, &AppDelegate::infoTapped);
     mLibraryNavigation->setLeftItem(mMaster, info);
+}
+
+// The drive's screen from the window: a button beside the library's title and an action that
+// a menu bar can hold as well.
+void AppDelegate::addWiFiDriveAction()
+{
+    mWiFiDriveAction = new QAction(kWiFiDriveActionText, this);
+    mWiFiDriveAction->setIcon(mWindow->style()->standardIcon(QStyle::SP_DriveNetIcon));
+    mWiFiDriveAction->setToolTip(QStringLiteral("WiFi Drive"));
+    connect(mWiFiDriveAction, &QAction::triggered, this, &AppDelegate::wifiDriveTapped);
+    if (!mLibraryNavigation)
+        return;
+    auto* button = new QToolButton;
+    button->setDefaultAction(mWiFiDriveAction);
+    button->setToolButtonStyle(Qt::ToolButtonIconOnly);
+    button->setFixedSize(kInfoButtonWidth, kInfoButtonHeight);
+    button->setAutoRaise(true);
+    button->setAccessibleName(QStringLiteral("WiFi Drive"));
+    mLibraryNavigation->setRightItem(mMaster, button);
+}
+
+WiFiDriveViewController* AppDelegate::wifiDriveViewController() const { return mWiFiDrive; }
+
+void AppDelegate::wifiDriveTapped()
+{
+    if (mWiFiDrive) {
+        mWiFiDrive->raise();
+        mWiFiDrive->activateWindow();
+        return;
+    }
+    // A window of its own over the main one: the drive keeps running when it is closed.
+    mWiFiDrive = new WiFiDriveViewController(mWebUploader.get(), mWindow.get());
+    mWiFiDrive->setWindowFlag(Qt::Dialog);
+    mWiFiDrive->setAttribute(Qt::WA_DeleteOnClose);
+    mWiFiDrive->resize(kWiFiDriveWidth, kWiFiDriveHeight);
+    mWiFiDrive->show();
 }
 
 void AppDelegate::fixNewDocumentsFolder()

@@ -15,9 +15,11 @@ class MasterViewController;
 class MyWebUploader;
 class NavigationController;
 class AudioServerStatus;
+class QAction;
 class QLabel;
 class QSplitter;
 class QWidget;
+class WiFiDriveViewController;
 
 // Owns the start of the program and its reactions to lifecycle events. In headless mode the
 // same start runs without creating any widget.
@@ -47,6 +49,12 @@ public:
     void infoTapped();
     void closeInfo();
 
+    // "WiFi Drive…": opens the screen that switches the web drive on and off (one at a time).
+    // The window's toolbar button uses it; a menu can take it as it is.
+    QAction* wifiDriveAction() const { return mWiFiDriveAction; }
+    void wifiDriveTapped();
+    WiFiDriveViewController* wifiDriveViewController() const;
+
     // The web server's state changes, relayed as "com.orvenic.Wavelocker.wifi-changed".
     void webServerDidStart(GCDWebServer* server) override;
     void webServerDidStop(GCDWebServer* server) override;
@@ -72,6 +80,7 @@ private:
     void setupAudioEngine();
     void createScreens();
     void addInfoButton();
+    void addWiFiDriveAction();
     void createWebUploader();
     void recoverUnfinishedRecording();
     void observeLifecycle();
@@ -85,6 +94,8 @@ private:
     MasterViewController* mMaster = nullptr;
     DetailViewController* mDetail = nullptr;
     QPointer<QWidget> mInfo;
+    QAction* mWiFiDriveAction = nullptr;
+    QPointer<WiFiDriveViewController> mWiFiDrive;
     std::unique_ptr<MyWebUploader> mWebUploader;
     std::unique_ptr<FilePlayerPreview> mPreview;
     std::unique_ptr<AudioServerStatus> mServerStatus;

@@ -7,6 +7,7 @@
 #include "platform/TypeIdentifiers.h"
 #include "wifidrive/GCDWebUploaderDelegate.h"
 #include "wifidrive/WebFileOps.h"
+#include "wifidrive/WebListingJson.h"
 #include "wifidrive/WebPaths.h"
 #include "wifidrive/WebRequestGuard.h"
 #include "wifidrive/WebUploaderSite.h"
@@ -51,26 +52,6 @@ QString appVersion()
 HttpResponse emptyObject(const QByteArray& type = kJsonType) { return HttpResponse::data("{}", type); }
 
 QString errnoText() { return QString::fromLocal8Bit(std::strerror(errno)); }
-
-void appendJsonString(QByteArray& out, const QString& text)
-{
-    out += '"';
-    for (const char c : text.toUtf8()) {
-        switch (c) {
-        case '"': out += "\\\""; break;
-        case '\\': out += "\\\\"; break;
-        case '\n': out += "\\n"; break;
-        case '\r': out += "\\r"; break;
-        case '\t': out += "\\t"; break;
-        default:
-            if (static_cast<unsigned char>(c) < 0x20)
-                out += QByteArray("\\u00") + QByteArray::number(static_cast<unsigned char>(c), 16).rightJustified(2, '0');
-            else
-                out += c;
-        }
-    }
-    out += '"';
-}
 
 }  // namespace
 
@@ -119,6 +100,8 @@ void GCDWebUploader::prepareToStart()
     mRoutesInstalled = true;
     http().addRoute("GET", QStringLiteral("/list"), [this](HttpRequest& r) { return listDirectory(r); });
     http().addRoute("GET", QStringLiteral("/download"), [this](HttpRequest& r) { return downloadFile(r); });
+    http().addRoute("GET", QStringLiteral("/search"), [this](HttpRequest& r) { return searchItems(r); });
+    http().addRoute("GET", QStringLiteral("/zip"), [this](HttpRequest& r) { return downloadFolder(r); });
     http().addRoute("POST", QStringLiteral("/upload"), [this](HttpRequest& r) { return uploadFile(r); });
     http().addRoute("POST", QStringLiteral("/move"), [this](HttpRequest& r) { return moveItem(r); });
     http().addRoute("POST", QStringLiteral("/delete"), [this](HttpRequest& r) { return deleteItem(r); });
@@ -305,19 +288,11 @@ HttpResponse GCDWebUploader::listDirectory(const HttpRequest& request)
     ::closedir(dir);
     std::sort(items.begin(), items.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
 
-    // Written directly: a thousand small JSON objects through QJsonArray cost more than the disk.
     QByteArray listing = "[";
     for (const auto& [name, item] : items) {
         if (listing.size() > 1)
             listing += ',';
-        const QString itemRelative = WebPaths::appendComponent(relativePath, name);
-        listing += "{\"path\":";
-        appendJsonString(listing, S_ISDIR(item.st_mode) ? itemRelative + QLatin1Char('/') : itemRelative);
-        listing += ",\"name\":";
-        appendJsonString(listing, name);
-        if (!S_ISDIR(item.st_mode))
-            listing += ",\"size\":" + QByteArray::number(qint64(item.st_size));
-        listing += '}';
+        WebListingJson::appendItem(listing, WebPaths::appendComponent(relativePath, name), name, item);
     }
     listing += ']';
     return HttpResponse::data(listing, kJsonType);

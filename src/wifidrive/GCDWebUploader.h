@@ -12,9 +12,9 @@
 class GCDWebUploaderDelegate;
 
 // The file-management web application over one folder: the page at "/" and the routes
-// "/list", "/download", "/upload", "/move", "/delete" and "/create". Requests are handled on
-// the server's threads and touch only the file system; the delegate hears of changes on the
-// main thread. Properties are set before the server starts.
+// "/list", "/download", "/upload", "/move", "/delete" and "/create", with "/search" and "/zip"
+// beside them. Requests are handled on the server's threads and touch only the file system;
+// the delegate hears of changes on the main thread. Properties are set before the server starts.
 class GCDWebUploader : public GCDWebServer {
     Q_OBJECT
 public:
@@ -60,6 +60,10 @@ public:
     platform::HttpResponse deleteItem(const platform::HttpRequest& request);
     platform::HttpResponse createDirectory(const platform::HttpRequest& request);
     platform::HttpResponse page(const platform::HttpRequest& request);
+    // Items whose name holds "query", in "path" and below (a bounded walk).
+    platform::HttpResponse searchItems(const platform::HttpRequest& request);
+    // The folder "path" as a zip archive of stored entries, streamed while it is read.
+    platform::HttpResponse downloadFolder(const platform::HttpRequest& request);
 
 protected:
     void prepareToStart() override;

@@ -2,6 +2,7 @@
 
 #include "platform/Dispatch.h"
 #include "wifidrive/GCDWebServer.h"
+#include "wifidrive/QrCodeView.h"
 #include "wifidrive/WiFiDriveAddressText.h"
 
 #include <QCheckBox>
@@ -38,6 +39,7 @@ WiFiDriveViewController::WiFiDriveViewController(GCDWebServer* server, QWidget* 
     mAddressLabel = new QLabel(this);
     mAddressLabel->setAlignment(Qt::AlignCenter);
     mAddressLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    mQrCode = new QrCodeView(this);
 
     auto* top = new QHBoxLayout;
     top->addWidget(mCancelButton);
@@ -47,6 +49,7 @@ WiFiDriveViewController::WiFiDriveViewController(GCDWebServer* server, QWidget* 
     layout->addWidget(explanation);
     layout->addWidget(mSwitch);
     layout->addWidget(mAddressLabel);
+    layout->addWidget(mQrCode, 0, Qt::AlignHCenter);
     layout->addStretch();
 
     // The server's callbacks post on the main thread; a poster on another thread must not
@@ -73,8 +76,10 @@ WiFiDriveViewController::WiFiDriveViewController(GCDWebServer* server, QWidget* 
 void WiFiDriveViewController::updateAddress()
 {
     const bool running = mServer && mServer->isRunning();
-    mAddressLabel->setText(wifiDriveAddressText(running, running ? mServer->serverURL() : QString(),
-                                                running ? mServer->bonjourServerURL() : QString()));
+    const QString address = running ? mServer->serverURL() : QString();
+    mAddressLabel->setText(wifiDriveAddressText(running, address, running ? mServer->bonjourServerURL() : QString()));
+    mQrCode->setText(address);
+    mQrCode->setVisible(!address.isEmpty());
 }
 
 void WiFiDriveViewController::switchChanged(bool on)

@@ -4,6 +4,7 @@
 #include <QWidget>
 
 class GCDWebServer;
+class QrCodeView;
 class QCheckBox;
 class QLabel;
 class QPushButton;
@@ -19,6 +20,8 @@ public:
     QCheckBox* enableSwitch() const { return mSwitch; }
     QLabel* addressLabel() const { return mAddressLabel; }
     QPushButton* cancelButton() const { return mCancelButton; }
+    // The address as a QR code, for a phone's camera; hidden while there is no address.
+    QrCodeView* qrCodeView() const { return mQrCode; }
 
 public slots:
     void updateAddress();
@@ -29,6 +32,7 @@ private:
     GCDWebServer* mServer;
     QCheckBox* mSwitch;
     QLabel* mAddressLabel;
+    QrCodeView* mQrCode;
     QPushButton* mCancelButton;
     platform::ScopedObserver mChangedObserver;
 };

@@ -1,9 +1,47 @@
-// The browser side of the uploader's routes: /list, /download, /upload, /move, /delete, /create.
+// The browser side of the uploader's routes: /list, /search, /download, /zip, /upload, /move,
+// /delete, /create. The folder shown lives in the address (#/path/), so Back, Reload and a
+// shared link stay in it.
 (function () {
   "use strict";
 
-  var currentPath = "/";
+  var kParallelUploads = 3;
+  var kSearchDelayMs = 250;
+  var kPlayableTypes = {
+    wav: "audio/wav", wave: "audio/wav", mp3: "audio/mpeg", m4a: "audio/mp4", aac: "audio/aac",
+    flac: "audio/flac", ogg: "audio/ogg", oga: "audio/ogg", opus: "audio/ogg; codecs=opus",
+    aif: "audio/aiff", aiff: "audio/aiff", caf: "audio/x-caf", webm: "audio/webm"
+  };
+
+  var currentPath = null;
+  var shownEntries = [];
+  var sortKey = "name";
+  var descending = false;
+  var searchTimer = 0;
   var $ = function (id) { return document.getElementById(id); };
+
+  // --- addresses -----------------------------------------------------------------------------
+
+  function folderHash(path) {
+    return "#" + encodeURIComponent(path).replace(/%2F/g, "/");
+  }
+
+  function pathFromHash() {
+    var text = location.hash.slice(1);
+    try { text = decodeURIComponent(text); } catch (e) { text = ""; }
+    if (text.charAt(0) !== "/") text = "/" + text;
+    if (text.slice(-1) !== "/") text += "/";
+    return text;
+  }
+
+  function parentOf(path) {
+    var trimmed = path.replace(/\/+$/, "");
+    var slash = trimmed.lastIndexOf("/");
+    return slash <= 0 ? "/" : trimmed.slice(0, slash + 1);
+  }
+
+  function downloadURL(path) { return "/download?path=" + encodeURIComponent(path); }
+
+  // --- requests ------------------------------------------------------------------------------
 
   function showError(text) {
     var box = $("error");
@@ -16,6 +54,80 @@
     return xhr.responseText || ("Error " + xhr.status);
   }
 
+  function request(method, url, fields, onSuccess, onFailure) {
+    var xhr = new XMLHttpRequest();
+    xhr.open(method, url);
+    xhr.setRequestHeader("Accept", "application/json");
+    var failed = function () {
+      showError(failureText(xhr));
+      if (onFailure) onFailure(xhr);
+    };
+    xhr.onload = function () {
+      if (xhr.status >= 200 && xhr.status < 300) {
+        showError("");
+        onSuccess(xhr);
+      } else {
+        failed();
+      }
+    };
+    xhr.onerror = failed;
+    if (fields) {
+      xhr.setRequestHeader("Content-Type", "application/x-www-form-urlencoded");
+      xhr.send(new URLSearchParams(fields).toString());
+    } else {
+      xhr.send();
+    }
+  }
+
+  function post(url, fields, onSuccess, onFailure) {
+    request("POST", url, fields, onSuccess || function () { refresh(); }, onFailure);
+  }
+
+  // --- listing -------------------------------------------------------------------------------
+
+  function searchText() { return $("search").value.trim(); }
+
+  function refresh() {
+    if (searchText()) search(); else list(currentPath);
+  }
+
+  function list(path) {
+    request("GET", "/list?path=" + encodeURIComponent(path), null, function (xhr) {
+      if (path !== currentPath || searchText()) return;  // the user went on meanwhile
+      render(JSON.parse(xhr.responseText), false, false);
+    });
+  }
+
+  function search() {
+    var path = currentPath, query = searchText();
+    request("GET", "/search?path=" + encodeURIComponent(path) + "&query=" + encodeURIComponent(query), null,
+      function (xhr) {
+        if (path !== currentPath || query !== searchText()) return;
+        var result = JSON.parse(xhr.responseText);
+        render(result.items, true, result.truncated);
+      });
+  }
+
+  function showFolder(path) {
+    currentPath = path;
+    $("location").textContent = path;
+    $("up-button").disabled = path === "/";
+    document.title = path === "/" ? originalTitle : originalTitle + " \u2013 " + path;
+    refresh();
+  }
+
+  function isFolder(entry) { return entry.path.slice(-1) === "/"; }
+
+  function compareEntries(a, b) {
+    var folderA = isFolder(a), folderB = isFolder(b);
+    if (folderA !== folderB) return folderA ? -1 : 1;
+    var order = 0;
+    if (sortKey === "date") order = (a.date || 0) - (b.date || 0);
+    else if (sortKey === "size") order = (a.size || 0) - (b.size || 0);
+    if (order === 0) order = a.name.localeCompare(b.name, undefined, { numeric: true, sensitivity: "base" });
+    return descending ? -order : order;
+  }
+
   function formatSize(bytes) {
     if (bytes < 1024) return bytes + " B";
     var units = ["KiB", "MiB", "GiB", "TiB"];
@@ -25,92 +137,65 @@
     return value.toFixed(1) + " " + units[unit];
   }
 
-  function parentOf(path) {
-    var trimmed = path.replace(/\/+$/, "");
-    var slash = trimmed.lastIndexOf("/");
-    return slash <= 0 ? "/" : trimmed.slice(0, slash + 1);
+  function formatDate(seconds) {
+    if (!seconds) return "";
+    var d = new Date(seconds * 1000);
+    var two = function (n) { return (n < 10 ? "0" : "") + n; };
+    return d.getFullYear() + "-" + two(d.getMonth() + 1) + "-" + two(d.getDate()) + " " +
+      two(d.getHours()) + ":" + two(d.getMinutes());
   }
 
-  function request(method, url, fields, onSuccess) {
-    var xhr = new XMLHttpRequest();
-    xhr.open(method, url);
-    xhr.setRequestHeader("Accept", "application/json");
-    xhr.onload = function () {
-      if (xhr.status >= 200 && xhr.status < 300) {
-        showError("");
-        onSuccess(xhr);
-      } else {
-        showError(failureText(xhr));
-      }
-    };
-    xhr.onerror = function () { showError(failureText(xhr)); };
-    if (fields) {
-      xhr.setRequestHeader("Content-Type", "application/x-www-form-urlencoded");
-      xhr.send(new URLSearchParams(fields).toString());
-    } else {
-      xhr.send();
-    }
-  }
-
-  function post(url, fields) {
-    request("POST", url, fields, function () { list(currentPath); });
-  }
-
-  function list(path) {
-    request("GET", "/list?path=" + encodeURIComponent(path), null, function (xhr) {
-      currentPath = path;
-      render(JSON.parse(xhr.responseText));
-    });
+  function element(tag, className, text) {
+    var e = document.createElement(tag);
+    if (className) e.className = className;
+    if (text !== undefined) e.textContent = text;
+    return e;
   }
 
   function button(label, title, onClick) {
-    var b = document.createElement("button");
+    var b = element("button", "", label);
     b.type = "button";
-    b.textContent = label;
     b.title = title;
     b.addEventListener("click", onClick);
     return b;
   }
 
-  function render(entries) {
-    $("location").textContent = currentPath;
-    $("up-button").disabled = currentPath === "/";
+  function playableType(name) {
+    var dot = name.lastIndexOf(".");
+    var type = dot > 0 ? kPlayableTypes[name.slice(dot + 1).toLowerCase()] : null;
+    return type && $("audio").canPlayType(type) ? type : null;
+  }
+
+  function render(entries, searching, truncated) {
+    shownEntries = entries;
     var body = $("listing");
     body.textContent = "";
-    entries.sort(function (a, b) {
-      var folderA = a.path.slice(-1) === "/", folderB = b.path.slice(-1) === "/";
-      if (folderA !== folderB) return folderA ? -1 : 1;
-      return a.name.localeCompare(b.name);
-    });
-    entries.forEach(function (entry) {
-      var isFolder = entry.path.slice(-1) === "/";
-      var row = document.createElement("tr");
+    entries.slice().sort(compareEntries).forEach(function (entry) {
+      var folder = isFolder(entry);
+      var itemPath = folder ? entry.path.slice(0, -1) : entry.path;
+      var row = element("div", "row");
+      row.setAttribute("role", "listitem");
       row.dataset.name = entry.name;
-      var nameCell = document.createElement("td");
-      nameCell.className = "name";
-      if (isFolder) {
-        var folder = document.createElement("a");
-        folder.className = "folder-link";
-        folder.textContent = entry.name + "/";
-        folder.addEventListener("click", function () { list(entry.path); });
-        nameCell.appendChild(folder);
+      row.dataset.path = itemPath;
+      var nameCell = element("span", "name");
+      if (folder) {
+        var link = element("a", "folder-link", entry.name + "/");
+        link.href = folderHash(entry.path);
+        nameCell.appendChild(link);
       } else {
-        nameCell.textContent = entry.name;
+        nameCell.appendChild(element("span", "file-name", entry.name));
       }
-      var sizeCell = document.createElement("td");
-      sizeCell.className = "size";
-      sizeCell.textContent = isFolder ? "" : formatSize(entry.size);
-      var actions = document.createElement("td");
-      actions.className = "actions";
-      if (!isFolder) {
-        var download = document.createElement("a");
-        download.className = "button download";
-        download.href = "/download?path=" + encodeURIComponent(entry.path);
-        download.setAttribute("download", entry.name);
-        download.textContent = "Download";
-        actions.appendChild(download);
+      if (searching) nameCell.appendChild(element("span", "where", parentOf(entry.path)));
+      var actions = element("span", "actions");
+      var type = folder ? null : playableType(entry.name);
+      if (type) {
+        actions.appendChild(button("Play", "Play in the page", function () { play(entry, row); }));
       }
-      var itemPath = isFolder ? entry.path.slice(0, -1) : entry.path;
+      var download = element("a", folder ? "button zip" : "button download", folder ? "Zip" : "Download");
+      download.href = folder ? "/zip?path=" + encodeURIComponent(itemPath) : downloadURL(entry.path);
+      download.setAttribute("download", folder ? entry.name + ".zip" : entry.name);
+      download.title = folder ? "Download the folder as a zip archive" : "Download";
+      actions.appendChild(download);
       actions.appendChild(button("Move\u2026", "Rename or move", function () {
         var target = window.prompt("New path for \u201c" + entry.name + "\u201d", itemPath);
         if (target && target !== itemPath) post("/move", { oldPath: itemPath, newPath: target });
@@ -119,83 +204,296 @@
         if (window.confirm("Delete \u201c" + entry.name + "\u201d?")) post("/delete", { path: itemPath });
       }));
       row.appendChild(nameCell);
-      row.appendChild(sizeCell);
+      row.appendChild(element("span", "date", formatDate(entry.date)));
+      row.appendChild(element("span", "size", folder ? "" : formatSize(entry.size)));
       row.appendChild(actions);
+      if ($("audio").dataset.path === entry.path) row.classList.add("playing");
       body.appendChild(row);
     });
+    $("empty").textContent = searching ? "Nothing found." : "This folder is empty.";
     $("empty").hidden = entries.length > 0;
-  }
-
-  function upload(files) {
-    var folder = currentPath;
-    Array.prototype.forEach.call(files, function (file) {
-      var item = document.createElement("li");
-      var name = document.createElement("span");
-      name.textContent = file.name;
-      var bar = document.createElement("progress");
-      bar.max = file.size || 1;
-      bar.value = 0;
-      var state = document.createElement("span");
-      item.appendChild(name);
-      item.appendChild(bar);
-      item.appendChild(state);
-      $("uploads").appendChild(item);
-
-      var form = new FormData();
-      form.append("path", folder);
-      form.append("files[]", file, file.name);
-      var xhr = new XMLHttpRequest();
-      xhr.open("POST", "/upload");
-      xhr.setRequestHeader("Accept", "application/json");
-      xhr.upload.onprogress = function (e) { if (e.lengthComputable) { bar.max = e.total; bar.value = e.loaded; } };
-      xhr.onload = function () {
-        if (xhr.status >= 200 && xhr.status < 300) {
-          bar.value = bar.max;
-          state.textContent = "Done";
-          state.className = "done";
-          if (folder === currentPath) list(currentPath);
-        } else {
-          state.textContent = "Failed";
-          state.className = "failed";
-          showError(failureText(xhr));
-        }
-      };
-      xhr.onerror = function () {
-        state.textContent = "Failed";
-        state.className = "failed";
-        showError(failureText(xhr));
-      };
-      xhr.send(form);
+    $("truncated").hidden = !truncated;
+    Array.prototype.forEach.call(document.querySelectorAll(".sort-key"), function (b) {
+      b.classList.toggle("active", b.dataset.key === sortKey);
+      b.classList.toggle("descending", b.dataset.key === sortKey && descending);
     });
   }
 
-  $("up-button").addEventListener("click", function () { list(parentOf(currentPath)); });
-  $("reload-button").addEventListener("click", function () { list(currentPath); });
+  // --- playback ------------------------------------------------------------------------------
+
+  function play(entry, row) {
+    var audio = $("audio");
+    // Served with byte ranges, so the player can seek without fetching the whole file.
+    audio.src = downloadURL(entry.path);
+    audio.dataset.path = entry.path;
+    $("player-name").textContent = entry.name;
+    $("player").hidden = false;
+    Array.prototype.forEach.call(document.querySelectorAll(".row.playing"), function (r) {
+      r.classList.remove("playing");
+    });
+    row.classList.add("playing");
+    var started = audio.play();
+    if (started && started.catch) started.catch(function () {});
+  }
+
+  function closePlayer() {
+    var audio = $("audio");
+    audio.pause();
+    audio.removeAttribute("src");
+    delete audio.dataset.path;
+    audio.load();
+    $("player").hidden = true;
+    Array.prototype.forEach.call(document.querySelectorAll(".row.playing"), function (r) {
+      r.classList.remove("playing");
+    });
+  }
+
+  // --- uploads -------------------------------------------------------------------------------
+
+  var queue = [];
+  var running = 0;
+  var totals = { bytes: 0, done: 0, files: 0, finished: 0, failed: 0 };
+
+  function updateOverall() {
+    var bar = $("overall");
+    bar.max = totals.bytes || 1;
+    bar.value = totals.done;
+    var text = totals.finished + " of " + totals.files + " files";
+    if (totals.failed) text += ", " + totals.failed + " failed";
+    $("overall-text").textContent = text;
+    $("transfers").hidden = totals.files === 0;
+  }
+
+  // Each job: { file, folder } where folder is the destination's path ("/a/b/").
+  function enqueue(jobs) {
+    if (!jobs.length) return;
+    if (running === 0 && queue.length === 0 && totals.finished === totals.files) {
+      totals = { bytes: 0, done: 0, files: 0, finished: 0, failed: 0 };
+      $("uploads").textContent = "";
+    }
+    jobs.forEach(function (job) {
+      job.item = element("li");
+      job.item.appendChild(element("span", "upload-name", job.folder + job.file.name));
+      job.bar = element("progress");
+      job.bar.max = job.file.size || 1;
+      job.bar.value = 0;
+      job.state = element("span", "state", "Waiting");
+      job.item.appendChild(job.bar);
+      job.item.appendChild(job.state);
+      $("uploads").appendChild(job.item);
+      job.loaded = 0;
+      totals.bytes += job.file.size;
+      totals.files++;
+      queue.push(job);
+    });
+    updateOverall();
+    pump();
+  }
+
+  function pump() {
+    while (running < kParallelUploads && queue.length) send(queue.shift());
+  }
+
+  function send(job) {
+    running++;
+    var form = new FormData();
+    form.append("path", job.folder);
+    form.append("files[]", job.file, job.file.name);
+    var xhr = new XMLHttpRequest();
+    xhr.open("POST", "/upload");
+    xhr.setRequestHeader("Accept", "application/json");
+    var progress = function (loaded) {
+      loaded = Math.min(loaded, job.file.size);
+      totals.done += loaded - job.loaded;
+      job.loaded = loaded;
+      job.bar.value = loaded;
+      updateOverall();
+    };
+    var finish = function (ok) {
+      running--;
+      totals.finished++;
+      if (ok) {
+        progress(job.file.size);
+        job.bar.value = job.bar.max;
+        job.state.textContent = "Done";
+        job.state.className = "state done";
+      } else {
+        totals.failed++;
+        job.state.textContent = "Failed";
+        job.state.className = "state failed";
+        showError(failureText(xhr));
+      }
+      updateOverall();
+      if (ok && (job.folder === currentPath || searchText())) refresh();
+      pump();
+    };
+    xhr.upload.onprogress = function (e) {
+      // The multipart envelope makes the total a little larger than the file.
+      if (e.lengthComputable && e.total) progress(job.file.size * e.loaded / e.total);
+    };
+    xhr.onload = function () { finish(xhr.status >= 200 && xhr.status < 300); };
+    xhr.onerror = function () { finish(false); };
+    job.state.textContent = "Sending";
+    xhr.send(form);
+  }
+
+  // " (%i)" as the server names a taken folder, so the client knows the name it will get.
+  function freeName(name, taken) {
+    if (!taken[name]) return name;
+    for (var i = 1; ; i++) {
+      var candidate = name + " (" + i + ")";
+      if (!taken[candidate]) return candidate;
+    }
+  }
+
+  function createFolders(paths, done) {
+    if (!paths.length) { done(true); return; }
+    post("/create", { path: paths[0] }, function () { createFolders(paths.slice(1), done); },
+      function () { done(false); });
+  }
+
+  // items: [{ file, relative }] where relative is "Top/sub/name.wav" (or just "name.wav").
+  function uploadTree(items, folders) {
+    var base = currentPath;
+    var hasFolders = folders.length || items.some(function (i) { return i.relative.indexOf("/") >= 0; });
+    if (!hasFolders) {
+      enqueue(items.map(function (i) { return { file: i.file, folder: base }; }));
+      return;
+    }
+    // A dropped folder whose name is taken arrives beside it under a free name.
+    request("GET", "/list?path=" + encodeURIComponent(base), null, function (xhr) {
+      var taken = {};
+      JSON.parse(xhr.responseText).forEach(function (e) { taken[e.name] = true; });
+      var renamed = {};
+      var topOf = function (relative) { return relative.split("/")[0]; };
+      var mapped = function (relative) {
+        var top = topOf(relative);
+        if (!(top in renamed)) { renamed[top] = freeName(top, taken); taken[renamed[top]] = true; }
+        return renamed[top] + relative.slice(top.length);
+      };
+      var wanted = {};
+      folders.forEach(function (f) { wanted[mapped(f)] = true; });
+      items.forEach(function (i) {
+        var parts = i.relative.split("/");
+        for (var n = 1; n < parts.length; n++) wanted[mapped(parts.slice(0, n).join("/"))] = true;
+      });
+      var order = Object.keys(wanted).sort(function (a, b) { return a.split("/").length - b.split("/").length; });
+      createFolders(order.map(function (f) { return base + f; }), function (ok) {
+        if (!ok) return;
+        enqueue(items.map(function (i) {
+          var relative = i.relative.indexOf("/") >= 0 ? mapped(i.relative) : i.relative;
+          return { file: i.file, folder: base + parentOf("/" + relative).slice(1) };
+        }));
+        if (searchText()) search(); else list(currentPath);
+      });
+    });
+  }
+
+  // Walks dropped entries; folders are read in batches until the browser has no more.
+  function collectEntries(entries, done) {
+    var items = [], folders = [], pending = 0;
+    var finishOne = function () { if (--pending === 0) done(items, folders); };
+    var visit = function (entry, prefix) {
+      pending++;
+      if (entry.isFile) {
+        entry.file(function (file) { items.push({ file: file, relative: prefix + file.name }); finishOne(); },
+          finishOne);
+      } else if (entry.isDirectory) {
+        var folder = prefix + entry.name;
+        folders.push(folder);
+        var reader = entry.createReader();
+        var readBatch = function () {
+          reader.readEntries(function (batch) {
+            if (!batch.length) { finishOne(); return; }
+            batch.forEach(function (child) { visit(child, folder + "/"); });
+            readBatch();
+          }, finishOne);
+        };
+        readBatch();
+      } else {
+        finishOne();
+      }
+    };
+    pending++;
+    entries.forEach(function (e) { visit(e, ""); });
+    finishOne();
+  }
+
+  function dropped(dataTransfer) {
+    var entries = [];
+    if (dataTransfer.items && dataTransfer.items.length && dataTransfer.items[0].webkitGetAsEntry) {
+      // Entries must be taken while the drop event lasts.
+      Array.prototype.forEach.call(dataTransfer.items, function (item) {
+        var entry = item.kind === "file" ? item.webkitGetAsEntry() : null;
+        if (entry) entries.push(entry);
+      });
+    }
+    if (entries.length) {
+      collectEntries(entries, uploadTree);
+    } else if (dataTransfer.files && dataTransfer.files.length) {
+      uploadTree(Array.prototype.map.call(dataTransfer.files, function (f) { return { file: f, relative: f.name }; }), []);
+    }
+  }
+
+  // --- wiring --------------------------------------------------------------------------------
+
+  var originalTitle = document.title;
+
+  $("up-button").addEventListener("click", function () { location.hash = folderHash(parentOf(currentPath)); });
+  $("reload-button").addEventListener("click", refresh);
   $("create-button").addEventListener("click", function () {
     var name = window.prompt("Name of the new folder", "Untitled folder");
     if (name) post("/create", { path: currentPath + name });
   });
   $("file-input").addEventListener("change", function (e) {
-    upload(e.target.files);
+    uploadTree(Array.prototype.map.call(e.target.files, function (f) { return { file: f, relative: f.name }; }), []);
     e.target.value = "";
   });
+  $("folder-input").addEventListener("change", function (e) {
+    uploadTree(Array.prototype.map.call(e.target.files, function (f) {
+      return { file: f, relative: f.webkitRelativePath || f.name };
+    }), []);
+    e.target.value = "";
+  });
+  $("search").addEventListener("input", function () {
+    clearTimeout(searchTimer);
+    searchTimer = setTimeout(refresh, kSearchDelayMs);
+  });
+  Array.prototype.forEach.call(document.querySelectorAll(".sort-key"), function (b) {
+    b.addEventListener("click", function () {
+      descending = sortKey === b.dataset.key ? !descending : b.dataset.key !== "name";
+      sortKey = b.dataset.key;
+      render(shownEntries, !!searchText(), !$("truncated").hidden);
+    });
+  });
+  $("player-close").addEventListener("click", closePlayer);
 
+  // Only a drag that carries files shows the overlay; dragging text or a link does not.
   var dragDepth = 0;
+  var carriesFiles = function (e) {
+    return e.dataTransfer && Array.prototype.indexOf.call(e.dataTransfer.types || [], "Files") >= 0;
+  };
   document.addEventListener("dragenter", function (e) {
+    if (!carriesFiles(e)) return;
     e.preventDefault();
     dragDepth++;
     $("drop-zone").hidden = false;
   });
-  document.addEventListener("dragleave", function () {
+  document.addEventListener("dragleave", function (e) {
+    if (!carriesFiles(e)) return;
     if (--dragDepth <= 0) { dragDepth = 0; $("drop-zone").hidden = true; }
   });
-  document.addEventListener("dragover", function (e) { e.preventDefault(); });
+  document.addEventListener("dragover", function (e) { if (carriesFiles(e)) e.preventDefault(); });
   document.addEventListener("drop", function (e) {
+    if (!carriesFiles(e)) return;
     e.preventDefault();
     dragDepth = 0;
     $("drop-zone").hidden = true;
-    if (e.dataTransfer && e.dataTransfer.files.length) upload(e.dataTransfer.files);
+    dropped(e.dataTransfer);
   });
 
-  list("/");
+  window.addEventListener("hashchange", function () {
+    if (pathFromHash() !== currentPath) showFolder(pathFromHash());
+  });
+  showFolder(pathFromHash());
 })();

@@ -2,32 +2,17 @@
 // moves a file into it, downloads it, shows a refusal, deletes it and leaves the folder.
 // Usage: node uploader-page.js URL DOWNLOAD_DIR
 "use strict";
-const { chromium } = require("playwright-core");
+const { expect, withBrowser, runMain } = require("./browser");
 const fs = require("fs");
 const path = require("path");
 
 const [url, downloadDir] = process.argv.slice(2);
-const kTimeoutMs = 15000;
 const one = Buffer.from("RIFF one take ".repeat(5000));
 const two = Buffer.from("RIFF two take ".repeat(300));
 
-function expect(condition, what) {
-  if (!condition) throw new Error("expected " + what);
-}
-
 async function main() {
-  const userDataDir = fs.mkdtempSync(path.join(downloadDir, "profile-"));
-  const browser = await chromium.launchPersistentContext(userDataDir, {
-    executablePath: "/usr/bin/chromium",
-    headless: true,
-    acceptDownloads: true,
-    args: ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
-           "--disable-background-networking", "--disable-component-update", "--disable-sync"],
-  });
-  try {
-    const page = browser.pages()[0] || (await browser.newPage());
-    page.setDefaultTimeout(kTimeoutMs);
-    const row = (name) => page.locator(`#listing tr[data-name="${name}"]`);
+  await withBrowser(downloadDir, async (page) => {
+    const row = (name) => page.locator(`#listing .row[data-name="${name}"]`);
 
     await page.goto(url);
     await row("Seed.wav").waitFor();
@@ -76,13 +61,7 @@ async function main() {
     await page.click("#up-button");
     await page.locator("#location", { hasText: /^\/$/ }).waitFor();
     await row("two.wav").waitFor();
-    console.log("page test passed");
-  } finally {
-    await browser.close();
-  }
+  });
 }
 
-main().catch((error) => {
-  console.error(error && error.stack ? error.stack : String(error));
-  process.exit(1);
-});
+runMain(main);
