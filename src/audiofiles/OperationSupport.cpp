@@ -1,7 +1,6 @@
 #include "audiofiles/OperationSupport.h"
 
 #include "platform/FourCC.h"
-#include "platform/Locations.h"
 #include "platform/Log.h"
 
 #include <QDir>
@@ -19,11 +18,10 @@ using platform::log;
 
 namespace {
 
-constexpr char kTempName[] = "tempfile";
+// Encoders pad to whole packets and rate converters round at both ends.
+constexpr int64_t kLengthSlackFrames = 8192;
 // The error code reported when the writer refuses a client format.
 constexpr uint32_t kFormatNotSupported = fourCC("fmt?");
-
-std::mutex gTemporaryPathMutex;
 
 // The WAVE a source falls back to: its own depth where WAVE holds it, 16 bits when the
 // source's depth is unknown (lossy data).
@@ -71,15 +69,10 @@ QString withWavExtension(const QString& path)
 
 }  // namespace
 
-std::unique_lock<std::mutex> lockTemporaryPath() { return std::unique_lock(gTemporaryPathMutex); }
-
-QString temporaryPath(const QString& extension)
+std::unique_ptr<PartFile> temporaryFileFor(const QString& dest, const QString& extension)
 {
-    QString path = platform::Locations::tempDir() + QLatin1Char('/') + QLatin1String(kTempName);
-    if (!extension.isEmpty())
-        path += QLatin1Char('.') + extension;
-    QFile::remove(path);
-    return path;
+    const QFileInfo info(dest);
+    return PartFile::create(info.absolutePath(), extension.isEmpty() ? info.suffix() : extension);
 }
 
 std::unique_ptr<AudioFileReader> openReader(const QString& src)
@@ -107,16 +100,20 @@ std::unique_ptr<AudioFileReader> openSource(const QString& src, const char* clie
     return reader;
 }
 
-bool moveIntoPlace(const QString& temp, const QString& dest, bool replace)
+bool moveIntoPlace(PartFile& temp, const QString& dest, bool replace, int64_t expectedFrames, double rate)
 {
-    if (replace && QFileInfo::exists(dest))
-        QFile::remove(dest);
-    // QFile::rename refuses an existing destination and copies across file systems.
-    if (!QFile::rename(temp, dest)) {
-        log(QStringLiteral("Could not move %1 to %2").arg(temp, dest));
+    const auto written = AudioFileReader::open(temp.path());
+    if (!written) {
+        log(QStringLiteral("Could not open audio URL %1").arg(temp.path()));
         return false;
     }
-    return true;
+    const int64_t frames =
+        written->sampleRate() == rate ? written->lengthFrames() : int64_t(double(written->lengthFrames()) * rate / written->sampleRate());
+    if (frames <= 0 || frames < expectedFrames - kLengthSlackFrames || frames > expectedFrames + kLengthSlackFrames) {
+        log(QStringLiteral("%1 holds %2 frames instead of %3").arg(temp.path()).arg(frames).arg(expectedFrames));
+        return false;
+    }
+    return temp.commit(dest, replace);
 }
 
 std::optional<KeptFormatOutput> createKeepingFormat(const AudioFileReader& src, const QString& temp, const QString& dest,
@@ -140,7 +137,7 @@ std::optional<KeptFormatOutput> createKeepingFormat(const AudioFileReader& src, 
     }
     log(QStringLiteral("Creating standard WAVE instead"));
     writer.reset();
-    QFile::remove(temp);
+    // The part file is written over, never removed: its name and lock stay this operation's.
     writer = AudioFileWriter::create(temp, fourCC("WAVE"), fallbackFormat(src), src.info().channelMask);
     if (!writer) {
         log(QStringLiteral("Could not create standard WAVE audiofile for writing"));

@@ -2,11 +2,11 @@
 #include "audiofiles/AudioOperations.h"
 #include "platform/AudioFileReader.h"
 #include "platform/AudioFileWriter.h"
+#include "platform/PartFile.h"
 
 #include <QString>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -15,12 +15,9 @@ namespace Utils::operations {
 
 constexpr int64_t kChunkFrames = 8192;
 
-// Held for the whole of an operation: they all write the same temporary path.
-std::unique_lock<std::mutex> lockTemporaryPath();
-
-// "tempfile" (plus "." and the extension when given) in the temporary folder, with whatever
-// was left there removed.
-QString temporaryPath(const QString& extension = {});
+// A new temporary file of this operation's own beside dest, on dest's file system (dest's
+// extension unless one is given); null, logged, when the folder can't take one.
+std::unique_ptr<PartFile> temporaryFileFor(const QString& dest, const QString& extension = {});
 
 // The source, opened; nullptr, logged, when it can't be opened or holds no audio.
 std::unique_ptr<platform::AudioFileReader> openReader(const QString& src);
@@ -30,8 +27,10 @@ std::unique_ptr<platform::AudioFileReader> openReader(const QString& src);
 // can't be set.
 std::unique_ptr<platform::AudioFileReader> openSource(const QString& src, const char* clientFormatError, double clientRate = 0);
 
-// Moves the finished temporary file to dest, replacing what is there only when asked.
-bool moveIntoPlace(const QString& temp, const QString& dest, bool replace);
+// Checks the finished temporary file (it opens as audio, and its length is expectedFrames at
+// rate, give or take an encoder's padding) and renames it to dest, over what is there only
+// when asked: a source it replaces stays until then. False, logged, when it did not arrive.
+bool moveIntoPlace(PartFile& temp, const QString& dest, bool replace, int64_t expectedFrames, double rate);
 
 // A writer for normalize and trim that keeps the source's container, encoding, depth and, for AAC,
 // bit rate, or falls back to WAVE at the source's depth (16 bits for lossy sources; then dest's

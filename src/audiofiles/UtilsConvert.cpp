@@ -49,7 +49,6 @@ static void setUpAacEncoder(platform::AudioFileWriter& writer, const platform::S
 
 bool convert(const QString& src, const QString& dest, const ConversionOptions& format, const ProgressBlock& progressBlock)
 {
-    const auto lock = lockTemporaryPath();
     auto reader = openReader(src);
     if (!reader)
         return false;
@@ -66,8 +65,10 @@ bool convert(const QString& src, const QString& dest, const ConversionOptions& f
         return false;
     const int bitRate = format.bitrate == 0 ? kDefaultBitRate : format.bitrate;
 
-    const QString temp = temporaryPath(fileExtensionForRecFormat(format.format));
-    auto writer = platform::AudioFileWriter::create(temp, fileTypeForRecFormat(format.format), target);
+    const auto temp = temporaryFileFor(dest, fileExtensionForRecFormat(format.format));
+    if (!temp)
+        return false;
+    auto writer = platform::AudioFileWriter::create(temp->path(), fileTypeForRecFormat(format.format), target);
     if (!writer) {
         log(QStringLiteral("Could not create audiofile for writing"));
         return false;
@@ -90,15 +91,21 @@ bool convert(const QString& src, const QString& dest, const ConversionOptions& f
     const double total = double(reader->clientLengthFrames());
     report(progressBlock, 0);
     std::vector<float> buffer;
+    int64_t written = 0;
     const bool ok = streamChunks(
         *reader, writer.get(), buffer, INT64_MAX,
         toMono ? ChunkProcess([&](float* chunk, int frames, int64_t) {
             SampleProcessing::stereoToMonoInLeft(chunk, size_t(frames), format.stereomono);
         })
                : ChunkProcess(),
-        [&](int64_t done) { report(progressBlock, done / total); });
+        [&](int64_t done) {
+            written = done;
+            report(progressBlock, done / total);
+        });
+    const double sourceRate = reader->sampleRate();
     reader.reset();
-    return ok && finish(*writer, temp) && moveIntoPlace(temp, dest, false);
+    return ok && finish(*writer, temp->path())
+           && moveIntoPlace(*temp, dest, false, int64_t(double(written) * target.sampleRate / sourceRate), target.sampleRate);
 }
 
 }  // namespace Utils

@@ -13,7 +13,6 @@ using namespace operations;
 
 bool decode(const QString& src, const QString& dest, const ProgressBlock& progressBlock)
 {
-    const auto lock = lockTemporaryPath();
     // The reader converts the rate; the writer stores 16-bit samples.
     auto reader = openSource(src, "Could not set output format on audiofile", kDecodeSampleRate);
     if (!reader)
@@ -28,8 +27,10 @@ bool decode(const QString& src, const QString& dest, const ProgressBlock& progre
     format.framesPerPacket = 1;
     format.bytesPerPacket = format.bytesPerFrame;
 
-    const QString temp = temporaryPath();
-    auto writer = platform::AudioFileWriter::create(temp, platform::fourCC("WAVE"), format);
+    const auto temp = temporaryFileFor(dest, QStringLiteral("wav"));
+    if (!temp)
+        return false;
+    auto writer = platform::AudioFileWriter::create(temp->path(), platform::fourCC("WAVE"), format);
     if (!writer) {
         platform::log(QStringLiteral("Could not create audiofile for writing"));
         return false;
@@ -41,10 +42,13 @@ bool decode(const QString& src, const QString& dest, const ProgressBlock& progre
     const double total = double(reader->clientLengthFrames());
     report(progressBlock, 0);
     std::vector<float> buffer;
-    const bool ok = streamChunks(*reader, writer.get(), buffer, INT64_MAX, {},
-                                 [&](int64_t done) { report(progressBlock, done / total); });
+    int64_t written = 0;
+    const bool ok = streamChunks(*reader, writer.get(), buffer, INT64_MAX, {}, [&](int64_t done) {
+        written = done;
+        report(progressBlock, done / total);
+    });
     reader.reset();
-    return ok && finish(*writer, temp) && moveIntoPlace(temp, dest, false);
+    return ok && finish(*writer, temp->path()) && moveIntoPlace(*temp, dest, false, written, kDecodeSampleRate);
 }
 
 }  // namespace Utils

@@ -42,7 +42,6 @@ float decodedPeak(const QString& path)
 
 std::optional<QString> normalize(const QString& src, const QString& dest, const ProgressBlock& progressBlock)
 {
-    const auto lock = lockTemporaryPath();
     auto reader = openSource(src, "Could not set client format on input audiofile");
     if (!reader)
         return std::nullopt;
@@ -63,41 +62,45 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
     log(QString::asprintf("Scaling with: %g", double(scale)));
     log(QStringLiteral("normalizing..."));
 
-    const QString temp = temporaryPath();
-    auto output = createKeepingFormat(*reader, temp, dest, true);
+    const auto temp = temporaryFileFor(dest);
+    if (!temp)
+        return std::nullopt;
+    auto output = createKeepingFormat(*reader, temp->path(), dest, true);
     if (!output)
         return std::nullopt;
     // A lossy encoder moves the peak; its result is measured and written once more with the
     // gain corrected, so the last quarter of the progress belongs to that.
     const bool lossy = isLossy(output->writer->fileFormat());
     const double share = lossy ? 0.25 : 0.5;
+    int64_t written = 0;
     auto writeScaled = [&](float gain, double from) {
         return reader->seek(0) &&
                streamChunks(
                    *reader, output->writer.get(), buffer, INT64_MAX,
                    [&](float* chunk, int frames, int64_t) { SampleProcessing::scale(chunk, size_t(frames) * channels, gain); },
                    [&](int64_t done) {
+                       written = done;
                        if (from < 1)
                            report(progressBlock, from + share * done / total);
                    }) &&
-               finish(*output->writer, temp);
+               finish(*output->writer, temp->path());
     };
     if (!writeScaled(scale, 0.5))
         return std::nullopt;
     if (lossy && peak > 0) {
-        const float decoded = decodedPeak(temp);
+        const float decoded = decodedPeak(temp->path());
         if (decoded > 0 && std::abs(std::log10(decoded)) > kLossyPeakTolerance) {
             const float corrected = scale / decoded;
             log(QString::asprintf("Decoded peak: %g, scaling again with: %g", double(decoded), double(corrected)));
-            output = createKeepingFormat(*reader, temp, dest, true);
+            output = createKeepingFormat(*reader, temp->path(), dest, true);
             if (!output || !writeScaled(corrected, 0.75))
                 return std::nullopt;
             // The AAC encoder pulls stretches that would peak above about 0.95 down to it, and a
             // small change of gain can move its artefacts a lot: a correction that lands further
             // away gives way to the first gain again (the encoder repeats itself exactly).
-            float after = decodedPeak(temp);
+            float after = decodedPeak(temp->path());
             if (after > 0 && std::abs(std::log10(after)) > std::abs(std::log10(decoded))) {
-                output = createKeepingFormat(*reader, temp, dest, true);
+                output = createKeepingFormat(*reader, temp->path(), dest, true);
                 // Progress already stands at its end.
                 if (!output || !writeScaled(scale, 1))
                     return std::nullopt;
@@ -108,8 +111,9 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
         }
         report(progressBlock, 1);
     }
+    const double rate = reader->sampleRate();
     reader.reset();
-    if (!moveIntoPlace(temp, output->dest, true))
+    if (!moveIntoPlace(*temp, output->dest, true, written, rate))
         return std::nullopt;
     return output->dest;
 }

@@ -11,12 +11,13 @@ using platform::log;
 std::optional<QString> trim(const QString& src, const QString& dest, double start, double end, double fadeIn,
                             double fadeOut, const ProgressBlock& progressBlock)
 {
-    const auto lock = lockTemporaryPath();
     auto reader = openSource(src, "Could not set client format on input audiofile");
     if (!reader)
         return std::nullopt;
-    const QString temp = temporaryPath();
-    auto output = createKeepingFormat(*reader, temp, dest, false);
+    const auto temp = temporaryFileFor(dest);
+    if (!temp)
+        return std::nullopt;
+    auto output = createKeepingFormat(*reader, temp->path(), dest, false);
     if (!output)
         return std::nullopt;
 
@@ -45,7 +46,8 @@ std::optional<QString> trim(const QString& src, const QString& dest, double star
     reader.reset();
     if (ok && written == 0)
         log(QStringLiteral("Nothing to trim between %1 s and %2 s of %3").arg(start).arg(end).arg(src));
-    if (!ok || written == 0 || !finish(*output->writer, temp) || !moveIntoPlace(temp, output->dest, true))
+    if (!ok || written == 0 || !finish(*output->writer, temp->path())
+        || !moveIntoPlace(*temp, output->dest, true, written, rate))
         return std::nullopt;
     return output->dest;
 }

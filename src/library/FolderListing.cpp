@@ -2,6 +2,7 @@
 
 #include "library/Utils.h"
 #include "platform/Log.h"
+#include "platform/PartFile.h"
 
 #include <QFile>
 #include <dirent.h>
@@ -43,6 +44,9 @@ std::optional<LibraryItemList> listFolder(const QString& folder, const std::atom
             return std::nullopt;
         const char* name = entry->d_name;
         if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
+            continue;
+        // An operation's unfinished result is not an item yet.
+        if (name[0] == '.' && PartFile::isPartName(QFile::decodeName(name)))
             continue;
         struct stat st;
         const bool readable = fstatat(fd, name, &st, 0) == 0;

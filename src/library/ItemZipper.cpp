@@ -2,12 +2,11 @@
 
 #include "library/Utils.h"
 #include "library/ZipArchive.h"
-#include "platform/Locations.h"
+#include "platform/PartFile.h"
+#include "platform/ZipReader.h"
 
 #include <QFile>
-#include <QUuid>
-#include <cerrno>
-#include <cstdio>
+#include <vector>
 
 #include <QDir>
 #include <QFileInfo>
@@ -17,6 +16,7 @@ namespace ItemZipper {
 namespace {
 
 const QString kSorry = QStringLiteral("Sorry");
+const qint64 kCheckChunkBytes = 1 << 20;
 
 void scan(const QString& path, QStringList& set, QSet<QString>& seen)
 {
@@ -31,12 +31,33 @@ void scan(const QString& path, QStringList& set, QSet<QString>& seen)
                                                        QDir::Name);
         for (const QString& name : names)
             scan(path + QLatin1Char('/') + name, set, seen);
-    } else if (info.isFile()) {
+    } else if (info.isFile() && !PartFile::isPartName(info.fileName())) {
+        // Another operation's unfinished file is not the user's.
         set << path;
     }
 }
 
-bool moveIntoPlace(const QString& from, const QString& to) { return Utils::moveItemNoReplace(from, to); }
+// The archive takes its name only when it reads back whole: every entry's data matches its
+// checksum.
+bool moveIntoPlace(PartFile& part, const QString& archivePath, qsizetype entries)
+{
+    const auto reader = ZipReader::open(part.path());
+    if (!reader)
+        return false;
+    qsizetype found = 0;
+    std::vector<char> buffer(kCheckChunkBytes);
+    for (auto step = reader->goToFirstEntry(); step == ZipReader::Step::Ok; step = reader->goToNextEntry()) {
+        if (!reader->openEntry())
+            return false;
+        qint64 n;
+        while ((n = reader->read(buffer.data(), qint64(buffer.size()))) > 0) {
+        }
+        if (!reader->closeEntry() || n < 0)
+            return false;
+        ++found;
+    }
+    return found == entries && part.commit(archivePath, false);
+}
 
 }  // namespace
 
@@ -69,25 +90,26 @@ bool zipItem(const QString& item, const QString& folder, ZipArchiveDelegate* del
         hooks.started(QStringLiteral("Compressing to Zip"), 0.0f);
 
     // Written aside and moved in when complete, so the folder never shows half an archive.
-    const QString partPath = platform::Locations::tempDir() + QStringLiteral("/zip-")
-                             + QUuid::createUuid().toString(QUuid::WithoutBraces) + QStringLiteral(".zip");
     ZipArchive zip;
     zip.setDelegate(delegate);
-    if (!zip.CreateZipFile2(partPath)) {
+    const std::unique_ptr<PartFile> part = PartFile::create(folder, QStringLiteral("zip"));
+    if (!part || !zip.CreateZipFile2(part->path())) {
         zip.OutputErrorMessage(QStringLiteral("Could not create '%1'.").arg(archiveName));
         return false;
     }
     const QString prefix = folder + QLatin1Char('/');
+    qsizetype added = 0;
     for (qsizetype i = 0; i < files.size(); ++i) {
         if (hooks.progress)
             hooks.progress(float(i) / float(files.size()));
         const QString& file = files[i];
         const QString name = file.startsWith(prefix) ? file.mid(prefix.size()) : QFileInfo(file).fileName();
-        if (!zip.addFileToZip(QFileInfo(file).canonicalFilePath(), name))
+        if (zip.addFileToZip(QFileInfo(file).canonicalFilePath(), name))
+            ++added;
+        else
             zip.OutputErrorMessage(QStringLiteral("Could not add '%1'.").arg(name));
     }
-    if (!zip.CloseZipFile2() || !moveIntoPlace(partPath, archivePath)) {
-        QFile::remove(partPath);
+    if (!zip.CloseZipFile2() || !moveIntoPlace(*part, archivePath, added)) {
         zip.OutputErrorMessage(QStringLiteral("Could not finish '%1'.").arg(archiveName));
         return false;
     }

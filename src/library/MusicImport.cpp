@@ -4,24 +4,30 @@
 #include "platform/AudioFileReader.h"
 #include "platform/AudioFileWriter.h"
 #include "platform/AudioMetadata.h"
-#include "platform/Locations.h"
 #include "platform/Log.h"
+#include "platform/PartFile.h"
 
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
-#include <cerrno>
-#include <cstdio>
 #include <vector>
 
 namespace {
 const double kRate = 44100;
 const int kChannels = 2;
 const int kChunkFrames = 16384;
-const QString kTempName = QStringLiteral("temp-import");
 
-bool moveIntoPlace(const QString& from, const QString& to) { return Utils::moveItemNoReplace(from, to); }
+// The song arrives only complete: every frame read is in the file that takes its name.
+bool moveIntoPlace(PartFile& part, const QString& target, int64_t written)
+{
+    const auto check = platform::AudioFileReader::open(part.path());
+    if (!check || check->lengthFrames() != written) {
+        platform::log(QStringLiteral("Could not finish writing %1").arg(part.path()));
+        return false;
+    }
+    return part.commit(target, false);
+}
 }  // namespace
 
 namespace MusicLibrary {
@@ -84,15 +90,15 @@ void MusicImport::run(const MusicTrack& track, const QString& folder, const Call
     const int channels = reader->channels();
     if (!reader->setClientFormat(kRate, channels, platform::SampleType::Float32))
         return fail(QStringLiteral("Could not add asset reader output"));
-    const QString temp = platform::Locations::tempDir() + QLatin1Char('/') + kTempName;
+    const std::unique_ptr<PartFile> part = PartFile::create(folder, QStringLiteral("wav"));
+    if (!part)
+        return fail(QStringLiteral("Could not start writing"));
+    const QString temp = part->path();
     std::unique_ptr<platform::AudioFileWriter> out =
         platform::AudioFileWriter::create(temp, platform::fourCC("WAVE"), platform::linearPCM16(kRate, kChannels));
     if (!out)
         return fail(QStringLiteral("Could not start writing"));
-    auto abandon = [&out, &temp] {
-        out.reset();
-        QFile::remove(temp);
-    };
+    auto abandon = [&out] { out.reset(); };
 
     const double duration = track.duration > 0 ? track.duration : reader->duration();
     std::vector<float> in(size_t(kChunkFrames) * size_t(channels));
@@ -135,10 +141,8 @@ void MusicImport::run(const MusicTrack& track, const QString& folder, const Call
     const bool finished = out->close();
     out.reset();
     const QString target = targetPathFor(track, folder);
-    if (!finished || !moveIntoPlace(temp, target)) {
-        QFile::remove(temp);
+    if (!finished || !moveIntoPlace(*part, target, written))
         return fail(QStringLiteral("Could not finish writing"));
-    }
     platform::runOnMain([callbacks, target] {
         if (callbacks.finished)
             callbacks.finished(target);

@@ -3,14 +3,17 @@
 #include "library/Utils.h"
 #include "library/ZipEntryTarget.h"
 #include "platform/Log.h"
-#include "platform/ZipReader.h"
+#include "platform/PartFile.h"
+#include "platform/Settings.h"
 #include "platform/ZipWriter.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QRandomGenerator>
-#include <cstdio>
+#include <QLocale>
+#include <QStorageInfo>
+#include <algorithm>
+#include <cstdint>
 #include <vector>
 
 namespace {
@@ -19,23 +22,9 @@ const qint64 kChunkBytes = 1 << 20;
 const quint64 kLargeEntryBytes = 0xffffffffull;
 const QString kNoPasswords = QStringLiteral("Password-protected zip archives are not supported");
 
-// A hidden file beside target, so that a finished entry arrives by rename and a failed one
-// leaves nothing behind.
-std::optional<QString> openPartFile(QFile& file, const QString& target)
-{
-    const QFileInfo info(target);
-    for (int attempt = 0; attempt < 100; ++attempt) {
-        const QString part = QStringLiteral("%1/.%2.%3.part")
-                                 .arg(info.path(), info.fileName())
-                                 .arg(QRandomGenerator::global()->generate(), 8, 16, QLatin1Char('0'));
-        file.setFileName(part);
-        if (file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
-            return part;
-        if (!QFileInfo::exists(part))
-            return std::nullopt;
-    }
-    return std::nullopt;
-}
+const QString kUnzipRatioKey = QStringLiteral("UnzipMaxCompressionRatio");
+
+QString byteCount(quint64 bytes) { return QLocale::system().formattedDataSize(qint64(std::min<quint64>(bytes, INT64_MAX))); }
 }  // namespace
 
 ZipArchive::ZipArchive() = default;
@@ -91,6 +80,7 @@ bool ZipArchive::UnzipOpenFile(const QString& path, const QByteArray& password)
         return false;
     }
     mReader = ZipReader::open(path);
+    mArchivePath = path;
     return mReader != nullptr;
 }
 
@@ -98,10 +88,13 @@ bool ZipArchive::UnzipFileTo(const QString& folder, bool overWrite)
 {
     if (!mReader)
         return false;
+    if (!withinLimits(folder))
+        return false;
     if (mReader->goToFirstEntry() != ZipReader::Step::Ok) {
         OutputErrorMessage(QStringLiteral("Failed"));
         return false;
     }
+    mTrashBatch = QDateTime::currentDateTime();
     bool allDone = true;
     while (true) {
         const EntryResult result = extractCurrentEntry(folder, overWrite);
@@ -146,46 +139,86 @@ ZipArchive::EntryResult ZipArchive::extractCurrentEntry(const QString& folder, b
     const bool exists = QFileInfo::exists(target.path) || QFileInfo(target.path).isSymLink();
     if (exists && !overWrite && !OverWrite(target.path))
         return EntryResult::Skipped;
-    return writeEntry(target.path, info->modified);
+    return writeEntry(target.path, *info, exists);
 }
 
-ZipArchive::EntryResult ZipArchive::writeEntry(const QString& target, const QDateTime& modified)
+bool ZipArchive::withinLimits(const QString& folder)
 {
+    quint64 total = 0;
+    for (auto step = mReader->goToFirstEntry(); step == ZipReader::Step::Ok; step = mReader->goToNextEntry()) {
+        if (const auto info = mReader->entryInfo())
+            total += std::min<quint64>(info->size, UINT64_MAX - total);
+    }
+    const QString name = QFileInfo(mArchivePath).fileName();
+    const quint64 packed = quint64(std::max<qint64>(QFileInfo(mArchivePath).size(), 1));
+    const QVariant setting = platform::Settings::value(kUnzipRatioKey);
+    const double maxRatio = setting.isValid() ? setting.toDouble() : kDefaultMaxCompressionRatio;
+    if (double(total) > maxRatio * double(packed)) {
+        OutputErrorMessage(QStringLiteral("'%1' would unpack to %2, more than %3 times its size. It was not unzipped: it may be "
+                                          "damaged or made to fill the disk.")
+                               .arg(name, byteCount(total))
+                               .arg(maxRatio));
+        return false;
+    }
+    const QStorageInfo storage(folder);
+    if (storage.isValid() && total > quint64(std::max<qint64>(storage.bytesAvailable(), 0))) {
+        OutputErrorMessage(QStringLiteral("'%1' needs %2 when unzipped, but only %3 are free.")
+                               .arg(name, byteCount(total), byteCount(quint64(storage.bytesAvailable()))));
+        return false;
+    }
+    return true;
+}
+
+ZipArchive::EntryResult ZipArchive::writeEntry(const QString& target, const ZipReader::EntryInfo& info, bool replace)
+{
+    const QString fileName = QFileInfo(target).fileName();
+    const QString cannotWrite = QStringLiteral("Could not write '%1'.").arg(fileName);
+    // A hidden file beside target, so that a finished entry arrives by rename and a failed one
+    // leaves nothing behind.
+    const std::unique_ptr<PartFile> partFile = PartFile::create(QFileInfo(target).path());
+    if (!partFile) {
+        OutputErrorMessage(cannotWrite);
+        return EntryResult::Failed;
+    }
     if (!mReader->openEntry()) {
         OutputErrorMessage(QStringLiteral("Error occurs"));
         return EntryResult::Stop;
     }
-    const QString cannotWrite = QStringLiteral("Could not write '%1'.").arg(QFileInfo(target).fileName());
-    QFile part;
-    const std::optional<QString> partPath = openPartFile(part, target);
-    if (!partPath) {
-        mReader->closeEntry();
+    QFile part(partFile->path());
+    bool written = part.open(QIODevice::WriteOnly);
+    std::vector<char> buffer(kChunkBytes);
+    quint64 total = 0;
+    qint64 n = 0;
+    while (written && (n = mReader->read(buffer.data(), kChunkBytes)) > 0) {
+        total += quint64(n);
+        // The sizes were checked against the free space: an entry that grows past its own is lying.
+        if (total > info.size || part.write(buffer.data(), n) != n)
+            written = false;
+    }
+    // The CRC-32 is checked when a fully read entry is closed: before the file may arrive.
+    const bool intact = mReader->closeEntry() && written && n == 0;
+    // Buffered bytes written at close would stamp the file with the current time again.
+    written = written && part.flush();
+    if (written && intact && info.modified.isValid() && !part.setFileTime(info.modified, QFileDevice::FileModificationTime))
+        platform::log(QStringLiteral("Failed to set attributes"));
+    part.close();
+    written = written && part.error() == QFileDevice::NoError;
+    if (!written || !intact) {
+        OutputErrorMessage(written ? QStringLiteral("Failed to reading zip file") : cannotWrite);
+        // A write that failed means a full disk or a lying archive: the next entries would fail too.
+        return written ? EntryResult::Failed : EntryResult::Stop;
+    }
+    // The replaced version can be put back from the Trash.
+    // Inside the Trash, trashing would delete for good.
+    if (replace && (Utils::pathIsInsideTrashcan(target) || !Utils::trashItemAtPath(target, mTrashBatch))) {
+        OutputErrorMessage(QStringLiteral("Could not move the old '%1' to the Trash; it was kept.").arg(fileName));
+        return EntryResult::Failed;
+    }
+    if (!partFile->commit(target, false)) {
         OutputErrorMessage(cannotWrite);
         return EntryResult::Failed;
     }
-    std::vector<char> buffer(kChunkBytes);
-    bool written = true;
-    qint64 n;
-    while ((n = mReader->read(buffer.data(), kChunkBytes)) > 0) {
-        if (part.write(buffer.data(), n) != n) {
-            written = false;
-            break;
-        }
-    }
-    // The CRC-32 is checked when a fully read entry is closed: before the file may arrive.
-    const bool intact = mReader->closeEntry() && n == 0;
-    // Buffered bytes written at close would stamp the file with the current time again.
-    written = written && part.flush();
-    if (written && intact && modified.isValid() && !part.setFileTime(modified, QFileDevice::FileModificationTime))
-        platform::log(QStringLiteral("Failed to set attributes"));
-    part.close();
-    const bool arrived = written && intact && part.error() == QFileDevice::NoError
-                         && std::rename(QFile::encodeName(*partPath).constData(), QFile::encodeName(target).constData()) == 0;
-    if (arrived)
-        return EntryResult::Done;
-    QFile::remove(*partPath);
-    OutputErrorMessage(written && !intact ? QStringLiteral("Failed to reading zip file") : cannotWrite);
-    return EntryResult::Failed;
+    return EntryResult::Done;
 }
 
 bool ZipArchive::UnzipCloseFile()

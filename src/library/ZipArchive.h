@@ -5,7 +5,8 @@
 #include <memory>
 #include <optional>
 
-class ZipReader;
+#include "platform/ZipReader.h"
+
 class ZipWriter;
 
 // Receives what a ZipArchive has to say while it works.
@@ -21,6 +22,9 @@ public:
 // open at a time, for writing or for reading.
 class ZipArchive {
 public:
+    // Archives of silence reach some hundreds; a bomb reaches a thousand and more.
+    static constexpr double kDefaultMaxCompressionRatio = 200;
+
     ZipArchive();
     ~ZipArchive();
     ZipArchive(const ZipArchive&) = delete;
@@ -36,7 +40,10 @@ public:
 
     bool UnzipOpenFile(const QString& path, const QByteArray& password = {});
     // Extracts every entry below folder; entries that would land outside it are refused.
-    // False when any entry failed (each failure has been reported).
+    // An archive that would unpack to more than the free space or beyond the compression
+    // ratio of "UnzipMaxCompressionRatio" is refused whole; a full disk stops it, nothing
+    // half-written left. A file that is replaced goes into one Trash batch for the whole
+    // archive. False when any entry failed (each failure has been reported).
     bool UnzipFileTo(const QString& folder, bool overWrite);
     bool UnzipCloseFile();
 
@@ -47,9 +54,12 @@ public:
 private:
     enum class EntryResult { Done, Skipped, Failed, Stop };
     EntryResult extractCurrentEntry(const QString& folder, bool overWrite);
-    EntryResult writeEntry(const QString& target, const QDateTime& modified);
+    EntryResult writeEntry(const QString& target, const ZipReader::EntryInfo& info, bool replace);
+    bool withinLimits(const QString& folder);
 
     std::unique_ptr<ZipWriter> mWriter;
     std::unique_ptr<ZipReader> mReader;
     ZipArchiveDelegate* mDelegate = nullptr;
+    QString mArchivePath;
+    QDateTime mTrashBatch;
 };

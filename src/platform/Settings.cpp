@@ -1,8 +1,11 @@
 #include "platform/Settings.h"
 
 #include "platform/Locations.h"
+#include "platform/Log.h"
 
+#include <QHash>
 #include <QSettings>
+#include <utility>
 #include <memory>
 #include <mutex>
 
@@ -12,6 +15,8 @@ namespace {
 std::recursive_mutex gMutex;
 std::unique_ptr<QSettings> gStore;
 QVariantMap gDefaults;
+QHash<QString, Check> gChecks;
+QHash<QString, bool> gReported;
 
 QSettings& store()
 {
@@ -31,11 +36,25 @@ void registerDefaults(const QVariantMap& defaults)
         gDefaults.insert(it.key(), it.value());
 }
 
+void registerCheck(const QString& key, Check check)
+{
+    std::lock_guard lock(gMutex);
+    gChecks.insert(key, std::move(check));
+}
+
 QVariant value(const QString& key)
 {
     std::lock_guard lock(gMutex);
     QSettings& s = store();
-    return s.contains(key) ? s.value(key) : gDefaults.value(key);
+    if (!s.contains(key))
+        return gDefaults.value(key);
+    QVariant stored = s.value(key);
+    const auto check = gChecks.constFind(key);
+    if (check == gChecks.constEnd() || (*check)(stored))
+        return stored;
+    if (!std::exchange(gReported[key], true))
+        log(QStringLiteral("Ignoring the stored setting %1: using its default").arg(key));
+    return gDefaults.value(key);
 }
 
 bool contains(const QString& key)
@@ -68,6 +87,7 @@ void reload()
     if (gStore)
         gStore->sync();
     gStore.reset();
+    gReported.clear();
 }
 
 }  // namespace platform::Settings

@@ -4,9 +4,11 @@
 #include "shell/Startup.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 
 int main(int argc, char** argv)
 {
+    const QDateTime processStart = QDateTime::currentDateTime();
     QCoreApplication app(argc, argv);
     QStringList args = app.arguments().mid(1);
 
@@ -33,6 +35,7 @@ int main(int argc, char** argv)
     for (const tool::Command& c : tool::commands()) {
         if (name == QLatin1String(c.name)) {
             Startup::registerDefaults();
+            Startup::removeLeftovers(processStart);
             return c.run(args);
         }
     }

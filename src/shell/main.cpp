@@ -8,6 +8,7 @@
 #include "ui/screens/MessageBoxAlerts.h"
 #include "wifidrive/MyWebUploader.h"
 
+#include <QDateTime>
 #include <QApplication>
 #include <QFile>
 #include <cstdio>
@@ -91,6 +92,7 @@ std::optional<Options> parse(QStringList args)
 
 int main(int argc, char** argv)
 {
+    const QDateTime processStart = QDateTime::currentDateTime();
     const bool serve = wantsServe(argc, argv);
     std::unique_ptr<QCoreApplication> app =
         serve ? std::make_unique<QCoreApplication>(argc, argv) : std::make_unique<QApplication>(argc, argv);
@@ -104,6 +106,7 @@ int main(int argc, char** argv)
     if (!options->library.isEmpty())
         Startup::setLibraryOverride(options->library);
     Startup::registerDefaults();
+    Startup::removeLeftovers(processStart);
     if (!serve)
         MessageBoxAlerts::install();
 

@@ -309,10 +309,10 @@ TEST(AudioOperations, BadInputLeavesNothingBehind)
         EXPECT_EQ(readFile(src), before);
     }
 
-    // A destination that can't be written: the result stays in the temporary file.
+    // A destination that can't be written: nothing is written anywhere.
     const QString nowhere = tree.path("no/such/folder/out.wav");
     EXPECT_FALSE(Utils::normalize(tone, nowhere));
-    EXPECT_EQ(log.lines().last(), "Could not move " + platform::Locations::tempDir() + "/tempfile to " + nowhere);
+    EXPECT_EQ(log.lines().last(), "Could not create a temporary file in " + tree.path("no/such/folder"));
     EXPECT_FALSE(Utils::decode(tone, nowhere));
     EXPECT_FALSE(QFileInfo::exists(tree.path("no")));
 }

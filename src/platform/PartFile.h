@@ -1,0 +1,34 @@
+#pragma once
+#include <QString>
+#include <memory>
+
+// A file written beside its final place: a hidden, uniquely named file in the target's
+// folder (so it arrives by one rename on the same file system), locked for as long as this
+// object lives so that a clean-up in another process never takes it, and removed unless
+// committed. Names start with ".tempfile-", which nothing else in a library uses.
+class PartFile {
+public:
+    // A new empty part file in folder; extension (without the dot) lets writers that go by
+    // the name see the right one. Null, logged, when it can't be created.
+    static std::unique_ptr<PartFile> create(const QString& folder, const QString& extension = {});
+    ~PartFile();
+    PartFile(const PartFile&) = delete;
+    PartFile& operator=(const PartFile&) = delete;
+
+    const QString& path() const { return mPath; }
+    // The part's bytes reach the disk, then it takes target's name: over an existing target
+    // in one step when replace is set (the old version stays until then), else only when
+    // the name is free. False, logged, when it did not arrive; the part is then removed.
+    bool commit(const QString& target, bool replace);
+
+    static bool isPartName(const QString& fileName);
+    // Removes part files below folder (recursively when asked) left by operations that
+    // were killed: only names of ours whose lock nobody holds. Returns how many went.
+    static int removeLeftovers(const QString& folder, bool recursive);
+
+private:
+    PartFile(QString path, int fd) : mPath(std::move(path)), mFd(fd) {}
+    QString mPath;
+    int mFd = -1;
+    bool mCommitted = false;
+};
