@@ -14,9 +14,11 @@ PACKAGES=(
   libjack-jackd2-dev jackd2 libfluidsynth-dev timgm6mb-soundfont libsmf-dev liblilv-dev lv2-dev
   # property lists, zip, web service, service registration, QR codes of its address
   libplist-dev zlib1g-dev libminizip-dev libcpp-httplib-dev libssl-dev libavahi-client-dev libqrencode-dev
+  # Dropbox: the sign-in kept in the desktop's secret store; the tests start their own store
+  qtkeychain-qt6-dev libsecret-1-0 gnome-keyring
   # tools the tests and benchmarks compare against or drive
   time bc sox libsox-fmt-all ffmpeg zip unzip p7zip-full libarchive-tools nginx-light zbar-tools
-  chromium curl wrk xvfb xauth dbus
+  chromium curl wrk xvfb xauth dbus python3
 )
 
 missing=()

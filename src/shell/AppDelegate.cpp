@@ -1,5 +1,7 @@
 #include "shell/AppDelegate.h"
 
+#include "cloud/DropboxAccount.h"
+#include "cloud/DropboxClient.h"
 #include "audiofiles/FilePlayer.h"
 #include "library/FileSort.h"
 #include "library/TrashReminder.h"
@@ -44,6 +46,7 @@ bool AppDelegate::didFinishLaunching()
     if (mMode == Mode::Window) {
         setupAudioEngine();
         mPreview = std::make_unique<FilePlayerPreview>(FilePlayer::sharedPlayer());
+        setupDropbox();
         createScreens();
     }
     fixNewDocumentsFolder();
@@ -54,6 +57,13 @@ bool AppDelegate::didFinishLaunching()
     AudioEngine::setAutoPlayNext(platform::Settings::value(kAutoPlayNext).toBool());
     observeLifecycle();
     return true;
+}
+
+void AppDelegate::setupDropbox()
+{
+    mDropboxAccount = new cloud::DropboxAccount(this);
+    mDropboxClient = new cloud::DropboxClient(mDropboxAccount, this);
+    mDropboxAccount->load();
 }
 
 // The headless server plays nothing, so only the window sets up audio.

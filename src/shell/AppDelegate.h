@@ -9,6 +9,10 @@
 #include <utility>
 
 class FilePlayerPreview;
+namespace cloud {
+class DropboxAccount;
+class DropboxClient;
+}  // namespace cloud
 class MyWebUploader;
 
 // Owns the start of the program and its reactions to lifecycle events. Headless (--serve), the
@@ -43,6 +47,10 @@ public:
     void webServerDidCompleteBonjourRegistration(GCDWebServer* server) override;
     MyWebUploader* webUploader() const { return mWebUploader.get(); }
     FilePlayerPreview* preview() const { return mPreview.get(); }
+    // The Dropbox account and its client (window mode; null headless). The account reads its
+    // sign-in from the secret store at start.
+    cloud::DropboxAccount* dropboxAccount() const { return mDropboxAccount; }
+    cloud::DropboxClient* dropboxClient() const { return mDropboxClient; }
 
 protected:
     // In window mode, after audio is set up: the screens are made here.
@@ -57,6 +65,7 @@ private:
     void reportMovedAsideItems();
     void setupAudioEngine();
     void createWebUploader();
+    void setupDropbox();
     void recoverUnfinishedRecording();
     void observeLifecycle();
 
@@ -64,6 +73,8 @@ private:
     QList<std::pair<QString, QString>> mMovedAside;  // (reserved name, the user's item's new name)
     std::unique_ptr<MyWebUploader> mWebUploader;
     std::unique_ptr<FilePlayerPreview> mPreview;
+    cloud::DropboxAccount* mDropboxAccount = nullptr;
+    cloud::DropboxClient* mDropboxClient = nullptr;
     bool mEngineSetUp = false;
     platform::ScopedObserver mInterruptionBegan;
     platform::ScopedObserver mInterruptionEnded;

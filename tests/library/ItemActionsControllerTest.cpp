@@ -1,6 +1,7 @@
 #include "library/screens/EditNameViewController.h"
 #include "library/FileListModel.h"
 #include "library/screens/ItemActionsController.h"
+#include "library/DropboxScreen.h"
 #include "library/screens/MasterViewController.h"
 #include "library/Utils.h"
 #include "support/TempTree.h"
@@ -128,8 +129,15 @@ TEST(ItemActionsController, MenuEditingModeTrashAndRenameInTheBrowser)
     for (const char* refused : {"Rename", "Move", "Move to Trash", "Delete"})
         EXPECT_FALSE(menuTitles(trashMenu.get()).contains(QString::fromLatin1(refused)));
 
+    // "Copy to Dropbox" hands the item to the Dropbox screens the window set, with its folder.
+    struct RecordingDropbox : DropboxScreen {
+        QStringList exported;
+        void importFromDropbox(MasterViewController*) override {}
+        void exportToDropbox(MasterViewController*, const QStringList& paths) override { exported += paths; }
+    } dropbox;
+    browser->setDropboxScreen(&dropbox);
     actions->perform(ItemMenuEntry::CopyToDropbox, takes);
-    EXPECT_EQ(alerts.alerts().last(), QStringLiteral("Dropbox|Copying to Dropbox is not available yet."));
+    EXPECT_EQ(dropbox.exported, QStringList({takes.path}));
 }
 
 TEST(ItemActionsController, ZipAndUnzipFromTheMenuWithTheOverlay)

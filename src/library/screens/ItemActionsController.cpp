@@ -2,6 +2,7 @@
 
 #include "library/DetailScreen.h"
 #include "library/DocumentImport.h"
+#include "library/DropboxScreen.h"
 #include "library/screens/EditNameViewController.h"
 #include "library/FileActions.h"
 #include "library/FileListModel.h"
@@ -75,11 +76,12 @@ ItemActionsController::ItemActionsController(MasterViewController* browser)
       mImportButton(new QPushButton(QStringLiteral("Import"), mToolbar)),
       mSelectButton(new QPushButton(QStringLiteral("Select"), mToolbar)),
       mMoveButton(new QPushButton(QStringLiteral("Move"), mToolbar)),
+      mDropboxButton(new QPushButton(QStringLiteral("Dropbox"), mToolbar)),
       mDeleteButton(new QPushButton(mToolbar))
 {
     auto* layout = new QHBoxLayout(mToolbar);
     layout->setContentsMargins(6, 4, 6, 4);
-    for (QPushButton* b : {mAddButton, mImportButton, mSelectButton, mMoveButton, mDeleteButton})
+    for (QPushButton* b : {mAddButton, mImportButton, mSelectButton, mMoveButton, mDropboxButton, mDeleteButton})
         layout->addWidget(b);
     layout->addStretch();
     layout->addWidget(mEditButton);
@@ -89,12 +91,15 @@ ItemActionsController::ItemActionsController(MasterViewController* browser)
     importMenu->addAction(QStringLiteral("Import Files..."), this, &ItemActionsController::importDocuments);
     importMenu->addAction(QStringLiteral("Import Folder..."), this, &ItemActionsController::importFolder);
     importMenu->addAction(QStringLiteral("Import Music..."), this, &ItemActionsController::importSong);
+    importMenu->addAction(QStringLiteral("Import from Dropbox..."), this, &ItemActionsController::importFromDropbox);
     mImportButton->setMenu(importMenu);
 
     connect(mEditButton, &QPushButton::clicked, this, [this] { setEditing(!mEditing); });
     connect(mAddButton, &QPushButton::clicked, this, &ItemActionsController::addFolderPress);
     connect(mSelectButton, &QPushButton::clicked, this, &ItemActionsController::selectAllAction);
     connect(mMoveButton, &QPushButton::clicked, this, [this] { moveAction(actionList()); });
+    connect(mDropboxButton, &QPushButton::clicked, this, [this] { exportToDropbox(actionList()); });
+    mDropboxButton->setToolTip(QStringLiteral("Copy to Dropbox"));
     connect(mDeleteButton, &QPushButton::clicked, this, &ItemActionsController::deleteManyPress);
 
     QListView* table = mBrowser->tableView();
@@ -149,9 +154,7 @@ void ItemActionsController::perform(ItemMenuEntry entry, const LibraryItem& item
     case ItemMenuEntry::Move: moveAction({item.path}); break;
     case ItemMenuEntry::MakeZipArchive: zipItem(item); break;
     case ItemMenuEntry::UnzipArchive: unzipQuestion(item.path); break;
-    case ItemMenuEntry::CopyToDropbox:
-        Utils::showAlert(QStringLiteral("Dropbox"), QStringLiteral("Copying to Dropbox is not available yet."));
-        break;
+    case ItemMenuEntry::CopyToDropbox: exportToDropbox({item.path}); break;
     case ItemMenuEntry::ExportShare: exportShare(item); break;
     case ItemMenuEntry::ShowSize: showSize(item); break;
     case ItemMenuEntry::Note: {
@@ -228,10 +231,12 @@ void ItemActionsController::updateToolbar()
     mImportButton->setVisible(!mEditing);
     mSelectButton->setVisible(mEditing);
     mMoveButton->setVisible(mEditing);
+    mDropboxButton->setVisible(mEditing);
     mDeleteButton->setVisible(mEditing);
     mDeleteButton->setText(FileActions::deleteWordForFolder(mBrowser->folder()));
     const bool any = mEditing && !actionList().isEmpty();
     mMoveButton->setEnabled(any);
+    mDropboxButton->setEnabled(any);
     mDeleteButton->setEnabled(any);
 }
 
@@ -516,4 +521,20 @@ void ItemActionsController::importSong()
         import->start(picked.first(), mBrowser->folder(), callbacks);
     };
     picker->open();
+}
+
+void ItemActionsController::importFromDropbox()
+{
+    if (DropboxScreen* dropbox = mBrowser->dropboxScreen())
+        dropbox->importFromDropbox(mBrowser);
+}
+
+void ItemActionsController::exportToDropbox(const QStringList& paths)
+{
+    DropboxScreen* dropbox = mBrowser->dropboxScreen();
+    if (paths.isEmpty() || !dropbox)
+        return;
+    dropbox->exportToDropbox(mBrowser, paths);
+    if (mEditing)
+        setEditing(false);
 }

@@ -51,6 +51,8 @@ public:
     void importDocuments();
     void importFolder();
     void importSong();
+    void importFromDropbox();
+    void exportToDropbox(const QStringList& paths);
 
 private:
     // A question with buttons; answer gets the clicked button's text (empty when closed).
@@ -66,6 +68,7 @@ private:
     QPushButton* mImportButton;
     QPushButton* mSelectButton;
     QPushButton* mMoveButton;
+    QPushButton* mDropboxButton;
     QPushButton* mDeleteButton;
     bool mEditing = false;
     std::unique_ptr<MusicImport> mMusicImport;  // made on first use, lives with the browser

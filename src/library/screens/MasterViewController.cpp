@@ -333,6 +333,7 @@ MasterViewController* MasterViewController::enterFolder(const QString& path, boo
     stopPreview();
     auto* browser = new MasterViewController;
     browser->setDetailViewController(mDetail);
+    browser->setDropboxScreen(mDropbox);
     browser->setPreviewPlayer(mPreview);
     browser->setFolderLevel(mFolderLevel + 1);
     browser->setWindowTitle(lastPathComponent(path));

@@ -11,6 +11,7 @@
 #include <memory>
 
 class DetailScreen;
+class DropboxScreen;
 class FileListModel;
 class FileRowDelegate;
 class ItemActionsController;
@@ -33,6 +34,8 @@ public:
     QString folder() const;
     void setDetailViewController(DetailScreen* detail) { mDetail = detail; }
     DetailScreen* detailViewController() const { return mDetail; }
+    void setDropboxScreen(DropboxScreen* dropbox) { mDropbox = dropbox; }
+    DropboxScreen* dropboxScreen() const { return mDropbox; }
     // The shared player that previews audio rows; every browser of the stack gets the same.
     void setPreviewPlayer(PreviewPlayer* preview);
     PreviewPlayer* previewPlayer() const { return mPreview; }
@@ -103,6 +106,7 @@ private:
     QLineEdit* mSearchField;
     SortButton* mSortButton;
     DetailScreen* mDetail = nullptr;
+    DropboxScreen* mDropbox = nullptr;
     QPointer<NavigationController> mNavigation;
     int mFolderLevel = 0;
     std::unique_ptr<DirectoryWatcher> mDirWatcher;

@@ -2,6 +2,7 @@
 
 #include "audiofiles/screens/DetailViewController.h"
 #include "library/Utils.h"
+#include "cloud/screens/DropboxScreens.h"
 #include "library/screens/MasterViewController.h"
 #include "recording/AudioServerStatus.h"
 #include "shell/FilePlayerPreview.h"
@@ -82,6 +83,8 @@ void AppWindow::createScreens()
     mMaster->setWindowTitle(kLibraryTitle);
     mMaster->setDetailViewController(mDetail);
     mMaster->setPreviewPlayer(preview());
+    mDropboxScreens = new DropboxScreens(dropboxAccount(), dropboxClient(), this);
+    mMaster->setDropboxScreen(mDropboxScreens);
 
     mLibraryNavigation = new NavigationController(mMaster);
     mMaster->setNavigationController(mLibraryNavigation);

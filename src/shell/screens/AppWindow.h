@@ -6,6 +6,7 @@
 
 class AudioServerStatus;
 class DetailViewController;
+class DropboxScreens;
 class MasterViewController;
 class NavigationController;
 class QAction;
@@ -40,6 +41,8 @@ public:
     NavigationController* libraryNavigationController() const { return mLibraryNavigation; }
     NavigationController* detailNavigationController() const { return mDetailNavigation; }
     MasterViewController* masterViewController() const { return mMaster; }
+    // Link, unlink, import and export screens of the Dropbox account.
+    DropboxScreens* dropboxScreens() const { return mDropboxScreens; }
     DetailViewController* detailViewController() const { return mDetail; }
 
 protected:
@@ -58,6 +61,7 @@ private:
     NavigationController* mLibraryNavigation = nullptr;
     NavigationController* mDetailNavigation = nullptr;
     MasterViewController* mMaster = nullptr;
+    DropboxScreens* mDropboxScreens = nullptr;
     DetailViewController* mDetail = nullptr;
     QPointer<QWidget> mInfo;
     QAction* mWiFiDriveAction = nullptr;

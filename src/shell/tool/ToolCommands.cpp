@@ -25,6 +25,11 @@ const QList<Command>& commands()
          runTrim},
         {"render", "render FILE OUT [--start S] [--region START END] [--fade-in S] [--fade-out S] [--loop] [--seconds N]"
                    "  write what the file player plays as a 44.1 kHz float WAVE file", runRender},
+        {"dropbox",
+         "dropbox link|unlink|ls [PATH]|import PATH... [--to FOLDER]|export ITEM... --to PATH\n"
+         "                           link the Dropbox account, list a Dropbox folder, import into the library\n"
+         "                           (the library root without --to) or export library items to a Dropbox folder",
+         runDropbox},
         {"play", "play FILE [--buffer FRAMES]  play an audio or MIDI file through the audio engine to its end", runPlay},
     };
     return list;

@@ -24,5 +24,6 @@ int runNormalize(const QStringList& args);
 int runTrim(const QStringList& args);
 int runPlay(const QStringList& args);
 int runRender(const QStringList& args);
+int runDropbox(const QStringList& args);
 
 }  // namespace tool

@@ -1,0 +1,68 @@
+#pragma once
+#include "cloud/ContentHasher.h"
+#include "cloud/DropboxClient.h"
+
+#include <QFile>
+#include <QObject>
+#include <QTimer>
+
+namespace cloud {
+
+// One batch upload, run by DropboxClient::batchUploadFiles: each file goes up in chunks
+// through its own upload session (an incorrect_offset answer goes on from the offset Dropbox
+// names), then the closed sessions are committed together, 1,000 at a time, and each stored
+// file is compared with the content hash of what was read. A child of its task.
+class DropboxUploadBatch : public QObject {
+    Q_OBJECT
+public:
+    static constexpr qint64 kChunkBytes = 8 * 1024 * 1024;  // a multiple of Dropbox's 4 MiB
+    static constexpr int kMaxEntriesPerFinish = 1000;
+
+    DropboxUploadBatch(DropboxAccount* account, QNetworkAccessManager* network, DropboxTask* task,
+                       const QList<DropboxClient::UploadFile>& files, DropboxClient::Progress progress,
+                       DropboxClient::BatchDone done);
+
+    void start();
+
+private:
+    struct FileState {
+        DropboxClient::UploadResult result;
+        qint64 size = 0;
+        QString sessionId;
+        QString localHash;
+        bool uploaded = false;
+    };
+
+    void nextFile();
+    void sendChunk();
+    void chunkAnswered(qint64 length, bool close, const QByteArray& body, const DropboxError& error);
+    bool hashUpTo(qint64 offset);
+    void fileFailed(const DropboxError& error);
+    void fileUploaded();
+    void finishNextGroup();
+    void finishAnswered(const QList<int>& group, const QJsonValue& answer);
+    void poll(const QList<int>& group, const QString& jobId);
+    void takeResults(const QList<int>& group, const QJsonArray& entries);
+    void endBatch(DropboxClient::BatchFailure failure, const DropboxError& error);
+    void report(qint64 inFlight);
+    DropboxCall* makeCall(const QString& route, const QByteArray& arg, const QByteArray& body, bool rpc);
+
+    DropboxAccount* mAccount;
+    QNetworkAccessManager* mNetwork;
+    DropboxTask* mTask;
+    QList<FileState> mFiles;
+    DropboxClient::Progress mProgress;
+    DropboxClient::BatchDone mDone;
+    qint64 mTotalBytes = 0;
+    qint64 mDoneBytes = 0;  // of earlier files and earlier chunks
+    int mCurrent = -1;
+    QFile mFile;
+    qint64 mOffset = 0;
+    qint64 mHashed = 0;
+    ContentHasher mHasher;
+    int mNextToFinish = 0;
+    QTimer mPollTimer;
+    bool mEnded = false;
+};
+
+}  // namespace cloud
