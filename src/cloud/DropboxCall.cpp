@@ -155,6 +155,7 @@ void DropboxCall::sendWithToken()
     if (restart)
         restart();
     mSinkFailed = false;
+    mReceived = 0;
     switch (mStyle) {
     case Style::Rpc:
         request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
@@ -173,6 +174,7 @@ void DropboxCall::sendWithToken()
             if (mReply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() != 200 || mSinkFailed)
                 return;
             const QByteArray piece = mReply->readAll();
+            mReceived += piece.size();
             if (!piece.isEmpty() && sink && !sink(piece)) {
                 mSinkFailed = true;
                 mReply->abort();
@@ -207,17 +209,25 @@ void DropboxCall::finished()
         return;
     }
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    if (status == 0 || (status == 200 && reply->error() != QNetworkReply::NoError)) {
+    const QByteArray body = reply->readAll();
+    bool cutOff = false;
+    if (mStyle == Style::Download && status == 200) {
+        mReceived += body.size();
+        bool known = false;
+        const qint64 length = reply->header(QNetworkRequest::ContentLengthHeader).toLongLong(&known);
+        cutOff = known && mReceived != length;
+    }
+    if (status == 0 || (status == 200 && (reply->error() != QNetworkReply::NoError || cutOff))) {
         // No answer, or an answer cut off: the connection failed.
         if (mNetworkRetries < kMaxNetworkRetries) {
             platform::log(QStringLiteral("Dropbox: %1 failed (%2), trying again").arg(mRoute, reply->errorString()));
             retryIn(backoffMs(mNetworkRetries++));
             return;
         }
-        end({{}, {}, DropboxError::make(DropboxError::Kind::Network, reply->errorString())});
+        end({{}, {}, DropboxError::make(DropboxError::Kind::Network,
+                                        cutOff ? QStringLiteral("the answer was cut off") : reply->errorString())});
         return;
     }
-    const QByteArray body = reply->readAll();
     if (status == 200) {
         Answer answer;
         if (mStyle == Style::Download) {

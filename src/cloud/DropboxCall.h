@@ -77,6 +77,7 @@ private:
     int mNetworkRetries = 0;
     bool mRenewedAfterRefusal = false;
     bool mSinkFailed = false;
+    qint64 mReceived = 0;
     bool mCancelled = false;
     bool mEnded = false;
 };

@@ -186,9 +186,11 @@ DropboxTask* DropboxClient::downloadUrl(const QString& path, bool overwrite, con
         task->deleteLater();
         done(entry, error);
     };
-    std::shared_ptr<PartFile> part = PartFile::create(QFileInfo(destination).absolutePath(), QFileInfo(destination).suffix());
+    // Held apart from the lambdas, so the part file goes the moment the answer is known.
+    auto part = std::make_shared<std::unique_ptr<PartFile>>(
+        PartFile::create(QFileInfo(destination).absolutePath(), QFileInfo(destination).suffix()));
     auto file = std::make_shared<QFile>();
-    if (!part || (file->setFileName(part->path()), !file->open(QIODevice::WriteOnly))) {
+    if (!*part || (file->setFileName((*part)->path()), !file->open(QIODevice::WriteOnly))) {
         finish({}, DropboxError::make(DropboxError::Kind::Local,
                                       QStringLiteral("Could not create a file in %1").arg(QFileInfo(destination).absolutePath())));
         return task;
@@ -209,7 +211,7 @@ DropboxTask* DropboxClient::downloadUrl(const QString& path, bool overwrite, con
     };
     call->progress = std::move(progress);
     call->done = [part, file, hasher, overwrite, destination, finish](const DropboxCall::Answer& answer) {
-        // The part file goes with the last reference to it unless it was committed.
+        const std::unique_ptr<PartFile> kept = std::move(*part);  // removed on return unless committed
         if (answer.error) {
             file->close();
             finish({}, answer.error);
@@ -230,7 +232,7 @@ DropboxTask* DropboxClient::downloadUrl(const QString& path, bool overwrite, con
             finish(entry, DropboxError::make(DropboxError::Kind::HashMismatch, {}));
             return;
         }
-        if (!part->commit(destination, overwrite)) {
+        if (!kept->commit(destination, overwrite)) {
             finish(entry, DropboxError::make(DropboxError::Kind::Local, QStringLiteral("Could not save %1").arg(destination)));
             return;
         }

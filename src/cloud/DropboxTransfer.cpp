@@ -272,6 +272,11 @@ void DropboxTransfer::uploadFinished(const QList<DropboxClient::UploadResult>& r
                                      DropboxClient::BatchFailure failure, const DropboxError& error)
 {
     dbUploadTask = nullptr;
+    if (failure != DropboxClient::BatchFailure::None && error.cancelled()) {
+        mDisplay.close();
+        stop();
+        return;
+    }
     if (failure != DropboxClient::BatchFailure::None) {
         switch (failure) {
         case DropboxClient::BatchFailure::Finish:
@@ -284,10 +289,8 @@ void DropboxTransfer::uploadFinished(const QList<DropboxClient::UploadResult>& r
         }
         platform::log(error.description());
         mDisplay.close();
-        if (!error.cancelled()) {
-            mFailed << QStringLiteral("(all)");
-            mDisplay.alert(QStringLiteral("Dropbox Upload"), error.description());
-        }
+        mFailed << QStringLiteral("(all)");
+        mDisplay.alert(QStringLiteral("Dropbox Upload"), error.description());
         stop();
         return;
     }

@@ -63,7 +63,7 @@ DropboxCall* DropboxUploadBatch::makeCall(const QString& route, const QByteArray
 void DropboxUploadBatch::report(qint64 inFlight)
 {
     if (mProgress)
-        mProgress(mDoneBytes + inFlight, mTotalBytes);
+        mProgress(qMin(mTotalBytes, mDoneBytes + mOffset + inFlight), mTotalBytes);
 }
 
 void DropboxUploadBatch::nextFile()
@@ -80,8 +80,8 @@ void DropboxUploadBatch::nextFile()
     FileState& state = mFiles[mCurrent];
     mFile.close();
     mFile.setFileName(state.result.file.localPath);
+    mOffset = 0;
     if (!mFile.open(QIODevice::ReadOnly)) {
-        mDoneBytes += state.size;
         fileFailed(DropboxError::make(DropboxError::Kind::Local, QStringLiteral("Could not read %1: %2")
                                                                      .arg(state.result.file.localPath, mFile.errorString())));
         return;
@@ -159,7 +159,10 @@ void DropboxUploadBatch::chunkAnswered(qint64 length, bool close, const QByteArr
         sendChunk();
         return;
     }
-    if (error) {
+    // The closing chunk went through before, only its answer was lost: the commit checks the
+    // length and the content hash.
+    const bool closedByUs = close && error.kind == DropboxError::Kind::Route && error.tag == QLatin1String("closed");
+    if (error && !closedByUs) {
         fileFailed(error);
         return;
     }
@@ -189,6 +192,8 @@ void DropboxUploadBatch::fileUploaded()
     state.localHash = mHasher.result();
     state.uploaded = true;
     mDoneBytes += state.size;
+    mOffset = 0;
+    report(0);
     mFile.close();
     nextFile();
 }
@@ -197,8 +202,9 @@ void DropboxUploadBatch::fileFailed(const DropboxError& error)
 {
     FileState& state = mFiles[mCurrent];
     state.result.error = error;
-    if (!state.uploaded)
-        mDoneBytes = qMin(mTotalBytes, mDoneBytes + qMax<qint64>(0, state.size - mOffset));
+    mDoneBytes += state.size;  // counted as done: the bar goes on to the next file
+    mOffset = 0;
+    report(0);
     mFile.close();
     nextFile();
 }

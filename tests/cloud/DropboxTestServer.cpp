@@ -106,27 +106,33 @@ SecretServiceFixture::SecretServiceFixture()
     mBus.start(QStringLiteral("dbus-daemon"), {QStringLiteral("--session"), QStringLiteral("--nofork"),
                                                QStringLiteral("--print-address=1")});
     QByteArray line;
-    if (!mBus.waitForStarted(kStartTimeoutMs) || !waitForLine(mBus, line, kStartTimeoutMs) || line.isEmpty())
+    if (!mBus.waitForStarted(kStartTimeoutMs) || !waitForLine(mBus, line, kStartTimeoutMs) || line.isEmpty()) {
+        qWarning("no session bus: %s", qPrintable(mBus.errorString()));
         return;
+    }
     mAddress = QString::fromUtf8(line);
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), mAddress);
     // The keyring files go to a folder of the test's own.
     env.insert(QStringLiteral("XDG_DATA_HOME"), mDir.path());
     env.insert(QStringLiteral("XDG_RUNTIME_DIR"), mDir.path());
-    mKeyring.setProcessEnvironment(env);
-    mKeyring.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    mKeyring.start(QStringLiteral("gnome-keyring-daemon"),
-                   {QStringLiteral("--foreground"), QStringLiteral("--unlock"), QStringLiteral("--components=secrets")});
-    if (!mKeyring.waitForStarted(kStartTimeoutMs))
+    // The daemon leaves its starter at once and ends with the bus it serves.
+    QProcess keyring;
+    keyring.setProcessEnvironment(env);
+    keyring.start(QStringLiteral("gnome-keyring-daemon"),
+                  {QStringLiteral("--daemonize"), QStringLiteral("--unlock"), QStringLiteral("--components=secrets")});
+    if (!keyring.waitForStarted(kStartTimeoutMs)) {
+        qWarning("no keyring daemon: %s", qPrintable(keyring.errorString()));
         return;
-    mKeyring.write("test-keyring-password");
-    mKeyring.closeWriteChannel();
+    }
+    keyring.write("test-keyring-password");
+    keyring.closeWriteChannel();
+    keyring.waitForFinished(kStartTimeoutMs);
     qputenv("DBUS_SESSION_BUS_ADDRESS", mAddress.toUtf8());
     // Ready once the daemon owns its name on the bus.
     QElapsedTimer timer;
     timer.start();
-    while (timer.elapsed() < kStartTimeoutMs && mKeyring.state() == QProcess::Running) {
+    while (timer.elapsed() < kStartTimeoutMs) {
         QProcess probe;
         probe.setProcessEnvironment(env);
         probe.start(QStringLiteral("dbus-send"),
@@ -134,17 +140,25 @@ SecretServiceFixture::SecretServiceFixture()
                      QStringLiteral("/org/freedesktop/DBus"), QStringLiteral("org.freedesktop.DBus.NameHasOwner"),
                      QStringLiteral("string:org.freedesktop.secrets")});
         probe.waitForFinished(10000);
-        if (probe.readAllStandardOutput().contains("boolean true")) {
+        const QByteArray answer = probe.readAllStandardOutput();
+        if (answer.contains("boolean true")) {
             mRunning = true;
             return;
         }
         QThread::msleep(100);
     }
+    QProcess probe;
+    probe.setProcessEnvironment(env);
+    probe.start(QStringLiteral("dbus-send"), {QStringLiteral("--session"), QStringLiteral("--print-reply"), QStringLiteral("--dest=org.freedesktop.DBus"),
+                     QStringLiteral("/org/freedesktop/DBus"), QStringLiteral("org.freedesktop.DBus.ListNames")});
+    probe.waitForFinished(10000);
+    qWarning("the keyring daemon did not appear on the bus (%s): %s %s", keyring.exitCode() == 0 ? "started" : "failed",
+             probe.readAllStandardOutput().constData(), probe.readAllStandardError().constData());
 }
 
 SecretServiceFixture::~SecretServiceFixture()
 {
-    for (QProcess* p : {&mKeyring, &mBus}) {
+    for (QProcess* p : {&mBus}) {
         if (p->state() == QProcess::NotRunning)
             continue;
         p->terminate();

@@ -38,7 +38,8 @@ private:
 };
 
 // A private Secret Service: its own D-Bus session bus and an unlocked gnome-keyring in a
-// temporary folder, set as this process's session bus while it lives.
+// temporary folder, set as this process's session bus while it lives. The keyring daemon
+// ends when its bus does.
 class SecretServiceFixture {
 public:
     SecretServiceFixture();
@@ -50,7 +51,6 @@ public:
 private:
     QTemporaryDir mDir;
     QProcess mBus;
-    QProcess mKeyring;
     QString mAddress;
     QByteArray mOldAddress;
     bool mRunning = false;
