@@ -22,7 +22,7 @@ class RootAdaptor : public QDBusAbstractAdaptor {
     Q_PROPERTY(QStringList SupportedUriSchemes READ none)
     Q_PROPERTY(QStringList SupportedMimeTypes READ none)
 public:
-    using QDBusAbstractAdaptor::QDBusAbstractAdaptor;
+    explicit RootAdaptor(QObject* parent) : QDBusAbstractAdaptor(parent) {}
     bool no() const { return false; }
     QString identity() const { return QStringLiteral("Wavelocker"); }
     QString desktopEntry() const { return QStringLiteral("wavelocker"); }
@@ -49,7 +49,7 @@ class PlayerAdaptor : public QDBusAbstractAdaptor {
     Q_PROPERTY(bool CanSeek READ no)
     Q_PROPERTY(bool CanControl READ yes)
 public:
-    PlayerAdaptor(MediaPlayerService* service) : QDBusAbstractAdaptor(service), mService(service) {}
+    explicit PlayerAdaptor(MediaPlayerService* service) : QDBusAbstractAdaptor(service), mService(service) {}
     QString playbackStatus() const { return mService->playbackStatus(); }
     double one() const { return 1.0; }
     qlonglong zero() const { return 0; }
@@ -82,7 +82,7 @@ class RemoteAdaptor : public QDBusAbstractAdaptor {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "com.orvenic.Wavelocker.Remote")
 public:
-    RemoteAdaptor(MediaPlayerService* service) : QDBusAbstractAdaptor(service), mService(service) {}
+    explicit RemoteAdaptor(MediaPlayerService* service) : QDBusAbstractAdaptor(service), mService(service) {}
 public slots:
     void ToggleRecord() { mService->event(2); }
 

@@ -57,7 +57,10 @@ void setup()
     platform::HostEngine* controller = s.controller.get();
     // The server's buffer size is every client's latency: it changes only when the user asks.
     controller->setSessionActive(true);
-    controller->onSampleRateChanged = [](double rate) { FilePlayer::sharedPlayer()->configureFormats(rate); };
+    controller->onSampleRateChanged = [](double rate) {
+        FilePlayer::sharedPlayer()->configureFormats(rate);
+        detail::followSampleRate();
+    };
     controller->onRunningChanged = [](bool running) {
         platform::log(QStringLiteral("AudioUnit: IsRunningCallback: %1").arg(int(running)));
         updateIdleInhibit();

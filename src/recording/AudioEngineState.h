@@ -29,5 +29,7 @@ State& state();
 std::atomic<float>& recLevelWord();
 // Empties the slots and lets go of the live units.
 void teardownUnits();
+// Makes the live units anew at the server's rate when it changed.
+void followSampleRate();
 
 }  // namespace AudioEngine::detail

@@ -39,9 +39,30 @@ Units& units()
 
 bool validSlot(int slot) { return slot >= 0 && slot < kSlotCount; }
 
+double rateNow()
+{
+    const platform::HostEngine* controller = AudioEngine::audioController();
+    return controller ? controller->sampleRate() : platform::HostEngine::kDefaultSampleRate;
+}
+
 }  // namespace
 
 namespace detail {
+void followSampleRate()
+{
+    // Plugins run at the rate they were made for: a new server rate makes them anew, with
+    // the settings they had.
+    Units& u = units();
+    bool any = false;
+    for (int slot = 0; slot < kSlotCount; ++slot)
+        if (u.live[slot] && u.live[slot]->plugin().sampleRate() != rateNow()) {
+            u.pendingStates[slot] = u.live[slot]->plugin().saveState();
+            any = true;
+        }
+    if (any)
+        updateIaaUnits();
+}
+
 void teardownUnits()
 {
     Units& u = units();
@@ -106,7 +127,7 @@ std::shared_ptr<RemoteAudioUnit> createIaaUnit(const std::shared_ptr<RemoteAU>& 
 {
     platform::log(QStringLiteral("Creating IAA node for %1").arg(rau->name()));
     const platform::HostEngine* controller = audioController();
-    const double rate = controller ? controller->sampleRate() : platform::HostEngine::kDefaultSampleRate;
+    const double rate = rateNow();
     const uint32_t frames = controller && controller->bufferSize() ? controller->bufferSize() : kDefaultBufferFrames;
     int code = 0;
     auto unit = RemoteAudioUnit::create(rau, rate, frames, &code);
@@ -140,7 +161,7 @@ int updateIaaUnits()
         if (!rau || rau == u.fakePlayer)
             continue;
         for (const auto& unit : u.live)
-            if (unit && unit->rau()->isEqual(rau.get())) {
+            if (unit && unit->rau()->isEqual(rau.get()) && unit->plugin().sampleRate() == rateNow()) {
                 platform::log(QStringLiteral("Found existing unit %1").arg(rau->name()));
                 fresh[slot] = unit;
                 break;

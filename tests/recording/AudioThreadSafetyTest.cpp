@@ -5,6 +5,7 @@
 #include "audiofiles/FilePlayer.h"
 #include "platform/HostEngine.h"
 #include "recording/AudioEngine.h"
+#include "recording/RemoteAudioUnit.h"
 #include "support/JackServer.h"
 #include "support/PlaybackFixtures.h"
 #include "support/ProbeNodes.h"

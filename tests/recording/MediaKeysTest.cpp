@@ -9,7 +9,7 @@
 #include "support/TempTree.h"
 
 #include <QDBusConnection>
-#include <QDBusInterface>
+#include <QDBusMessage>
 #include <QDBusPendingCall>
 #include <QDBusReply>
 #include <QProcess>
@@ -36,17 +36,20 @@ TEST(MediaKeys, PlayPausePreviousAndToggleRecordBecomeRemoteEvents)
 
     QDBusConnection client = QDBusConnection::connectToBus(QString::fromUtf8(address), "client");
     ASSERT_TRUE(client.isConnected());
+    // Asynchronous calls only: the service answers on this very thread, and a blocking call
+    // (or QDBusInterface, which asks for the object's description first) would wait on itself.
     auto call = [&](const char* interface, const char* method) {
-        QDBusInterface target(platform::MediaPlayerService::kServiceName, platform::MediaPlayerService::kObjectPath,
-                              interface, client);
-        QDBusPendingCall pending = target.asyncCall(method);
+        QDBusPendingCall pending = client.asyncCall(QDBusMessage::createMethodCall(
+            platform::MediaPlayerService::kServiceName, platform::MediaPlayerService::kObjectPath, interface, method));
         EXPECT_TRUE(waitUntil([&] { return pending.isFinished(); })) << method;
         EXPECT_FALSE(pending.isError()) << method << pending.error().message().toStdString();
     };
     auto status = [&] {
-        QDBusInterface props(platform::MediaPlayerService::kServiceName, platform::MediaPlayerService::kObjectPath,
-                             "org.freedesktop.DBus.Properties", client);
-        QDBusPendingCall pending = props.asyncCall("Get", "org.mpris.MediaPlayer2.Player", "PlaybackStatus");
+        QDBusMessage get = QDBusMessage::createMethodCall(platform::MediaPlayerService::kServiceName,
+                                                          platform::MediaPlayerService::kObjectPath,
+                                                          "org.freedesktop.DBus.Properties", "Get");
+        get << QStringLiteral("org.mpris.MediaPlayer2.Player") << QStringLiteral("PlaybackStatus");
+        QDBusPendingCall pending = client.asyncCall(get);
         waitUntil([&] { return pending.isFinished(); });
         return QDBusPendingReply<QDBusVariant>(pending).value().variant().toString();
     };

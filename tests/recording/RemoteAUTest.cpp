@@ -1,3 +1,4 @@
+#include "platform/FourCC.h"
 #include "platform/KeyedArchive.h"
 #include "platform/Settings.h"
 #include "platform/lv2/Lv2PluginInfo.h"
@@ -160,7 +161,7 @@ TEST(RemoteAU, DownloadableListIsFetchedAtMostEvery1800SecondsAndLeavesOutWhatIs
     AudioEngine::refreshAUList();
     const auto overdrive = AudioEngine::findRau(QStringLiteral("http://drobilla.net/plugins/mda/Overdrive"));
     ASSERT_TRUE(overdrive);
-    auto code = [](uint32_t c) { return QString::fromLatin1(QByteArray{char(c >> 24), char(c >> 16), char(c >> 8), char(c)}); };
+    auto code = [](uint32_t c) { return platform::fourCCString(c); };
     const QString list = QStringLiteral(R"([
         {"name": "Installed", "type": "aurx", "subtype": "%1", "manufacturer": "%2"},
         {"name": "New Synth", "type": "auri", "subtype": "abcd", "manufacturer": "efgh", "url": "https://x/"},
@@ -194,7 +195,8 @@ TEST(RemoteAU, DownloadableListIsFetchedAtMostEvery1800SecondsAndLeavesOutWhatIs
     done = false;
     AudioEngine::maybeFetchDownloadableIaaList([&] { done = true; });
     ASSERT_TRUE(waitUntil([&] { return done; }));
-    EXPECT_TRUE(std::any_of(logs.lines().begin(), logs.lines().end(),
+    const QStringList lines = logs.lines();
+    EXPECT_TRUE(std::any_of(lines.begin(), lines.end(),
                             [](const QString& l) { return l.startsWith("Could not parse IAA node list"); }));
     EXPECT_EQ(AudioEngine::downloadableFilters().size(), 1);
 
