@@ -215,8 +215,8 @@ HttpResponse GCDWebUploader::logIn(const HttpRequest& request)
         break;
     }
     HttpResponse back = HttpResponse::text(303, QStringLiteral("Logged in"));
-    back.headers.append({"Location", "/"});
-    back.headers.append({"Set-Cookie", cookie});
+    back.headers.append({QByteArrayLiteral("Location"), QByteArrayLiteral("/")});
+    back.headers.append({QByteArrayLiteral("Set-Cookie"), cookie});
     return back;
 }
 

@@ -118,7 +118,7 @@ private:
     GCDWebUploaderDelegate* mDelegate = nullptr;
     QSet<QString> mAllowedFileExtensions;
     bool mAllowHiddenItems = false;
-    WebSessions mSessions;
+    mutable WebSessions mSessions;  // sessions come and go while requests are checked
     QString mTitle, mHeader, mPrologue, mEpilogue, mFooter;
     bool mRoutesInstalled = false;
 };

@@ -9,8 +9,10 @@
 #include <QRegularExpression>
 #include <QThread>
 #include <csignal>
+#include <sys/socket.h>
 #include <sys/mount.h>
 #include <thread>
+#include <unistd.h>
 
 using namespace testsupport;
 

@@ -91,8 +91,9 @@ TEST_F(UploaderFixture, LoginPageGivesASessionAndThePasswordIsNeverKeptAsText)
     QDirIterator config(tree.root(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
     while (config.hasNext()) {
         const QString path = config.next();
-        if (path.endsWith(".conf"))
+        if (path.endsWith(".conf")) {
             EXPECT_FALSE(readFile(path).contains("horse")) << path.toStdString();
+        }
     }
     EXPECT_TRUE(platform::Settings::value(WiFiDriveSettings::kPasswordKey).toString().startsWith("pbkdf2-sha256$"));
     EXPECT_FALSE(log.lines().join('\n').contains("horse"));
