@@ -80,10 +80,10 @@ bool isBool(const QVariant& v)
     return v.typeId() == QMetaType::QString && (text == QLatin1String("true") || text == QLatin1String("false"));
 }
 
-// No password, or a hash of one: never a password as text.
+// A stored password is its hash, never text (no password is stored as no value).
 bool isPasswordHash(const QVariant& v)
 {
-    return v.typeId() == QMetaType::QString && (v.toString().isEmpty() || platform::PasswordHash::isHash(v.toString()));
+    return v.typeId() == QMetaType::QString && platform::PasswordHash::isHash(v.toString());
 }
 
 // A map whose present keys each pass their own check.
