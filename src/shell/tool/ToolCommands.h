@@ -25,5 +25,7 @@ int runTrim(const QStringList& args);
 int runPlay(const QStringList& args);
 int runRender(const QStringList& args);
 int runDropbox(const QStringList& args);
+int runUnits(const QStringList& args);
+int runProcess(const QStringList& args);
 
 }  // namespace tool
