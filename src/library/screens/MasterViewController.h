@@ -14,6 +14,7 @@ class DetailScreen;
 class FileListModel;
 class FileRowDelegate;
 class ItemActionsController;
+class PasteboardScreen;
 class QLabel;
 class QLineEdit;
 class QListView;
@@ -37,6 +38,12 @@ public:
     void setPreviewPlayer(PreviewPlayer* preview);
     PreviewPlayer* previewPlayer() const { return mPreview; }
     void setNavigationController(NavigationController* navigation);
+    // The pasteboard exchange: paste, copies, drag and drop; every browser of the stack shares it.
+    void setPasteboardScreen(PasteboardScreen* pasteboard);
+    PasteboardScreen* pasteboardScreen() const { return mPasteboard; }
+    // Pastes what the pasteboards hold into this folder; the new path, or empty (after the
+    // alert). An empty name means the default one.
+    QString audioPaste(const QString& name = {});
     NavigationController* navigationController() const { return mNavigation; }
     void setFolderLevel(int level) { mFolderLevel = level; }
     int folderLevel() const { return mFolderLevel; }
@@ -104,6 +111,7 @@ private:
     SortButton* mSortButton;
     DetailScreen* mDetail = nullptr;
     QPointer<NavigationController> mNavigation;
+    PasteboardScreen* mPasteboard = nullptr;
     int mFolderLevel = 0;
     std::unique_ptr<DirectoryWatcher> mDirWatcher;
     LibraryItemList mAddingFileList;

@@ -25,6 +25,14 @@ const QList<Command>& commands()
          runTrim},
         {"render", "render FILE OUT [--start S] [--region START END] [--fade-in S] [--fade-out S] [--loop] [--seconds N]"
                    "  write what the file player plays as a 44.1 kHz float WAVE file", runRender},
+        {"copy", "copy FILE [--general | --pasteboard N]  copy audio to the next AudioCopy slot, the general\n"
+                 "                           pasteboard, or pasteboard N (a slot number or a name)",
+         runCopy},
+        {"paste", "paste [--general | --slot N] [--name NAME] [FOLDER]  paste the latest AudioCopy slot, slot N or\n"
+                  "                           the general pasteboard as a new file in FOLDER (the library when none)",
+         runPaste},
+        {"pasteboards", "pasteboards              the twelve AudioCopy slots: name, sender, duration, channels, tempo",
+         runPasteboards},
         {"play", "play FILE [--buffer FRAMES]  play an audio or MIDI file through the audio engine to its end", runPlay},
     };
     return list;
