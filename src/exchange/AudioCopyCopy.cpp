@@ -10,6 +10,9 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 namespace AudioCopyPaste1 {
 
 using platform::AudioFileReader;
@@ -40,16 +43,32 @@ struct MappedFile {
     }
 };
 
-// Cuts bytes into pieces of pieceBytes, one item each: count = size / pieceBytes + 1, so an
-// exact multiple ends with an empty piece, which readers of the convention expect.
-bool addPieces(PasteboardWriter& writer, const QString& type, const char* bytes, qint64 size, qint64 pieceBytes)
+// Lets the pages of the mapping up to end go from memory once written, so that copying an
+// hour uses no more memory than copying a minute.
+void releaseWritten(const MappedFile& mapped, const char* end)
 {
+    const uintptr_t page = uintptr_t(::sysconf(_SC_PAGESIZE));
+    const uintptr_t start = uintptr_t(mapped.bytes);
+    const uintptr_t stop = uintptr_t(end) & ~(page - 1);
+    if (mapped.size > 0 && stop > start)
+        ::madvise(reinterpret_cast<void*>(start), stop - start, MADV_DONTNEED);
+}
+
+// Cuts the mapped bytes from `from` on into pieces of pieceBytes, one item each: count =
+// size / pieceBytes + 1, so an exact multiple ends with an empty piece, which readers of the
+// convention expect.
+bool addPieces(PasteboardWriter& writer, const QString& type, const MappedFile& mapped, qint64 from, qint64 pieceBytes)
+{
+    const char* bytes = mapped.bytes + from;
+    const qint64 size = mapped.size - from;
     const qint64 count = size / pieceBytes + 1;
     for (qint64 n = 0; n < count; ++n) {
         const qint64 at = n * pieceBytes;
+        const qint64 length = std::min(pieceBytes, size - at);
         writer.beginItem();
-        if (!writer.addData(type, bytes + at, std::min(pieceBytes, size - at)))
+        if (!writer.addData(type, bytes + at, length))
             return false;
+        releaseWritten(mapped, bytes + at + length);
     }
     return true;
 }
@@ -161,7 +180,7 @@ bool copyMappedAudioFileAtPath(const QString& path, const QVariantMap& meta, con
     writer->addData(kInfoType, platform::PropertyList::xmlData(info));
     // Everything from the first sample byte to the end of the file travels, chunks stored
     // after the samples included, as readers of the convention have always received it.
-    return addPieces(*writer, kRawAudioType, mapped.bytes + offset, mapped.size - offset, kPieceBytes) && writer->commit();
+    return addPieces(*writer, kRawAudioType, mapped, offset, kPieceBytes) && writer->commit();
 }
 
 bool basicCopyMappedAudioFileAtPath(const QString& path, const QVariantMap& meta)
@@ -182,7 +201,7 @@ bool copyAudioFileAtPathToGeneralPasteboard(const QString& path)
     }
     const std::unique_ptr<Pasteboard> general = Pasteboard::general();
     std::unique_ptr<PasteboardWriter> writer = general ? general->beginReplace() : nullptr;
-    return writer && addPieces(*writer, kGeneralAudioType, mapped.bytes, mapped.size, kGeneralPieceBytes)
+    return writer && addPieces(*writer, kGeneralAudioType, mapped, 0, kGeneralPieceBytes)
            && writer->commit();
 }
 

@@ -237,6 +237,11 @@ bool pasteInto(PasteSource* source, const QStringList& toPaths, int loopCount, i
 {
     if (!source || toPaths.isEmpty() || toPaths.size() > 2 || offset < 0)
         return false;
+    // One file named twice would wait for its own lock.
+    if (toPaths.size() == 2 && QFileInfo(toPaths[0]).canonicalFilePath() == QFileInfo(toPaths[1]).canonicalFilePath()) {
+        platform::log(QStringLiteral("Error opening file %1 for read/write").arg(toPaths[1]));
+        return false;
+    }
     std::vector<std::unique_ptr<DestinationLock>> locks;
     std::vector<std::unique_ptr<PasteWav::WritableWav>> files;
     QStringList temps;

@@ -10,6 +10,7 @@ const QString kUriList = QStringLiteral("text/uri-list");
 const QString kGnomeFiles = QStringLiteral("x-special/gnome-copied-files");
 const QString kKdeCut = QStringLiteral("application/x-kde-cutselection");
 const QString kPlainText = QStringLiteral("text/plain");
+const QString kOurs = QStringLiteral("application/x-wavelocker-items");
 const QStringList kWavTypes = {QStringLiteral("audio/x-wav"), QStringLiteral("audio/wav"),
                                QStringLiteral("audio/vnd.wave"), QStringLiteral("audio/wave")};
 
@@ -41,8 +42,11 @@ std::unique_ptr<QMimeData> mimeDataForFiles(const QStringList& paths, bool cut)
     data->setData(kGnomeFiles, gnome);
     data->setData(kKdeCut, cut ? "1" : "0");
     data->setData(kPlainText, plain.join(QLatin1Char('\n')).toUtf8());
+    data->setData(kOurs, QByteArray());
     return data;
 }
+
+bool isOurs(const QMimeData* data) { return data && data->hasFormat(kOurs); }
 
 QStringList filesFromMimeData(const QMimeData* data)
 {

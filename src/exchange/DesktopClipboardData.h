@@ -12,7 +12,10 @@ class QMimeData;
 // KDE's "application/x-kde-cutselection" flag, and the paths as plain text.
 namespace DesktopClipboardData {
 
+// The forms above, with a mark that says the data is ours.
 std::unique_ptr<QMimeData> mimeDataForFiles(const QStringList& paths, bool cut = false);
+// Whether data was made by mimeDataForFiles (in this program or another instance of it).
+bool isOurs(const QMimeData* data);
 // The local files a clipboard or a drop offers, from whichever form it has; the text form is
 // read as file URIs or absolute paths, one a line, that exist.
 QStringList filesFromMimeData(const QMimeData* data);

@@ -66,7 +66,7 @@ LibraryExchange::LibraryExchange(QObject* parent) : QObject(parent)
     AudioCopyPaste1::initPasteBoard();
     QClipboard* clipboard = QGuiApplication::clipboard();
     connect(clipboard, &QClipboard::dataChanged, this, [this, clipboard] {
-        if (!clipboard->ownsClipboard())
+        if (!clipboard->ownsClipboard() && !DesktopClipboardData::isOurs(clipboard->mimeData()))
             mClipboardChangedAt = QDateTime::currentMSecsSinceEpoch();
     });
 }
@@ -74,9 +74,10 @@ LibraryExchange::LibraryExchange(QObject* parent) : QObject(parent)
 bool LibraryExchange::desktopClipboardIsNewer() const
 {
     QClipboard* clipboard = QGuiApplication::clipboard();
-    if (clipboard->ownsClipboard())
-        return false;
     const QMimeData* data = clipboard->mimeData();
+    // What we copied ourselves is on the general pasteboard already.
+    if (clipboard->ownsClipboard() || DesktopClipboardData::isOurs(data))
+        return false;
     if (DesktopClipboardData::filesFromMimeData(data).isEmpty() && DesktopClipboardData::wavBytesFromMimeData(data).isEmpty())
         return false;
     const auto general = platform::Pasteboard::general();

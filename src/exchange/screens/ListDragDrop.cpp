@@ -11,11 +11,6 @@
 #include <QMimeData>
 #include <QMouseEvent>
 
-namespace {
-// Our own drag lands back in the folder it came from: nothing to copy.
-constexpr const char* kFromList = "application/x-wavelocker-list";
-}  // namespace
-
 ListDragDrop::ListDragDrop(QAbstractItemView* list, std::function<QString()> folder, std::function<QStringList()> pickedPaths)
     : QObject(list), mList(list), mFolder(std::move(folder)), mPickedPaths(std::move(pickedPaths))
 {
@@ -26,7 +21,8 @@ ListDragDrop::ListDragDrop(QAbstractItemView* list, std::function<QString()> fol
 
 bool ListDragDrop::acceptsDrop(const QMimeData* data)
 {
-    return data && !data->hasFormat(QLatin1String(kFromList))
+    // Our own drag lands back in the folder it came from: nothing to copy.
+    return data && !DesktopClipboardData::isOurs(data)
            && (!DesktopClipboardData::filesFromMimeData(data).isEmpty()
                || !DesktopClipboardData::wavBytesFromMimeData(data).isEmpty());
 }
@@ -79,9 +75,7 @@ bool ListDragDrop::eventFilter(QObject* watched, QEvent* event)
         if (items.isEmpty())
             return false;
         auto* drag = new QDrag(mList);
-        QMimeData* data = DesktopClipboardData::mimeDataForFiles(items).release();
-        data->setData(QLatin1String(kFromList), QByteArray());
-        drag->setMimeData(data);
+        drag->setMimeData(DesktopClipboardData::mimeDataForFiles(items).release());
         drag->exec(Qt::CopyAction);
         return true;
     }

@@ -29,8 +29,8 @@ QString folderArgument(const QStringList& positionals)
 
 int runCopy(const QStringList& args)
 {
-    const QString usage = QStringLiteral("copy FILE [--general | --pasteboard N]");
-    Arguments a(args, {QStringLiteral("--pasteboard")}, {QStringLiteral("--general")});
+    const QString usage = QStringLiteral("copy FILE [--general | --pasteboard N | --mapped]");
+    Arguments a(args, {QStringLiteral("--pasteboard")}, {QStringLiteral("--general"), QStringLiteral("--mapped")});
     if (!a.ok())
         return usageError(usage, a.error());
     if (a.positionals().size() != 1 || (a.has(QStringLiteral("--general")) && a.has(QStringLiteral("--pasteboard"))))
@@ -41,6 +41,10 @@ int runCopy(const QStringList& args)
     if (a.has(QStringLiteral("--general"))) {
         ok = AudioCopyPaste1::copyAudioFileAtPathToGeneralPasteboard(file);
         pasteboard = QStringLiteral("general");
+    } else if (a.has(QStringLiteral("--mapped"))) {
+        // A 16-bit 44.1 kHz WAV file's samples as they are, without decoding.
+        pasteboard = AudioCopyPaste1::incrementPasteIndexAndGetPasteboardName();
+        ok = AudioCopyPaste1::copyMappedAudioFileAtPath(file, LibraryPasteboard::copyMeta(file), pasteboard);
     } else if (a.has(QStringLiteral("--pasteboard"))) {
         pasteboard = pasteboardArgument(a.value(QStringLiteral("--pasteboard")));
         ok = AudioCopyPaste1::copyAudioFileAtPath(file, LibraryPasteboard::copyMeta(file), pasteboard);
