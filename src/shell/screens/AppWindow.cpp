@@ -5,6 +5,7 @@
 #include "library/Utils.h"
 #include "library/screens/MasterViewController.h"
 #include "recording/AudioServerStatus.h"
+#include "recording/screens/UnitControlPanel.h"
 #include "shell/FilePlayerPreview.h"
 #include "shell/screens/InfoViewController.h"
 #include "ui/screens/NavigationController.h"
@@ -32,7 +33,7 @@ constexpr int kWindowHeight = 720;
 constexpr int kInfoSlideMs = 300;
 const QString kWiFiDriveActionText = QStringLiteral("WiFi Drive\u2026");
 constexpr int kWiFiDriveWidth = 420;
-constexpr int kWiFiDriveHeight = 520;
+constexpr int kWiFiDriveHeight = 700;
 }  // namespace
 
 AppWindow::AppWindow(QObject* parent) : AppDelegate(Mode::Window, parent) {}
@@ -56,6 +57,7 @@ void AppWindow::observeWindow()
 {
     // The web uploader exists by now.
     addWiFiDriveAction();
+    UnitControlPanel::installAsInterfacePresenter();
     mWindow->installEventFilter(this);
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
         if (state == Qt::ApplicationActive)

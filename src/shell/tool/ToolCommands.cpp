@@ -35,6 +35,11 @@ const QList<Command>& commands()
         {"pasteboards", "pasteboards              the twelve AudioCopy slots: name, sender, duration, channels, tempo",
          runPasteboards},
         {"play", "play FILE [--buffer FRAMES]  play an audio or MIDI file through the audio engine to its end", runPlay},
+        {"units", "units                    list the installed plugin units: type, subtype, maker code, name, URI", runUnits},
+        {"process", "process IN OUT --effect URI [--effect URI ...] [--set URI:PORT=VALUE ...]\n"
+                    "                           run a file through up to three plugin effects, in order, into a\n"
+                    "                           32-bit float WAVE file",
+         runProcess},
     };
     return list;
 }

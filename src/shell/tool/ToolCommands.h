@@ -27,5 +27,7 @@ int runRender(const QStringList& args);
 int runCopy(const QStringList& args);
 int runPaste(const QStringList& args);
 int runPasteboards(const QStringList& args);
+int runUnits(const QStringList& args);
+int runProcess(const QStringList& args);
 
 }  // namespace tool
