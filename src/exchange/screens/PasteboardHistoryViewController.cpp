@@ -20,13 +20,13 @@ QString slotText(int slot, bool current, const std::optional<QVariantMap>& info)
 {
     const QString mark = current ? QStringLiteral("\u25B6 ") : QStringLiteral("   ");
     if (!info)
-        return QStringLiteral("%1%2  (empty)").arg(mark).arg(slot + 1);
+        return QStringLiteral("%1%2  (empty)").arg(mark).arg(slot);
     const double seconds = info->value(AudioCopyPaste1::kDuration).toDouble();
     const int channels = info->value(AudioCopyPaste1::kChannels).toInt();
     const double tempo = info->value(AudioCopyPaste1::kTempo).toDouble();
     QString text = QStringLiteral("%1%2  %3 — %4\n      %5:%6  %7")
                        .arg(mark)
-                       .arg(slot + 1)
+                       .arg(slot)
                        .arg(info->value(AudioCopyPaste1::kCopyName).toString(),
                             info->value(AudioCopyPaste1::kSender).toString())
                        .arg(int(seconds) / 60)
