@@ -11,6 +11,7 @@
 #include "library/screens/MasterViewController.h"
 #include "library/MusicImport.h"
 #include "library/screens/MusicPickerViewController.h"
+#include "library/PasteboardScreen.h"
 #include "library/Utils.h"
 #include "library/ZipAlertDelegate.h"
 #include "platform/Dispatch.h"
@@ -87,12 +88,12 @@ ItemActionsController::ItemActionsController(MasterViewController* browser)
     layout->addWidget(mEditButton);
     mAddButton->setToolTip(QStringLiteral("Add Folder or New Notes"));
 
-    auto* importMenu = new QMenu(mImportButton);
-    importMenu->addAction(QStringLiteral("Import Files..."), this, &ItemActionsController::importDocuments);
-    importMenu->addAction(QStringLiteral("Import Folder..."), this, &ItemActionsController::importFolder);
-    importMenu->addAction(QStringLiteral("Import Music..."), this, &ItemActionsController::importSong);
-    importMenu->addAction(QStringLiteral("Import from Dropbox..."), this, &ItemActionsController::importFromDropbox);
-    mImportButton->setMenu(importMenu);
+    mImportMenu = new QMenu(mImportButton);
+    mImportMenu->addAction(QStringLiteral("Import Files..."), this, &ItemActionsController::importDocuments);
+    mImportMenu->addAction(QStringLiteral("Import Folder..."), this, &ItemActionsController::importFolder);
+    mImportMenu->addAction(QStringLiteral("Import Music..."), this, &ItemActionsController::importSong);
+    mImportMenu->addAction(QStringLiteral("Import from Dropbox..."), this, &ItemActionsController::importFromDropbox);
+    mImportButton->setMenu(mImportMenu);
 
     connect(mEditButton, &QPushButton::clicked, this, [this] { setEditing(!mEditing); });
     connect(mAddButton, &QPushButton::clicked, this, &ItemActionsController::addFolderPress);
@@ -115,6 +116,19 @@ ItemActionsController::ItemActionsController(MasterViewController* browser)
 }
 
 ItemActionsController::~ItemActionsController() = default;
+
+void ItemActionsController::setPasteboardScreen(PasteboardScreen* pasteboard)
+{
+    if (mPasteboard || !pasteboard)
+        return;
+    mPasteboard = pasteboard;
+    mImportMenu->addSeparator();
+    QAction* paste = mImportMenu->addAction(QStringLiteral("Paste"), this,
+                                            [this] { mPasteboard->audioPaste(mBrowser, mBrowser->folder(), {}); });
+    mImportMenu->addAction(QStringLiteral("AudioCopy Pasteboards..."), this,
+                           [this] { mPasteboard->showPasteboards(mBrowser, mBrowser->folder()); });
+    connect(mImportMenu, &QMenu::aboutToShow, paste, [this, paste] { paste->setEnabled(mPasteboard->canPaste()); });
+}
 
 QMenu* ItemActionsController::menuForRow(int row)
 {
@@ -148,7 +162,8 @@ void ItemActionsController::perform(ItemMenuEntry entry, const LibraryItem& item
 {
     switch (entry) {
     case ItemMenuEntry::AddToKormix:
-        Utils::showAlert(QStringLiteral("Kormix"), QStringLiteral("Sending files to Kormix is not available yet."));
+        if (mPasteboard)
+            mPasteboard->sendToKormix(mBrowser, item.path);
         break;
     case ItemMenuEntry::Rename: renameAction(item); break;
     case ItemMenuEntry::Move: moveAction({item.path}); break;
@@ -156,6 +171,14 @@ void ItemActionsController::perform(ItemMenuEntry entry, const LibraryItem& item
     case ItemMenuEntry::UnzipArchive: unzipQuestion(item.path); break;
     case ItemMenuEntry::CopyToDropbox: exportToDropbox({item.path}); break;
     case ItemMenuEntry::ExportShare: exportShare(item); break;
+    case ItemMenuEntry::Copy:
+        if (mPasteboard)
+            mPasteboard->copyItems(mBrowser, {item.path});
+        break;
+    case ItemMenuEntry::AudioCopy:
+        if (mPasteboard)
+            mPasteboard->bulkAudioCopy(mBrowser, {item.path});
+        break;
     case ItemMenuEntry::ShowSize: showSize(item); break;
     case ItemMenuEntry::Note: {
         const bool existed = QFileInfo::exists(item.path + QStringLiteral(".txt"));

@@ -1,6 +1,7 @@
 #include "shell/screens/AppWindow.h"
 
 #include "audiofiles/screens/DetailViewController.h"
+#include "exchange/screens/LibraryExchange.h"
 #include "library/Utils.h"
 #include "cloud/screens/DropboxScreens.h"
 #include "library/screens/MasterViewController.h"
@@ -87,6 +88,10 @@ void AppWindow::createScreens()
     mMaster->setPreviewPlayer(preview());
     mDropboxScreens = new DropboxScreens(dropboxAccount(), dropboxClient(), this);
     mMaster->setDropboxScreen(mDropboxScreens);
+    mExchange = new LibraryExchange(this);
+    mExchange->setPreviewPlayer(preview());
+    mMaster->setPasteboardScreen(mExchange);
+    mDetail->setPasteboardScreen(mExchange);
 
     mLibraryNavigation = new NavigationController(mMaster);
     mMaster->setNavigationController(mLibraryNavigation);

@@ -7,6 +7,7 @@
 class AudioServerStatus;
 class DetailViewController;
 class DropboxScreens;
+class LibraryExchange;
 class MasterViewController;
 class NavigationController;
 class QAction;
@@ -44,6 +45,7 @@ public:
     // Link, unlink, import and export screens of the Dropbox account.
     DropboxScreens* dropboxScreens() const { return mDropboxScreens; }
     DetailViewController* detailViewController() const { return mDetail; }
+    LibraryExchange* libraryExchange() const { return mExchange; }
 
 protected:
     void createScreens() override;
@@ -63,6 +65,7 @@ private:
     MasterViewController* mMaster = nullptr;
     DropboxScreens* mDropboxScreens = nullptr;
     DetailViewController* mDetail = nullptr;
+    LibraryExchange* mExchange = nullptr;
     QPointer<QWidget> mInfo;
     QAction* mWiFiDriveAction = nullptr;
     QPointer<WiFiDriveViewController> mWiFiDrive;
