@@ -2,6 +2,7 @@
 
 #include "library/Utils.h"
 #include "platform/Log.h"
+#include "platform/PartFile.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -216,18 +217,13 @@ const QString kCancelled = QStringLiteral("Cancelled");
 
 bool cancelled(const CopyControl& control) { return control.cancel && control.cancel->load(); }
 
-// A file's bytes into a new file at target, in chunks so that a cancel is heard; on failure
-// the new file is removed.
-bool copyFileData(const QString& source, const QString& target, QString& why, CopyControl& control)
+// A file's bytes into out, in chunks so that a cancel is heard; on failure out is removed.
+bool copyFileData(const QString& source, QFile& out, QString& why, CopyControl& control)
 {
     QFile in(source);
     if (!in.open(QIODevice::ReadOnly)) {
         why = in.errorString();
-        return false;
-    }
-    QFile out(target);
-    if (!out.open(QIODevice::WriteOnly | QIODevice::NewOnly)) {
-        why = out.errorString();
+        out.remove();
         return false;
     }
     std::vector<char> chunk(kCopyChunkBytes);
@@ -257,7 +253,7 @@ bool copyFileData(const QString& source, const QString& target, QString& why, Co
             control.progress(control.copied);
     }
     out.close();
-    QFile::remove(target);
+    out.remove();
     return false;
 }
 
@@ -279,8 +275,13 @@ bool copyInto(const QString& source, const QString& target, QString& why, CopyCo
         why = QStringLiteral("Could not create '%1'").arg(nameOf(target));
         return false;
     }
-    if (!info.isDir())
-        return copyFileData(source, target, why, control);
+    if (!info.isDir()) {
+        QFile out(target);
+        if (out.open(QIODevice::WriteOnly | QIODevice::NewOnly))
+            return copyFileData(source, out, why, control);
+        why = out.errorString();
+        return false;
+    }
     if (!QDir().mkdir(target)) {
         why = QStringLiteral("Could not create '%1'").arg(nameOf(target));
         return false;
@@ -308,7 +309,30 @@ bool copyItem(const QString& source, const QString& target, QString* error, Copy
         why = QStringLiteral("'%1' already exists").arg(nameOf(target));
         return false;
     }
-    if (info.isDir() && !info.isSymLink()) {
+    if (!info.isDir()) {
+        // A file is written into a part file that is locked while it is written, so that the
+        // clean-up of another process starting meanwhile leaves it alone.
+        // The extension helps nothing here, and an odd one would make the name not ours.
+        const std::unique_ptr<PartFile> part = PartFile::create(QFileInfo(target).path());
+        if (!part) {
+            why = QStringLiteral("Could not create '%1'").arg(nameOf(target));
+            return false;
+        }
+        QFile out(part->path());
+        if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+            why = out.errorString();
+            return false;
+        }
+        if (!copyFileData(source, out, why, copy))
+            return false;
+        out.close();
+        if (part->commit(target, false))
+            return true;
+        why = taken(target) ? QStringLiteral("'%1' already exists").arg(nameOf(target))
+                            : QStringLiteral("Could not write '%1'").arg(nameOf(target));
+        return false;
+    }
+    if (!info.isSymLink()) {
         const QString into = QFileInfo(QFileInfo(target).path()).canonicalFilePath() + QLatin1Char('/');
         if (into.startsWith(info.canonicalFilePath() + QLatin1Char('/'))) {
             why = QStringLiteral("'%1' can't be copied into itself").arg(nameOf(source));
@@ -316,7 +340,7 @@ bool copyItem(const QString& source, const QString& target, QString* error, Copy
         }
     }
     // Built under a hidden name beside the target and renamed without replacing, so a failure,
-    // a cancel or a kill never leaves half a file or half a folder under its name.
+    // a cancel or a kill never leaves half a folder under its name.
     const QString part = Utils::partPathBeside(target);
     if (part.isEmpty() || !copyInto(source, part, why, copy)) {
         if (!part.isEmpty())

@@ -59,8 +59,11 @@ struct Rig {
     void playToTheEnd()
     {
         pullPlayer(player, kRate);
-        for (int i = 0; i < 8; ++i)
-            pullPlayer(player, 512);
+        // The silence after the end, until the timer sees that play is over.
+        std::vector<float> left(512), right(512);
+        float* buffers[2] = {left.data(), right.data()};
+        for (int i = 0; i < 12; ++i)
+            player.render(buffers, 512);
         player.timerCallback();
         QCoreApplication::processEvents();
     }
