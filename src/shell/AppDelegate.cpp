@@ -14,6 +14,7 @@
 #include "recording/UnfinishedRecording.h"
 #include "shell/FilePlayerPreview.h"
 #include "wifidrive/MyWebUploader.h"
+#include "wifidrive/WiFiDriveSettings.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -117,6 +118,7 @@ void AppDelegate::createWebUploader()
     GCDWebServer::setLogLevel(kWebServerLogLevel);
     mWebUploader = std::make_unique<MyWebUploader>(Utils::documentsURL());
     mWebUploader->setDelegate(this);
+    WiFiDriveSettings::apply(*mWebUploader);
 }
 
 void AppDelegate::webServerDidStart(GCDWebServer* server)

@@ -18,7 +18,7 @@
 namespace {
 
 constexpr int kUsageExit = 2;
-const char* const kUsage = "usage: wavelocker [--library DIR] [--serve [--port N] [--upload-quota MB] [--password-file FILE]]\n";
+const char* const kUsage = "usage: wavelocker [--library DIR] [--serve [--port N] [--upload-quota MB] [--password-file FILE] [--https]]\n";
 constexpr qint64 kMegabyte = 1024 * 1024;
 
 struct Options {
@@ -27,6 +27,7 @@ struct Options {
     int port = GCDWebServer::kDefaultPort;
     qint64 uploadQuotaMB = 0;
     QString password;
+    bool https = false;
 };
 
 // The first line of the file, without its line end; empty when unreadable.
@@ -58,6 +59,8 @@ std::optional<Options> parse(QStringList args)
         const QString a = args.takeFirst();
         if (a == QLatin1String("--serve")) {
             options.serve = true;
+        } else if (a == QLatin1String("--https")) {
+            options.https = true;
         } else if (a == QLatin1String("--library") && !args.isEmpty()) {
             options.library = args.takeFirst();
         } else if (a == QLatin1String("--port") && !args.isEmpty()) {
@@ -118,7 +121,11 @@ int main(int argc, char** argv)
     if (serve) {
         platform::log(QStringLiteral("Serving the library at %1").arg(Utils::documentsURL()));
         delegate->webUploader()->setUploadQuota(options->uploadQuotaMB * kMegabyte);
-        delegate->webUploader()->setPassword(options->password);
+        // Without the options, what the WiFi drive screen keeps holds.
+        if (!options->password.isEmpty())
+            delegate->webUploader()->setPassword(options->password);
+        if (options->https)
+            delegate->webUploader()->setUsesHttps(true);
         // The empty Bonjour name publishes under this machine's name; the server logs its address.
         if (!delegate->webUploader()->startWithPort(options->port, QStringLiteral("")))
             return 1;

@@ -31,7 +31,7 @@ constexpr int kWindowHeight = 720;
 constexpr int kInfoSlideMs = 300;
 const QString kWiFiDriveActionText = QStringLiteral("WiFi Drive\u2026");
 constexpr int kWiFiDriveWidth = 420;
-constexpr int kWiFiDriveHeight = 520;
+constexpr int kWiFiDriveHeight = 700;
 }  // namespace
 
 AppWindow::AppWindow(QObject* parent) : AppDelegate(Mode::Window, parent) {}
