@@ -4,6 +4,7 @@
 #include "library/Utils.h"
 #include "library/screens/MasterViewController.h"
 #include "recording/AudioServerStatus.h"
+#include "recording/screens/UnitControlPanel.h"
 #include "shell/FilePlayerPreview.h"
 #include "shell/screens/InfoViewController.h"
 #include "ui/screens/NavigationController.h"
@@ -55,6 +56,7 @@ void AppWindow::observeWindow()
 {
     // The web uploader exists by now.
     addWiFiDriveAction();
+    UnitControlPanel::installAsInterfacePresenter();
     mWindow->installEventFilter(this);
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
         if (state == Qt::ApplicationActive)
