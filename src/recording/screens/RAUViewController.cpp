@@ -1,6 +1,8 @@
 #include "recording/screens/RAUViewController.h"
 
+#include "recording/AudioEngine.h"
 #include "recording/screens/UnitImage.h"
+#include "ui/screens/NavigationController.h"
 
 #include <QDesktopServices>
 #include <QLabel>
@@ -124,4 +126,33 @@ void RAUViewController::choose(QListWidgetItem* item)
             selectedRAU(this, row.unit);
         return;
     }
+}
+
+RAUViewController* RAUViewController::pushForSlot(NavigationController* navigation, int slot,
+                                                 const QString& slot0Title, std::function<void()> done)
+{
+    auto* chooser = new RAUViewController(RAUChooserModel::forSlot(slot, slot0Title));
+    chooser->selectedRAU = [navigation, slot, done](RAUViewController* self, RemoteAU::Ptr rau) {
+        if (navigation)
+            navigation->popToViewController(navigation->viewControllers().value(
+                                                navigation->viewControllers().indexOf(self) - 1),
+                                            true);
+        loadRau(rau, slot);
+        if (done)
+            done();
+    };
+    if (navigation) {
+        navigation->pushViewController(chooser, true);
+        navigation->setRightItem(chooser, chooser->sortButton());
+    }
+    return chooser;
+}
+
+int RAUViewController::loadRau(const RemoteAU::Ptr& rau, int slot)
+{
+    AudioEngine::setRau(rau, slot);
+    const int code = AudioEngine::updateIaaUnits();
+    if (code != 0)
+        AudioEngine::reportIaaError(code);
+    return code;
 }
