@@ -7,6 +7,7 @@
 #include "audiofiles/screens/TrimPanel.h"
 #include "audiofiles/editor/TrimSettings.h"
 #include "audiofiles/screens/WaveView.h"
+#include "library/PasteboardScreen.h"
 #include "library/Utils.h"
 #include "platform/AudioFileReader.h"
 #include "platform/Background.h"
@@ -70,6 +71,7 @@ DetailViewController::DetailViewController(QWidget* parent)
       mCancelButton(new QPushButton(QStringLiteral("Cancel"), this)),
       mTitle(new QLabel(kAppTitle, this)),
       mImportButton(new QPushButton(QStringLiteral("IMPORT INTO APP"), this)),
+      mCopyButton(new QPushButton(QStringLiteral("Copy"), this)),
       mToolsButton(new QPushButton(QStringLiteral("Tools"), this)),
       mToolsMenu(new QMenu(this)),
       mModes(new QStackedWidget(this)),
@@ -110,6 +112,7 @@ DetailViewController::DetailViewController(QWidget* parent)
     bar->addWidget(mTitle);
     bar->addStretch(1);
     bar->addWidget(mImportButton);
+    bar->addWidget(mCopyButton);
     bar->addWidget(mToolsButton);
     layout->addLayout(bar);
     layout->addWidget(mModes);
@@ -143,6 +146,10 @@ void DetailViewController::buildBars()
     // A press on the button while the menu is open only closes the menu.
     mToolsMenu->setAttribute(Qt::WA_NoMouseReplay);
     connect(mImportButton, &QPushButton::clicked, this, &DetailViewController::doAppImport);
+    mCopyButton->hide();
+    mCopyButton->setFocusPolicy(Qt::NoFocus);
+    mCopyButton->setToolTip(QStringLiteral("Copy to the AudioCopy or the general pasteboard"));
+    connect(mCopyButton, &QPushButton::clicked, this, &DetailViewController::audioCopy);
     connect(mToolsMenu->addAction(QStringLiteral("Normalize")), &QAction::triggered, this,
             &DetailViewController::normalize);
     // A single '&' in a menu marks a shortcut key; doubled it shows.
@@ -307,6 +314,19 @@ void DetailViewController::updateToolButton()
     else
         mToolsButton->setText(QStringLiteral("Tools"));
     mToolsButton->setVisible(mContent->currentWidget() == mWaveView || (notes && mEditingText));
+    mCopyButton->setVisible(mPasteboard && mContent->currentWidget() == mWaveView && !mWaveView->trimMode());
+}
+
+void DetailViewController::setPasteboardScreen(PasteboardScreen* pasteboard)
+{
+    mPasteboard = pasteboard;
+    updateToolButton();
+}
+
+void DetailViewController::audioCopy()
+{
+    if (mPasteboard && !mDetailItem.isEmpty())
+        mPasteboard->audioCopy(this, mDetailItem);
 }
 
 void DetailViewController::toolsPress()

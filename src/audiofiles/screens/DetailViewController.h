@@ -13,6 +13,7 @@
 
 class ConvertViewController;
 class MidiPlotter;
+class PasteboardScreen;
 class QLabel;
 class QMenu;
 class QPlainTextEdit;
@@ -37,6 +38,10 @@ public:
     void maybeSaveText() override;
     void waveformDeleted(const QString& path) override;
     void waveformRenamed(const QString& oldPath, const QString& newPath) override;
+    // The copy button (shown with a waveform) hands the file to the pasteboard exchange.
+    void setPasteboardScreen(PasteboardScreen* pasteboard);
+    void audioCopy();
+    QPushButton* copyButton() const { return mCopyButton; }
 
     // Tools and the trim state.
     void updateEditState(bool animated = true);
@@ -120,6 +125,8 @@ private:
     QPushButton* mCancelButton;
     QLabel* mTitle;
     QPushButton* mImportButton;
+    QPushButton* mCopyButton;
+    PasteboardScreen* mPasteboard = nullptr;
     QPushButton* mToolsButton;
     QMenu* mToolsMenu;
     QStackedWidget* mModes;

@@ -10,6 +10,7 @@
 #include "library/screens/MasterViewController.h"
 #include "library/MusicImport.h"
 #include "library/screens/MusicPickerViewController.h"
+#include "library/PasteboardScreen.h"
 #include "library/Utils.h"
 #include "library/ZipAlertDelegate.h"
 #include "platform/Background.h"
@@ -94,11 +95,11 @@ ItemActionsController::ItemActionsController(MasterViewController* browser)
     layout->addWidget(mEditButton);
     mAddButton->setToolTip(QStringLiteral("Add Folder or New Notes"));
 
-    auto* importMenu = new QMenu(mImportButton);
-    importMenu->addAction(QStringLiteral("Import Files..."), this, &ItemActionsController::importDocuments);
-    importMenu->addAction(QStringLiteral("Import Folder..."), this, &ItemActionsController::importFolder);
-    importMenu->addAction(QStringLiteral("Import Music..."), this, &ItemActionsController::importSong);
-    mImportButton->setMenu(importMenu);
+    mImportMenu = new QMenu(mImportButton);
+    mImportMenu->addAction(QStringLiteral("Import Files..."), this, &ItemActionsController::importDocuments);
+    mImportMenu->addAction(QStringLiteral("Import Folder..."), this, &ItemActionsController::importFolder);
+    mImportMenu->addAction(QStringLiteral("Import Music..."), this, &ItemActionsController::importSong);
+    mImportButton->setMenu(mImportMenu);
 
     connect(mEditButton, &QPushButton::clicked, this, [this] { setEditing(!mEditing); });
     connect(mAddButton, &QPushButton::clicked, this, &ItemActionsController::addFolderPress);
@@ -119,6 +120,19 @@ ItemActionsController::ItemActionsController(MasterViewController* browser)
 }
 
 ItemActionsController::~ItemActionsController() = default;
+
+void ItemActionsController::setPasteboardScreen(PasteboardScreen* pasteboard)
+{
+    if (mPasteboard || !pasteboard)
+        return;
+    mPasteboard = pasteboard;
+    mImportMenu->addSeparator();
+    QAction* paste = mImportMenu->addAction(QStringLiteral("Paste"), this,
+                                            [this] { mPasteboard->audioPaste(mBrowser, mBrowser->folder(), {}); });
+    mImportMenu->addAction(QStringLiteral("AudioCopy Pasteboards..."), this,
+                           [this] { mPasteboard->showPasteboards(mBrowser, mBrowser->folder()); });
+    connect(mImportMenu, &QMenu::aboutToShow, paste, [this, paste] { paste->setEnabled(mPasteboard->canPaste()); });
+}
 
 QMenu* ItemActionsController::menuForRow(int row)
 {
@@ -152,7 +166,8 @@ void ItemActionsController::perform(ItemMenuEntry entry, const LibraryItem& item
 {
     switch (entry) {
     case ItemMenuEntry::AddToKormix:
-        Utils::showAlert(QStringLiteral("Kormix"), QStringLiteral("Sending files to Kormix is not available yet."));
+        if (mPasteboard)
+            mPasteboard->sendToKormix(mBrowser, item.path);
         break;
     case ItemMenuEntry::Rename: renameAction(item); break;
     case ItemMenuEntry::Move: moveAction({item.path}); break;
@@ -162,6 +177,14 @@ void ItemActionsController::perform(ItemMenuEntry entry, const LibraryItem& item
         Utils::showAlert(QStringLiteral("Dropbox"), QStringLiteral("Copying to Dropbox is not available yet."));
         break;
     case ItemMenuEntry::ExportShare: exportShare(item); break;
+    case ItemMenuEntry::Copy:
+        if (mPasteboard)
+            mPasteboard->copyItems(mBrowser, {item.path});
+        break;
+    case ItemMenuEntry::AudioCopy:
+        if (mPasteboard)
+            mPasteboard->bulkAudioCopy(mBrowser, {item.path});
+        break;
     case ItemMenuEntry::ShowSize: showSize(item); break;
     case ItemMenuEntry::Note: {
         const bool existed = QFileInfo::exists(item.path + QStringLiteral(".txt"));

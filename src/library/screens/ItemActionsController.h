@@ -10,6 +10,7 @@
 #include <memory>
 
 class MasterViewController;
+class PasteboardScreen;
 class QMenu;
 class QMessageBox;
 class QPushButton;
@@ -26,6 +27,9 @@ public:
 
     // The row of buttons the browser shows under its list.
     QWidget* toolbar() const { return mToolbar; }
+    // Copies, pastes and the mixer hand-over go through the exchange; the import menu then
+    // offers the pastes too.
+    void setPasteboardScreen(PasteboardScreen* pasteboard);
 
     // Builds the per-item menu for a row (nullptr when none may open); showMenuForCell pops it up.
     QMenu* menuForRow(int row);
@@ -70,6 +74,8 @@ private:
     QPushButton* mEditButton;
     QPushButton* mAddButton;
     QPushButton* mImportButton;
+    QMenu* mImportMenu;
+    PasteboardScreen* mPasteboard = nullptr;
     QPushButton* mSelectButton;
     QPushButton* mMoveButton;
     QPushButton* mDeleteButton;

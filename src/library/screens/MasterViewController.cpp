@@ -6,6 +6,7 @@
 #include "library/FileSort.h"
 #include "library/FolderListing.h"
 #include "library/screens/ItemActionsController.h"
+#include "library/PasteboardScreen.h"
 #include "library/PreviewPlayer.h"
 #include "library/screens/SortButton.h"
 #include "library/Utils.h"
@@ -115,6 +116,28 @@ void MasterViewController::setNavigationController(NavigationController* navigat
         if (top == this)
             showFolderMenu();
     });
+}
+
+void MasterViewController::setPasteboardScreen(PasteboardScreen* pasteboard)
+{
+    if (mPasteboard || !pasteboard)
+        return;
+    mPasteboard = pasteboard;
+    mActions->setPasteboardScreen(pasteboard);
+    pasteboard->attachToList(
+        mTable, [this] { return folder(); },
+        [this] {
+            QStringList paths = mActions->actionList();
+            const QModelIndex current = mTable->currentIndex();
+            if (paths.isEmpty() && current.isValid() && current.row() < mModel->filelist().size())
+                paths << mModel->itemAt(current.row()).path;
+            return paths;
+        });
+}
+
+QString MasterViewController::audioPaste(const QString& name)
+{
+    return mPasteboard ? mPasteboard->audioPaste(this, folder(), name) : QString();
 }
 
 QString MasterViewController::headerText() const { return mHeader->isVisible() ? mHeader->text() : QString(); }
@@ -274,6 +297,7 @@ MasterViewController* MasterViewController::enterFolder(const QString& path, boo
     browser->setFolderLevel(mFolderLevel + 1);
     browser->setWindowTitle(lastPathComponent(path));
     browser->setNavigationController(mNavigation);
+    browser->setPasteboardScreen(mPasteboard);
     if (mNavigation)
         mNavigation->pushViewController(browser, animated);
     else

@@ -12,6 +12,7 @@ class DetailScreen;
 class FileListModel;
 class FileRowDelegate;
 class ItemActionsController;
+class PasteboardScreen;
 class QLabel;
 class QLineEdit;
 class QListView;
@@ -35,6 +36,12 @@ public:
     void setPreviewPlayer(PreviewPlayer* preview);
     PreviewPlayer* previewPlayer() const;
     void setNavigationController(NavigationController* navigation);
+    // The pasteboard exchange: paste, copies, drag and drop; every browser of the stack shares it.
+    void setPasteboardScreen(PasteboardScreen* pasteboard);
+    PasteboardScreen* pasteboardScreen() const { return mPasteboard; }
+    // Pastes what the pasteboards hold into this folder; the new path, or empty (after the
+    // alert). An empty name means the default one.
+    QString audioPaste(const QString& name = {});
     NavigationController* navigationController() const { return mNavigation; }
     void setFolderLevel(int level) { mFolderLevel = level; }
     int folderLevel() const { return mFolderLevel; }
@@ -96,6 +103,7 @@ private:
     SortButton* mSortButton;
     DetailScreen* mDetail = nullptr;
     QPointer<NavigationController> mNavigation;
+    PasteboardScreen* mPasteboard = nullptr;
     int mFolderLevel = 0;
     LibraryPreview* mPreview;
     std::unique_ptr<DirectoryWatcher> mDirWatcher;
