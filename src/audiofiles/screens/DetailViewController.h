@@ -1,6 +1,6 @@
 #pragma once
 #include "audiofiles/ConversionOptions.h"
-#include "audiofiles/FilePlayer.h"
+#include "audiofiles/EditorTransport.h"
 #include "audiofiles/editor/EditorTools.h"
 #include "audiofiles/screens/WaveViewDelegate.h"
 #include "library/DetailScreen.h"
@@ -26,7 +26,7 @@ class WaveView;
 // The detail screen for one library item: its information text and waveform (a note plot
 // for MIDI files) with playback on the shared player, or its notes text; and the tools
 // Normalize, Trim & Fade and Convert, whose results join the library beside the file.
-class DetailViewController : public QWidget, public DetailScreen, public WaveViewDelegate, public FilePlayerDelegate {
+class DetailViewController : public QWidget, public DetailScreen, public WaveViewDelegate {
     Q_OBJECT
 public:
     explicit DetailViewController(QWidget* parent = nullptr);
@@ -68,9 +68,6 @@ public:
     void changeVolume(float volume);
     void doAppImport();
 
-    void filePlayerProgress(FilePlayer* player) override;
-    void filePlayerDidFinish(FilePlayer* player);
-
     void waveView(WaveView* view, bool movingCursor) override;
     void waveView(WaveView* view, double movedCursor) override;
     void waveViewDidChangeSelection(WaveView* view) override;
@@ -90,6 +87,7 @@ public:
     QWidget* shownContent() const;
     QPlainTextEdit* notesView() const { return mNotesView; }
     QPushButton* importButton() const { return mImportButton; }
+    EditorTransport* transport() const { return mPlayback; }
 
 signals:
     // The import into another app finished; the application ends its import state.
@@ -111,21 +109,17 @@ private:
     void buildTransport();
     void connectTrimPanel();
     void showMode(QWidget* view, bool animated);
-    bool loadPlayer();
-    bool playingThis() const;
-    void restartAt(double seconds);
+    void syncSelection();
     void updatePlayButton();
-    void updateTimeDisplay(double seconds);
+    void showPosition(double seconds);
     void updateSelectionText();
     void showVolumePanel();
 
     QString mDetailItem;
     platform::FileStamp mDetailStamp;  // the version of mDetailItem shown
-    double mLength = 0;
     bool mIs44k16 = false;
     bool mTextChanged = false;
     bool mEditingText = false;
-    bool mWasPlayingBeforeDrag = false;
     QString mImportScheme;
 
     QPushButton* mCancelButton;
@@ -150,9 +144,7 @@ private:
     QPushButton* mVolumeButton;
     QLabel* mTimeLabel;
     QPointer<ConvertViewController> mConvertScreen;
+    EditorTransport* mPlayback;
 
-    platform::ScopedObserver mRemotePlay;
-    platform::ScopedObserver mRemoteRewind;
     platform::ScopedObserver mImportStarted;
-    platform::ScopedObserver mPlayerFinished;
 };

@@ -1,5 +1,7 @@
 #pragma once
+#include "library/FileActions.h"
 #include "library/ItemMenu.h"
+#include "library/MusicImport.h"
 #include "library/LibraryItem.h"
 
 #include <QObject>
@@ -8,7 +10,6 @@
 #include <memory>
 
 class MasterViewController;
-class MusicImport;
 class PasteboardScreen;
 class QMenu;
 class QMessageBox;
@@ -57,12 +58,17 @@ public:
     void importSong();
     void importFromDropbox();
     void exportToDropbox(const QStringList& paths);
+    void pickSong(const QList<MusicTrack>& tracks);
 
 private:
     // A question with buttons; answer gets the clicked button's text (empty when closed).
     QMessageBox* ask(const QString& title, const QString& text, const QStringList& buttons,
                      std::function<void(const QString&)> answer);
     void itemMoved(const QString& from, const QString& to);
+    // Runs a copy into the library on the background pool behind the overlay, with its bar and
+    // a cancel button; doneMessage (when given) closes it after a success.
+    void copyInBackground(const QString& message, const QStringList& sources,
+                          std::function<bool(FileActions::CopyControl&)> copy, const QString& doneMessage);
     void updateToolbar();
 
     MasterViewController* mBrowser;
