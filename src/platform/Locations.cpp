@@ -68,4 +68,12 @@ QString tempDir()
     return dir;
 }
 
+QString runtimeDir()
+{
+    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    if (!runtime.isEmpty() && QDir::isAbsolutePath(runtime) && QFileInfo(runtime).isDir())
+        return QDir::cleanPath(runtime);
+    return tempDir();
+}
+
 }  // namespace platform::Locations

@@ -29,7 +29,10 @@ const QString kAutoPlayNext = QStringLiteral("AutoPlayNext");
 
 }  // namespace
 
-AppDelegate::AppDelegate(Mode mode, QObject* parent) : QObject(parent), mMode(mode) {}
+AppDelegate::AppDelegate(Mode mode, QObject* parent)
+    : QObject(parent), mMode(mode), mUrlCommands(std::make_unique<UrlCommands>(this))
+{
+}
 
 AppDelegate::~AppDelegate()
 {
@@ -232,3 +235,45 @@ void AppDelegate::applicationDidEnterBackground()
         AudioEngine::maybeStop();
 }
 
+void AppDelegate::openURL(const QUrl& url, const OpenURLOptions& options, const UrlCommands::Answer& answer)
+{
+    mUrlCommands->openURL(url, options, answer);
+}
+
+void AppDelegate::openURLs(const HandOver& request, const std::function<void(const QList<bool>&)>& answers)
+{
+    activate();
+    if (request.urls.isEmpty()) {
+        answers({});
+        return;
+    }
+    struct Pending {
+        QList<bool> answers;
+        qsizetype left;
+    };
+    auto pending = std::make_shared<Pending>(Pending{QList<bool>(request.urls.size(), false), request.urls.size()});
+    const OpenURLOptions options{request.sourceApp, false};
+    for (qsizetype i = 0; i < request.urls.size(); ++i) {
+        openURL(QUrl(request.urls[i]), options, [pending, i, answers](bool handled) {
+            pending->answers[i] = handled;
+            if (--pending->left == 0)
+                answers(pending->answers);
+        });
+    }
+}
+
+// Headless there is no browser to show it in.
+void AppDelegate::showFileOrFolder(const QString&) {}
+
+void AppDelegate::pasteImportStarted(const QString& message) { platform::log(message); }
+
+void AppDelegate::pasteImportFinished(bool succeeded)
+{
+    platform::log(succeeded ? QStringLiteral("Done") : QStringLiteral("Could not import audio"));
+}
+
+bool AppDelegate::audioPaste(const QString& name)
+{
+    platform::log(QStringLiteral("NOT YET: paste %1").arg(name));
+    return false;
+}

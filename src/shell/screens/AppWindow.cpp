@@ -7,6 +7,7 @@
 #include "shell/FilePlayerPreview.h"
 #include "shell/screens/InfoViewController.h"
 #include "ui/screens/NavigationController.h"
+#include "ui/screens/ProgressHUD.h"
 #include "ui/screens/Theme.h"
 #include "wifidrive/MyWebUploader.h"
 #include "wifidrive/screens/WiFiDriveViewController.h"
@@ -203,4 +204,49 @@ void AppWindow::wifiDriveTapped()
     mWiFiDrive->setAttribute(Qt::WA_DeleteOnClose);
     mWiFiDrive->resize(kWiFiDriveWidth, kWiFiDriveHeight);
     mWiFiDrive->show();
+}
+
+void AppWindow::activate()
+{
+    if (!mWindow)
+        return;
+    if (mWindow->isMinimized())
+        mWindow->showMaximized();
+    mWindow->raise();
+    mWindow->activateWindow();
+}
+
+void AppWindow::showFileOrFolder(const QString& path)
+{
+    popToRootBrowser();
+    if (mMaster && !Utils::pathIsLibraryRoot(path))
+        mMaster->showFileOrFolder(path);
+}
+
+void AppWindow::popToRootBrowser()
+{
+    if (mLibraryNavigation && mMaster)
+        mLibraryNavigation->popToViewController(mMaster, false);
+}
+
+void AppWindow::pasteImportStarted(const QString& message)
+{
+    mPasteOverlay = ProgressHUD::showWithMessage(mWindow.get(), message);
+    if (mPasteOverlay)
+        mPasteOverlay->setProgress(1.0f);
+}
+
+void AppWindow::pasteImportFinished(bool succeeded)
+{
+    if (!mPasteOverlay)
+        return;
+    if (succeeded)
+        mPasteOverlay->makeAutoDismissMessage(QStringLiteral("Done"));
+    else
+        mPasteOverlay->makeDismissMessage(QStringLiteral("Sorry\nCould not import audio"));
+}
+
+bool AppWindow::audioPaste(const QString& name)
+{
+    return AppDelegate::audioPaste(name);
 }

@@ -8,6 +8,7 @@ class AudioServerStatus;
 class DetailViewController;
 class MasterViewController;
 class NavigationController;
+class ProgressHUD;
 class QAction;
 class QLabel;
 class QSplitter;
@@ -33,6 +34,14 @@ public:
     void wifiDriveTapped();
     WiFiDriveViewController* wifiDriveViewController() const;
 
+    // URL commands in the window: the root browser shows, the overlay tells.
+    void showFileOrFolder(const QString& path) override;
+    void popToRootBrowser() override;
+    void pasteImportStarted(const QString& message) override;
+    void pasteImportFinished(bool succeeded) override;
+    bool audioPaste(const QString& name) override;
+    ProgressHUD* pasteOverlay() const { return mPasteOverlay; }
+
     QWidget* window() const { return mWindow.get(); }
     // The line at the foot of the window that says when the audio server went and came back.
     QLabel* serverMessage() const { return mServerMessage; }
@@ -46,6 +55,7 @@ protected:
     void createScreens() override;
     void observeWindow() override;
     QObject* alertContext() const override;
+    void activate() override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
@@ -63,5 +73,6 @@ private:
     QAction* mWiFiDriveAction = nullptr;
     QPointer<WiFiDriveViewController> mWiFiDrive;
     std::unique_ptr<AudioServerStatus> mServerStatus;
-    QLabel* mServerMessage = nullptr;  // the window's word on the audio server, hidden when none
+    QLabel* mServerMessage = nullptr;
+    QPointer<ProgressHUD> mPasteOverlay;  // the window's word on the audio server, hidden when none
 };
