@@ -13,6 +13,7 @@
 #include "recording/AudioEngine.h"
 #include "recording/UnfinishedRecording.h"
 #include "shell/FilePlayerPreview.h"
+#include "shell/Preferences.h"
 #include "wifidrive/MyWebUploader.h"
 
 #include <QCoreApplication>
@@ -30,8 +31,16 @@ const QString kAutoPlayNext = QStringLiteral("AutoPlayNext");
 }  // namespace
 
 AppDelegate::AppDelegate(Mode mode, QObject* parent)
-    : QObject(parent), mMode(mode), mUrlCommands(std::make_unique<UrlCommands>(this))
+    : QObject(parent),
+      mMode(mode),
+      mUrlCommands(std::make_unique<UrlCommands>(this)),
+      mPreferences(std::make_unique<Preferences>())
 {
+    connect(mPreferences.get(), &Preferences::libraryFolderChanged, this, [this](const QString& root) {
+        linkLocalDocuments();
+        reportMovedAsideItems();
+        libraryMoved(root);
+    });
 }
 
 AppDelegate::~AppDelegate()
@@ -120,6 +129,7 @@ void AppDelegate::createWebUploader()
     GCDWebServer::setLogLevel(kWebServerLogLevel);
     mWebUploader = std::make_unique<MyWebUploader>(Utils::documentsURL());
     mWebUploader->setDelegate(this);
+    mPreferences->setWebUploader(mWebUploader.get());
 }
 
 void AppDelegate::webServerDidStart(GCDWebServer* server)
@@ -262,8 +272,8 @@ void AppDelegate::openURLs(const HandOver& request, const std::function<void(con
     }
 }
 
-// Headless there is no browser to show it in.
-void AppDelegate::showFileOrFolder(const QString&) {}
+// Headless there is no browser to show it in: the log says what a window would show.
+void AppDelegate::showFileOrFolder(const QString& path) { platform::log(QStringLiteral("Showing %1").arg(path)); }
 
 void AppDelegate::pasteImportStarted(const QString& message) { platform::log(message); }
 

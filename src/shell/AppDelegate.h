@@ -13,6 +13,7 @@
 
 class FilePlayerPreview;
 class MyWebUploader;
+class Preferences;
 
 // Owns the start of the program and its reactions to lifecycle events. Headless (--serve), the
 // start runs as it is here, with no screen code; the window (AppWindow) adds its screens
@@ -53,6 +54,8 @@ public:
     void openURLs(const HandOver& request, const std::function<void(const QList<bool>&)>& answers);
     QString importingScheme() const { return mUrlCommands ? mUrlCommands->importingScheme() : QString(); }
     UrlCommands* urlCommands() const { return mUrlCommands.get(); }
+    // The settings screen's library folder, web drive port and JACK server.
+    Preferences* preferences() const { return mPreferences.get(); }
 
     // What URL commands do without a window: nothing to show, the paste goes straight in.
     void showFileOrFolder(const QString& path) override;
@@ -71,6 +74,8 @@ protected:
     virtual void observeWindow() {}
     // A hand-over arrived: the window comes to the front.
     virtual void activate() {}
+    // The user chose another library folder: what shows the old one moves to root.
+    virtual void libraryMoved(const QString& root) { (void)root; }
 
 private:
     void linkLocalDocuments();
@@ -85,6 +90,7 @@ private:
     std::unique_ptr<MyWebUploader> mWebUploader;
     std::unique_ptr<FilePlayerPreview> mPreview;
     std::unique_ptr<UrlCommands> mUrlCommands;
+    std::unique_ptr<Preferences> mPreferences;
     bool mEngineSetUp = false;
     platform::ScopedObserver mInterruptionBegan;
     platform::ScopedObserver mInterruptionEnded;

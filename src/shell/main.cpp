@@ -30,7 +30,7 @@ constexpr qint64 kMegabyte = 1024 * 1024;
 struct Options {
     bool serve = false;
     QString library;
-    int port = GCDWebServer::kDefaultPort;
+    int port = -1;  // the port chosen in the settings
     qint64 uploadQuotaMB = 0;
     QString password;
     // Set when an option shapes the instance that starts (and so can't reach a running one).
@@ -172,8 +172,11 @@ int main(int argc, char** argv)
 
     Startup::registerDefaults();
     Startup::removeLeftovers(processStart);
-    if (!serve)
+    if (!serve) {
         MessageBoxAlerts::install();
+        // Ties the window to the installed desktop entry (its name and icon in the shell).
+        QGuiApplication::setDesktopFileName(QStringLiteral("wavelocker"));
+    }
 
     platform::QuitSignals quitSignals([](int) { QCoreApplication::quit(); });
     // Headless, the start is AppDelegate's alone: no screen is made or reached.
@@ -190,7 +193,8 @@ int main(int argc, char** argv)
         delegate->webUploader()->setUploadQuota(options->uploadQuotaMB * kMegabyte);
         delegate->webUploader()->setPassword(options->password);
         // The empty Bonjour name publishes under this machine's name; the server logs its address.
-        if (!delegate->webUploader()->startWithPort(options->port, QStringLiteral("")))
+        const int port = options->port >= 0 ? options->port : GCDWebServer::preferredPort();
+        if (!delegate->webUploader()->startWithPort(port, QStringLiteral("")))
             return 1;
     }
     if (!options->urls.isEmpty()) {

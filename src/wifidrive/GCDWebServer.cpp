@@ -2,6 +2,7 @@
 
 #include "platform/Dispatch.h"
 #include "platform/Log.h"
+#include "platform/Settings.h"
 #include "platform/NetworkAddress.h"
 #include "wifidrive/GCDWebServerDelegate.h"
 
@@ -25,6 +26,13 @@ GCDWebServer::~GCDWebServer()
 
 void GCDWebServer::setLogLevel(int level) { gLogLevel = level; }
 int GCDWebServer::logLevel() { return gLogLevel; }
+
+int GCDWebServer::preferredPort()
+{
+    bool ok = false;
+    const int port = platform::Settings::value(QLatin1String(kPortSetting)).toInt(&ok);
+    return ok ? port : kDefaultPort;
+}
 
 bool GCDWebServer::startWithPort(int port, const QString& bonjourName)
 {

@@ -16,6 +16,9 @@ public:
     static constexpr int kDefaultPort = 80;
     // Where an unprivileged user lands when port 80 is refused; after it, any free port.
     static constexpr int kFallbackPort = 8080;
+    // The settings key of the port the user chose for the drive; kDefaultPort when unset.
+    static constexpr const char* kPortSetting = "WebServerPort";
+    static int preferredPort();
 
     explicit GCDWebServer(QObject* parent = nullptr);
     ~GCDWebServer() override;

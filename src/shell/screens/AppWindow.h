@@ -12,6 +12,7 @@ class ProgressHUD;
 class QAction;
 class QLabel;
 class QSplitter;
+class SettingsViewController;
 class QWidget;
 class WiFiDriveViewController;
 
@@ -33,6 +34,11 @@ public:
     QAction* wifiDriveAction() const { return mWiFiDriveAction; }
     void wifiDriveTapped();
     WiFiDriveViewController* wifiDriveViewController() const;
+
+    // "Settings…": the settings panel in a window of its own, with its own navigation stack.
+    QAction* settingsAction() const { return mSettingsAction; }
+    void settingsTapped();
+    SettingsViewController* settingsViewController() const;
 
     // URL commands in the window: the root browser shows, the overlay tells.
     void showFileOrFolder(const QString& path) override;
@@ -56,12 +62,14 @@ protected:
     void observeWindow() override;
     QObject* alertContext() const override;
     void activate() override;
+    void libraryMoved(const QString& root) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void createWindow();
     void addInfoButton();
     void addWiFiDriveAction();
+    void addBarActions();
 
     std::unique_ptr<QWidget> mWindow;
     QSplitter* mSplit = nullptr;
@@ -72,6 +80,8 @@ private:
     QPointer<QWidget> mInfo;
     QAction* mWiFiDriveAction = nullptr;
     QPointer<WiFiDriveViewController> mWiFiDrive;
+    QAction* mSettingsAction = nullptr;
+    QPointer<NavigationController> mSettings;
     std::unique_ptr<AudioServerStatus> mServerStatus;
     QLabel* mServerMessage = nullptr;
     QPointer<ProgressHUD> mPasteOverlay;  // the window's word on the audio server, hidden when none

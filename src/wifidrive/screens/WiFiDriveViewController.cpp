@@ -88,7 +88,7 @@ void WiFiDriveViewController::switchChanged(bool on)
         return;
     if (on) {
         // The empty Bonjour name publishes under this machine's own name.
-        if (!mServer->startWithPort(GCDWebServer::kDefaultPort, QStringLiteral("")))
+        if (!mServer->startWithPort(GCDWebServer::preferredPort(), QStringLiteral("")))
             mSwitch->setChecked(false);
     } else {
         mServer->stop();
