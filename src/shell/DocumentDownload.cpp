@@ -22,8 +22,9 @@ void DocumentDownload::start(QNetworkAccessManager* network, const QUrl& url, co
     auto* download = new DocumentDownload(wantedTarget, limits, std::move(completion));
     const QFileInfo target(wantedTarget);
     download->mPart = PartFile::create(target.path(), target.suffix());
-    if (!download->mPart || !(download->mOut.setFileName(download->mPart->path()),
-                              download->mOut.open(QIODevice::WriteOnly | QIODevice::Truncate))) {
+    if (download->mPart)
+        download->mOut.setFileName(download->mPart->path());
+    if (!download->mPart || !download->mOut.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
         download->fail(QStringLiteral("no temporary file beside %1").arg(wantedTarget));
         return;
     }

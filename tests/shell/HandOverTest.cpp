@@ -175,8 +175,8 @@ TEST(HandOver, DocumentsLandUnderFreeNamesWithTheSourceName)
 
     // A source identifier can't lead the name into another folder.
     writeFile(tree.path("d/x.wav"), "x");
-    EXPECT_EQ(handOver({"--source-app", "evil/../..", tree.path("d/x.wav")}).exitCode, 0);
-    EXPECT_EQ(readFile(lib + "/_ - x.wav"), "x");
+    EXPECT_EQ(handOver({"--source-app", "org.ev/il", tree.path("d/x.wav")}).exitCode, 0);
+    EXPECT_EQ(readFile(lib + "/ev_il - x.wav"), "x");
 
     // A file that is not there is answered no, with the alert's text in the log.
     const RunResult missing = handOver({tree.path("nothing.wav")});

@@ -4,7 +4,6 @@
 #include "recording/AudioEngine.h"
 #include "shell/Preferences.h"
 #include "ui/screens/NavigationController.h"
-#include "ui/screens/Theme.h"
 
 #include <QFileDialog>
 #include <QHBoxLayout>
@@ -13,6 +12,7 @@
 #include <QPushButton>
 #include <QSpinBox>
 #include <QVBoxLayout>
+#include <algorithm>
 
 namespace {
 
@@ -41,7 +41,11 @@ constexpr int kDesktopWidth = 380;
 constexpr int kSectionGap = 24;
 constexpr double kBackgroundWhite = 0.2;
 constexpr double kLinkWhite = 0.75;
+constexpr double kSubtitleWhite = 0.6;
 constexpr int kMaxPort = 65535;
+
+// White at alpha over the dark background, as a style sheet colour.
+QString cssWhite(double alpha) { return QStringLiteral("rgba(255, 255, 255, %1)").arg(int(alpha * 255)); }
 
 QLabel* subtitleLabel(const QString& text)
 {
@@ -51,7 +55,7 @@ QLabel* subtitleLabel(const QString& text)
     QFont font = label->font();
     font.setPointSizeF(font.pointSizeF() * 0.85);
     label->setFont(font);
-    label->setStyleSheet(QStringLiteral("color: %1;").arg(Theme::white(0.6).name(QColor::HexArgb)));
+    label->setStyleSheet(QStringLiteral("color: %1;").arg(cssWhite(kSubtitleWhite)));
     return label;
 }
 
@@ -137,7 +141,7 @@ void SettingsViewController::buildPanel()
         mAudioSettings->setFlat(true);
         mAudioSettings->setStyleSheet(QStringLiteral("QPushButton { text-align: left; color: %1; border: none; }"
                                                      "QPushButton:pressed, QPushButton:hover { color: white; }")
-                                          .arg(Theme::white(kLinkWhite).name(QColor::HexArgb)));
+                                          .arg(cssWhite(kLinkWhite)));
         auto* mark = new QLabel(kLinkMark, mAudioSettings);
         mark->setAttribute(Qt::WA_TransparentForMouseEvents);
         mark->setAccessibleName(QString());
