@@ -6,6 +6,7 @@
 #include <QLocalSocket>
 #include <QPointer>
 #include <QTimer>
+#include <QVariant>
 
 namespace {
 // A client that sends nothing for this long is dropped.

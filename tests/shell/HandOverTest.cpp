@@ -76,7 +76,7 @@ QStringList entries(const QString& folder)
 }
 
 // Every file below folder, hidden part files included, relative to it.
-QStringList tree(const QString& folder)
+QStringList filesBelow(const QString& folder)
 {
     QStringList found;
     QDirIterator it(folder, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
@@ -183,7 +183,7 @@ TEST(HandOver, DocumentsLandUnderFreeNamesWithTheSourceName)
     EXPECT_EQ(missing.exitCode, 1);
     EXPECT_TRUE(missing.err.contains("was not handled")) << missing.err.constData();
     EXPECT_TRUE(instance.waitForLog(QStringLiteral("Alert: Could not move item")));
-    EXPECT_EQ(tree(lib).filter(QStringLiteral(".tempfile")), QStringList());
+    EXPECT_EQ(filesBelow(lib).filter(QStringLiteral(".tempfile")), QStringList());
 }
 
 TEST(HandOver, CommandsAreAnsweredWithoutTouchingTheLibrary)
@@ -193,7 +193,7 @@ TEST(HandOver, CommandsAreAnsweredWithoutTouchingTheLibrary)
     writeFile(lib + "/Loops/Kick.wav", "kick");
     Instance instance(lib);
     ASSERT_TRUE(instance.waitStarted());
-    const QStringList before = tree(lib);
+    const QStringList before = filesBelow(lib);
 
     const QString hundredKB(100 * 1024, QLatin1Char('a'));
     for (const QString& url : {QStringLiteral("wavelocker://"), QStringLiteral("kormix.audiobus://launch"),
@@ -208,7 +208,7 @@ TEST(HandOver, CommandsAreAnsweredWithoutTouchingTheLibrary)
     const RunResult audiobus = handOver({"--source-app", "com.example.Mixer", "kormix.audiobus://launch"});
     EXPECT_EQ(audiobus.exitCode, 0);
     EXPECT_FALSE(instance.log().contains(QStringLiteral("Got other url")));
-    EXPECT_EQ(tree(lib), before);
+    EXPECT_EQ(filesBelow(lib), before);
 }
 
 TEST(HandOver, RemoteDocumentsArriveWholeOrNotAtAll)
@@ -235,7 +235,7 @@ TEST(HandOver, RemoteDocumentsArriveWholeOrNotAtAll)
     EXPECT_TRUE(instance.log().contains(QStringLiteral("Alert: Error: Could not write %1/Cut.wav").arg(lib)))
         << instance.log().toStdString();
     EXPECT_EQ(userEntries(lib), QStringList({"Loop(1).wav", "Loop.wav"}));
-    EXPECT_EQ(tree(lib).filter(QStringLiteral(".tempfile")), QStringList());
+    EXPECT_EQ(filesBelow(lib).filter(QStringLiteral(".tempfile")), QStringList());
 }
 
 TEST(HandOver, OneInstanceThroughStaleSocketsCrashesAndRaces)

@@ -13,6 +13,8 @@
 #include "support/TempTree.h"
 #include "wifidrive/MyWebUploader.h"
 
+#include <QAction>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSpinBox>

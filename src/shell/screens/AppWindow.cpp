@@ -254,6 +254,8 @@ void AppWindow::popToRootBrowser()
         mLibraryNavigation->popToViewController(mMaster, false);
 }
 
+ProgressHUD* AppWindow::pasteOverlay() const { return mPasteOverlay; }
+
 void AppWindow::pasteImportStarted(const QString& message)
 {
     mPasteOverlay = ProgressHUD::showWithMessage(mWindow.get(), message);

@@ -46,7 +46,7 @@ public:
     void pasteImportStarted(const QString& message) override;
     void pasteImportFinished(bool succeeded) override;
     bool audioPaste(const QString& name) override;
-    ProgressHUD* pasteOverlay() const { return mPasteOverlay; }
+    ProgressHUD* pasteOverlay() const;
 
     QWidget* window() const { return mWindow.get(); }
     // The line at the foot of the window that says when the audio server went and came back.
