@@ -19,7 +19,19 @@ constexpr int kMaxPort = 65535;
 
 bool inside(const QString& path, const QString& folder)
 {
-    return path == folder || path.startsWith(folder + QLatin1Char('/'));
+    return !folder.isEmpty() && (path == folder || path.startsWith(folder + QLatin1Char('/')));
+}
+
+// path with links resolved, also when its last folders don't exist yet.
+QString resolved(const QString& path)
+{
+    QString existing = path;
+    QString rest;
+    while (!QFileInfo::exists(existing) && existing != QLatin1String("/")) {
+        rest = QLatin1Char('/') + QFileInfo(existing).fileName() + rest;
+        existing = QFileInfo(existing).path();
+    }
+    return QDir::cleanPath(QFileInfo(existing).canonicalFilePath() + rest);
 }
 }  // namespace
 
@@ -37,11 +49,9 @@ bool Preferences::setLibraryFolder(const QString& dir, QString* error)
     }
     const QString wanted = dir.isEmpty() ? QString() : QDir::cleanPath(QDir(dir).absolutePath());
     if (!wanted.isEmpty()) {
-        const QString real = QFileInfo(wanted).canonicalFilePath();
-        const QString temp = QFileInfo(platform::Locations::tempDir()).canonicalFilePath();
-        const QString documents = QFileInfo(Utils::localDocumentsURL()).canonicalFilePath();
+        const QString real = resolved(wanted);
         // The library links to the private documents; inside them it would hold itself.
-        if (!real.isEmpty() && (inside(real, temp) || (!documents.isEmpty() && inside(real, documents)))) {
+        if (inside(real, resolved(platform::Locations::tempDir())) || inside(real, resolved(Utils::localDocumentsURL()))) {
             *error = QStringLiteral("'%1' is one of Wavelocker's own folders.").arg(wanted);
             return false;
         }

@@ -1,5 +1,6 @@
 // URLs handed to a running `wavelocker --serve` by a second `wavelocker URL` process: the
 // answers, where documents land, and what bad input and a second instance get.
+#include "support/SmallDisk.h"
 #include "support/TempTree.h"
 
 #include <QDir>
@@ -90,6 +91,7 @@ QStringList userEntries(const QString& library)
 {
     QStringList names = entries(library);
     names.removeAll(QStringLiteral("iTunes File Sharing"));
+    names.removeAll(QStringLiteral(".wavelocker-uploads"));  // the web drive's own spool
     return names;
 }
 
@@ -191,6 +193,8 @@ TEST(HandOver, CommandsAreAnsweredWithoutTouchingTheLibrary)
     TempTree tree;
     const QString lib = tree.path("lib");
     writeFile(lib + "/Loops/Kick.wav", "kick");
+    writeFile(tree.path("outside/secret.txt"), "secret");
+    QFile::link(tree.path("outside"), lib + "/out");
     Instance instance(lib);
     ASSERT_TRUE(instance.waitStarted());
     const QStringList before = filesBelow(lib);
@@ -199,7 +203,7 @@ TEST(HandOver, CommandsAreAnsweredWithoutTouchingTheLibrary)
     for (const QString& url : {QStringLiteral("wavelocker://"), QStringLiteral("kormix.audiobus://launch"),
                                QStringLiteral("wavelocker.show:/Loops"), QStringLiteral("wavelocker.show:/Missing"),
                                QStringLiteral("wavelocker.show:/../../../etc"), QStringLiteral("wavelocker.show:/Loops%00/x"),
-                               QStringLiteral("wavelocker.show:/Loops?") + hundredKB,
+                               QStringLiteral("wavelocker.show:/Loops?") + hundredKB, QStringLiteral("wavelocker.show:/out/secret.txt"),
                                QStringLiteral("wavelocker.import://myapp"), QStringLiteral("wavelockercmd://unknown?x")}) {
         const RunResult r = handOver({url});
         EXPECT_EQ(r.exitCode, 0) << url.left(80).toStdString() << r.err.constData();
@@ -208,6 +212,9 @@ TEST(HandOver, CommandsAreAnsweredWithoutTouchingTheLibrary)
     const RunResult audiobus = handOver({"--source-app", "com.example.Mixer", "kormix.audiobus://launch"});
     EXPECT_EQ(audiobus.exitCode, 0);
     EXPECT_FALSE(instance.log().contains(QStringLiteral("Got other url")));
+    // Only the folder that is there and inside the library is shown.
+    EXPECT_EQ(instance.log().count(QStringLiteral("Showing ")), 2) << instance.log().toStdString();
+    EXPECT_TRUE(instance.log().contains(QStringLiteral("Showing %1/Loops\n").arg(lib)));
     EXPECT_EQ(filesBelow(lib), before);
 }
 
@@ -235,6 +242,22 @@ TEST(HandOver, RemoteDocumentsArriveWholeOrNotAtAll)
     EXPECT_TRUE(instance.log().contains(QStringLiteral("Alert: Error: Could not write %1/Cut.wav").arg(lib)))
         << instance.log().toStdString();
     EXPECT_EQ(userEntries(lib), QStringList({"Loop(1).wav", "Loop.wav"}));
+    EXPECT_EQ(filesBelow(lib).filter(QStringLiteral(".tempfile")), QStringList());
+}
+
+TEST(HandOver, ADownloadThatFillsTheDiskLeavesNothing)
+{
+    TempTree tree;
+    const QString lib = tree.path("small");
+    const SmallDisk disk(lib, "200k");
+    if (!disk.mounted())
+        GTEST_SKIP() << "mounting a tmpfs needs root";
+    DocumentServer server;
+    Instance instance(lib);
+    ASSERT_TRUE(instance.waitStarted());
+    EXPECT_EQ(handOver({server.url("/Loop.wav")}).exitCode, 1);
+    EXPECT_TRUE(instance.waitForLog(QStringLiteral("Alert: Error: Could not write %1/Loop.wav").arg(lib)));
+    EXPECT_EQ(userEntries(lib), QStringList());
     EXPECT_EQ(filesBelow(lib).filter(QStringLiteral(".tempfile")), QStringList());
 }
 

@@ -10,6 +10,7 @@
 #include "ui/screens/NavigationController.h"
 #include "ui/screens/ProgressHUD.h"
 
+#include <QDir>
 #include <QElapsedTimer>
 #include <QPushButton>
 #include <gtest/gtest.h>
@@ -46,6 +47,8 @@ TEST(UrlCommandsWindow, ShowImportAndHandOverReachTheBrowserAndTheEditor)
 {
     TempTree tree;
     const QString lib = tree.library();
+    QDir().mkpath(lib + "/Loops");
+    QDir().mkpath(tree.path("Downloads"));
     ASSERT_TRUE(writeToneWav(lib + "/Loops/Kick.wav", 1, 44100, 4410));
     qputenv("JACK_DEFAULT_SERVER", "wltest-nobody-home");
     AppWindow app;
