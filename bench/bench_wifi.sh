@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # The WiFi drive against nginx on loopback, both serving the same folder in the same run:
-# download and upload of a 256 MiB file, /list requests per second on a 1,000-entry folder with
-# 32 concurrent clients, and the server's memory during a 1 GiB upload.
+# download and upload of a 256 MiB file, upload of a 1 GiB file and of 2,000 files of 50 KB
+# (nginx taking them by WebDAV PUT), the same 256 MiB sent in resumable 8 MiB pieces, /list
+# requests per second on a 1,000-entry folder with 32 concurrent clients, and the server's
+# memory during a 1 GiB upload.
 set -euo pipefail
 HERE=$(cd "$(dirname "$0")" && pwd)
 . "$HERE/common.sh"
@@ -11,13 +13,16 @@ WORK=${WORK:-$(mktemp -d "${TMPDIR:-/tmp}/wavelocker-bench.XXXXXX")}
 BIG_MIB=256
 HUGE_GIB=1
 LIST_ENTRIES=1000
+SMALL_FILES=2000
+SMALL_KB=50
+PIECE_MIB=8
 CLIENTS=32
 LIST_SECONDS=5
 
 W="$WORK/wifi"
 LIB="$W/library"
 NGX="$W/nginx"
-mkdir -p "$LIB/many" "$LIB/up" "$NGX/tmp" "$NGX/up"
+mkdir -p "$LIB/many" "$LIB/up" "$LIB/up-small" "$NGX/tmp" "$NGX/up" "$NGX/up-small" "$W/small" "$W/pieces"
 SERVER_PID=""
 NGINX_PID=""
 cleanup() {
@@ -74,6 +79,7 @@ http {
     root $LIB;
     location /many/ { autoindex on; autoindex_format json; }
     location /up/ { root $NGX; dav_methods PUT; client_max_body_size 0; }
+    location /up-small/ { root $NGX; dav_methods PUT; client_max_body_size 0; }
   }
 }
 CONF
@@ -101,9 +107,55 @@ echo "download ${BIG_MIB} MiB: wavelocker $(mib_per_s $BIG_MIB "$t_ours") MiB/s,
 
 t_ours=$(seconds curl -sf -o /dev/null -F "path=/up/" -F "files[]=@$LIB/big.bin" "$OURS/upload")
 t_nginx=$(seconds curl -sf -o /dev/null -T "$LIB/big.bin" "$THEIRS/up/big.bin")
+t_nginx_big=$t_nginx
 cmp "$LIB/up/big.bin" "$LIB/big.bin"
 echo "upload ${BIG_MIB} MiB: wavelocker $(mib_per_s $BIG_MIB "$t_ours") MiB/s, nginx $(mib_per_s $BIG_MIB "$t_nginx") MiB/s," \
      "ratio $(ratio "$t_nginx" "$t_ours")"
+rm -f "$LIB"/up/*
+
+# 1 GiB in one request each.
+huge_once() { rm -f "$LIB"/up/*; curl -sf -o /dev/null -F "path=/up/" -F "files[]=@$W/huge.bin" "$OURS/upload"; }
+t_ours=$(seconds huge_once)
+t_nginx=$(seconds curl -sf -o /dev/null -T "$W/huge.bin" "$THEIRS/up/huge.bin")
+[ "$(stat -c %s "$LIB/up/huge.bin")" -eq $((HUGE_GIB << 30)) ]
+echo "upload ${HUGE_GIB} GiB: wavelocker $(mib_per_s $((HUGE_GIB * 1024)) "$t_ours") MiB/s," \
+     "nginx $(mib_per_s $((HUGE_GIB * 1024)) "$t_nginx") MiB/s, ratio $(ratio "$t_nginx" "$t_ours") (target >= 1.0)"
+rm -f "$LIB"/up/* "$NGX"/up/*
+
+# 2,000 small files, one request each over one kept-alive connection, as a browser sends them.
+for i in $(seq 1 "$SMALL_FILES"); do head -c "${SMALL_KB}K" /dev/urandom > "$W/small/loop $i.wav"; done
+: > "$W/ours.cfg"
+: > "$W/theirs.cfg"
+for i in $(seq 1 "$SMALL_FILES"); do
+  printf 'form = "path=/up-small/"\nform = "files[]=@%s"\nurl = "%s/upload"\noutput = "/dev/null"\nnext\n' \
+    "$W/small/loop $i.wav" "$OURS" >> "$W/ours.cfg"
+  printf 'upload-file = "%s"\nurl = "%s/up-small/loop%d.wav"\noutput = "/dev/null"\n' "$W/small/loop $i.wav" "$THEIRS" "$i" >> "$W/theirs.cfg"
+done
+small_once() { rm -f "$LIB"/up-small/* "$NGX"/up-small/*; curl -sf -K "$1"; }
+t_ours=$(seconds small_once "$W/ours.cfg")
+t_nginx=$(seconds small_once "$W/theirs.cfg")
+small_once "$W/ours.cfg"
+[ "$(ls "$LIB/up-small" | wc -l)" -eq "$SMALL_FILES" ]
+echo "upload ${SMALL_FILES} files of ${SMALL_KB} KB: wavelocker $(printf '%.0f' "$(echo "$SMALL_FILES / $t_ours" | bc -l)") files/s," \
+     "nginx $(printf '%.0f' "$(echo "$SMALL_FILES / $t_nginx" | bc -l)") files/s, ratio $(ratio "$t_nginx" "$t_ours") (target >= 1.0)"
+rm -f "$LIB"/up-small/*
+
+# The 256 MiB file in resumable pieces, as the page sends large files.
+split -b "${PIECE_MIB}M" -d -a 3 "$LIB/big.bin" "$W/pieces/p"
+size=$(stat -c %s "$LIB/big.bin")
+: > "$W/pieces.cfg"
+offset=0
+for piece in "$W"/pieces/p*; do
+  printf 'data-binary = "@%s"\nurl = "%s/upload-chunk?id=benchbenchbench0001&offset=%d&size=%d&path=/up/&name=pieces.bin"\noutput = "/dev/null"\nnext\n' \
+    "$piece" "$OURS" "$offset" "$size" >> "$W/pieces.cfg"
+  offset=$((offset + $(stat -c %s "$piece")))
+done
+pieces_once() { rm -f "$LIB"/up/*; curl -sf -K "$W/pieces.cfg"; }
+t_pieces=$(seconds pieces_once)
+pieces_once
+cmp "$LIB/up/pieces.bin" "$LIB/big.bin"
+echo "upload ${BIG_MIB} MiB in ${PIECE_MIB} MiB resumable pieces: wavelocker $(mib_per_s $BIG_MIB "$t_pieces") MiB/s," \
+     "nginx (one PUT) $(mib_per_s $BIG_MIB "$t_nginx_big") MiB/s"
 rm -f "$LIB"/up/*
 
 r_ours=$(requests_per_s "$OURS/list?path=/many/")

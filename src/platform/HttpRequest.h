@@ -25,6 +25,7 @@ struct HttpRequest {
     QMap<QString, QString> form;  // url-encoded body or multipart fields
     std::vector<UploadedFile> files;
     QMap<QByteArray, QByteArray> headers;  // names in lower case
+    QString remoteAddress;                  // the client's IP address
 
     QByteArray header(const QByteArray& lowerCaseName) const { return headers.value(lowerCaseName); }
     // The first file part of that field, or null.

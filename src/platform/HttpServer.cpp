@@ -42,6 +42,7 @@ struct Route {
     QByteArray method;
     QString path;
     HttpServer::Handler handler;
+    HttpServer::RawHandler rawHandler;
 };
 
 // Owns a file descriptor shared by the provider callbacks of one streamed response.
@@ -75,6 +76,7 @@ HttpRequest toRequest(const httplib::Request& req)
 {
     HttpRequest r;
     r.method = QByteArray::fromStdString(req.method);
+    r.remoteAddress = fromStd(req.remote_addr);
     r.path = fromStd(req.path);
     for (const auto& [key, value] : req.params) {
         const QString k = fromStd(key);
@@ -209,6 +211,8 @@ struct HttpServer::Impl {
     QString uploadFolder;
     std::atomic<qint64> uploadQuota{0};
     std::atomic<int> logLevel{Info};
+    std::shared_ptr<TlsContext> tls;
+    int transferWindow = HttpServerFront::kTransferWindowSeconds;
     std::unique_ptr<RoutedServer> server;
     std::unique_ptr<HttpServerFront> front;
     std::atomic<int> port{0};
@@ -279,12 +283,39 @@ struct HttpServer::Impl {
         apply(req, res, response);
     }
 
+    void handleRawPost(const RawHandler& handler, const httplib::Request& req, httplib::Response& res,
+                       const httplib::ContentReader& reader)
+    {
+        HttpRequest request = toRequest(req);
+        bool read = false;
+        bool complete = false;
+        const BodyReader body = [&](const std::function<bool(const char*, size_t)>& receive) {
+            if (read)
+                return false;
+            read = true;
+            return complete = reader([&](const char* data, size_t length) { return receive(data, length); });
+        };
+        const HttpResponse response = handler(request, body);
+        if (!complete) {
+            // The body is not fully read: the connection cannot carry another request.
+            res.set_header("Connection", "close");
+            HttpServerFront::closeAfterThisResponse();
+        }
+        apply(req, res, response);
+    }
+
     void install(httplib::Server& s)
     {
         for (const Route& route : routes) {
             const Handler handler = route.handler;
             const std::string pattern = exactPattern(route.path);
-            if (route.method == "POST") {
+            if (route.rawHandler) {
+                const RawHandler raw = route.rawHandler;
+                s.Post(pattern, [this, raw](const httplib::Request& req, httplib::Response& res,
+                                            const httplib::ContentReader& reader) {
+                    handleRawPost(raw, req, res, reader);
+                });
+            } else if (route.method == "POST") {
                 s.Post(pattern, [this, handler](const httplib::Request& req, httplib::Response& res,
                                                 const httplib::ContentReader& reader) {
                     handlePost(handler, req, res, reader);
@@ -323,11 +354,21 @@ HttpServer::~HttpServer() { stop(); }
 
 void HttpServer::addRoute(const QByteArray& method, const QString& path, Handler handler)
 {
-    d->routes.push_back({method.toUpper(), path, std::move(handler)});
+    d->routes.push_back({method.toUpper(), path, std::move(handler), {}});
 }
+
+void HttpServer::addRawPostRoute(const QString& path, RawHandler handler)
+{
+    d->routes.push_back({QByteArrayLiteral("POST"), path, {}, std::move(handler)});
+}
+
+void HttpServer::setTls(std::shared_ptr<TlsContext> context) { d->tls = std::move(context); }
+bool HttpServer::usesTls() const { return d->tls != nullptr; }
+void HttpServer::setTransferWindow(int seconds) { d->transferWindow = seconds; }
 
 void HttpServer::setGetFallback(Handler handler) { d->fallback = std::move(handler); }
 void HttpServer::setUploadQuota(qint64 bytes) { d->uploadQuota = std::max<qint64>(0, bytes); }
+qint64 HttpServer::uploadQuota() const { return d->uploadQuota; }
 void HttpServer::setRequestGate(Gate gate) { d->gate = std::move(gate); }
 void HttpServer::setUploadFolder(const QString& folder) { d->uploadFolder = folder; }
 void HttpServer::setLogLevel(int level) { d->logLevel = level; }
@@ -343,6 +384,8 @@ bool HttpServer::start(const QString& host, const QList<int>& ports)
     auto front = std::make_unique<HttpServerFront>([raw](httplib::Stream& stream, bool close, bool& closed) {
         return raw->serve(stream, close, closed);
     });
+    front->setTls(d->tls);
+    front->setTransferWindow(d->transferWindow);
     const std::string address = host.toStdString();
     int bound = 0;
     for (const int port : ports) {

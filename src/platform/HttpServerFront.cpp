@@ -1,6 +1,10 @@
 #include "platform/HttpServerFront.h"
 
+#include "platform/TlsContext.h"
+
 #include <httplib.h>
+#include <openssl/err.h>
+#include <openssl/ssl.h>
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -14,6 +18,8 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <climits>
+#include <csignal>
 #include <set>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
@@ -75,6 +81,8 @@ struct Connection {
     ~Connection() { counts.release(peer); }
 
     Descriptor socket;
+    std::unique_ptr<SSL, decltype(&SSL_free)> ssl{nullptr, &SSL_free};  // freed before the socket closes
+    bool handshaken = false;
     std::string peer;
     Counts& counts;
     uint64_t serial;              // arrival order: the oldest waiting one goes first
@@ -111,29 +119,73 @@ std::string addressText(const sockaddr_storage& address, int* port)
     return text;
 }
 
-// A connection seen by the request parser: first the bytes the front already read, then the socket.
+// recv(2), or SSL_read on a TLS connection, with TLS's "not yet" answers as EAGAIN; *wait is
+// the direction to wait in before trying again.
+ssize_t receiveSome(Connection& c, char* ptr, size_t size, short* wait)
+{
+    *wait = POLLIN;
+    if (!c.ssl)
+        return ::recv(c.socket.get(), ptr, size, 0);
+    ERR_clear_error();
+    const int n = SSL_read(c.ssl.get(), ptr, int(std::min<size_t>(size, INT_MAX)));
+    if (n > 0)
+        return n;
+    switch (SSL_get_error(c.ssl.get(), n)) {
+    case SSL_ERROR_WANT_WRITE:
+        *wait = POLLOUT;
+        [[fallthrough]];
+    case SSL_ERROR_WANT_READ:
+        errno = EAGAIN;
+        return -1;
+    case SSL_ERROR_ZERO_RETURN:
+        return 0;
+    default:
+        errno = ECONNRESET;
+        return -1;
+    }
+}
+
+ssize_t sendSome(Connection& c, const char* ptr, size_t size, short* wait)
+{
+    *wait = POLLOUT;
+    if (!c.ssl)
+        return ::send(c.socket.get(), ptr, size, MSG_NOSIGNAL);
+    ERR_clear_error();
+    const int n = SSL_write(c.ssl.get(), ptr, int(std::min<size_t>(size, INT_MAX)));
+    if (n > 0)
+        return n;
+    switch (SSL_get_error(c.ssl.get(), n)) {
+    case SSL_ERROR_WANT_READ:
+        *wait = POLLIN;
+        [[fallthrough]];
+    case SSL_ERROR_WANT_WRITE:
+        errno = EAGAIN;
+        return -1;
+    default:
+        errno = EPIPE;
+        return -1;
+    }
+}
+
+// A connection seen by the request parser: first the bytes the front already read, then the
+// socket. Waiting on a client that moves too few bytes fails, and the request with it.
 class ConnectionStream : public httplib::Stream {
 public:
-    explicit ConnectionStream(Connection& c) : mConnection(c) {}
+    ConnectionStream(Connection& c, int windowSeconds) : mConnection(c), mWindowMs(windowSeconds * 1000) {}
     ~ConnectionStream() override { mConnection.buffer.erase(0, mOffset); }
 
     bool is_readable() const override
     {
-        return mOffset < mConnection.buffer.size()
-               || waitFor(fd(), POLLIN, HttpServerFront::kBodyTimeoutSeconds * 1000) > 0;
+        return mOffset < mConnection.buffer.size() || (mConnection.ssl && SSL_pending(mConnection.ssl.get()) > 0)
+               || waitForClient(POLLIN);
     }
-    bool is_writable() const override
-    {
-        return waitFor(fd(), POLLOUT, HttpServerFront::kBodyTimeoutSeconds * 1000) > 0;
-    }
+    bool is_writable() const override { return waitForClient(POLLOUT); }
     ssize_t read(char* ptr, size_t size) override
     {
         std::string& buffer = mConnection.buffer;
         if (mOffset >= buffer.size()) {
             buffer.clear();
             mOffset = 0;
-            if (waitFor(fd(), POLLIN, HttpServerFront::kBodyTimeoutSeconds * 1000) <= 0)
-                return -1;
             // Small reads (the parser asks for one byte at a time) go through the buffer.
             if (size < kReadChunk) {
                 char chunk[kReadChunk];
@@ -154,13 +206,15 @@ public:
     {
         size_t sent = 0;
         while (sent < size) {
-            const ssize_t n = ::send(fd(), ptr + sent, size - sent, MSG_NOSIGNAL);
+            short wait = POLLOUT;
+            const ssize_t n = sendSome(mConnection, ptr + sent, size - sent, &wait);
             if (n > 0) {
                 sent += size_t(n);
+                moved(size_t(n));
             } else if (n < 0 && errno == EINTR) {
                 continue;
             } else if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-                if (!is_writable())
+                if (!waitForClient(wait))
                     return -1;
             } else {
                 return -1;
@@ -188,23 +242,49 @@ public:
 
 private:
     int fd() const { return mConnection.socket.get(); }
-    ssize_t receive(char* ptr, size_t size) const
+
+    // Waits within what is left of the window; the time spent waiting counts against it.
+    bool waitForClient(short events) const
+    {
+        const int left = mWindowMs - mStalledMs;
+        if (left <= 0)
+            return false;
+        const Clock::time_point start = Clock::now();
+        const int n = waitFor(fd(), events, left);
+        mStalledMs += int(std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count());
+        return n > 0;
+    }
+    void moved(size_t bytes) const
+    {
+        mMovedBytes += bytes;
+        if (mMovedBytes >= size_t(HttpServerFront::kMinTransferBytes)) {
+            mMovedBytes = 0;
+            mStalledMs = 0;
+        }
+    }
+    ssize_t receive(char* ptr, size_t size)
     {
         for (;;) {
-            const ssize_t n = ::recv(fd(), ptr, size, 0);
+            short wait = POLLIN;
+            const ssize_t n = receiveSome(mConnection, ptr, size, &wait);
             if (n < 0 && errno == EINTR)
                 continue;
             if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-                if (waitFor(fd(), POLLIN, HttpServerFront::kBodyTimeoutSeconds * 1000) <= 0)
+                if (!waitForClient(wait))
                     return -1;
                 continue;
             }
+            if (n > 0)
+                moved(size_t(n));
             return n;
         }
     }
 
     Connection& mConnection;
     size_t mOffset = 0;
+    const int mWindowMs;
+    mutable int mStalledMs = 0;
+    mutable size_t mMovedBytes = 0;
 };
 
 bool startsWithNoCase(const std::string& text, size_t at, const char* prefix)
@@ -227,13 +307,16 @@ bool bodyIsFramed(const std::string& header)
     return false;
 }
 
-void answerAndClose(int fd, const char* statusLine)
+void answerAndClose(Connection& c, const char* statusLine)
 {
     const std::string reply = std::string("HTTP/1.1 ") + statusLine
                               + "\r\nContent-Type: text/plain; charset=utf-8\r\nConnection: close\r\nContent-Length: "
                               + std::to_string(std::strlen(statusLine) - 4) + "\r\n\r\n" + (statusLine + 4);
-    (void)::send(fd, reply.data(), reply.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-    ::shutdown(fd, SHUT_WR);
+    short wait = 0;
+    (void)sendSome(c, reply.data(), reply.size(), &wait);
+    if (c.ssl)
+        SSL_shutdown(c.ssl.get());
+    ::shutdown(c.socket.get(), SHUT_WR);
 }
 
 }  // namespace
@@ -248,6 +331,8 @@ struct HttpServerFront::Impl {
     std::thread thread;
     std::unique_ptr<httplib::ThreadPool> workers;
     std::atomic<bool> stopping{false};
+    std::atomic<int> transferWindowSeconds{kTransferWindowSeconds};
+    std::shared_ptr<TlsContext> tls;
     Counts counts;
     uint64_t nextSerial = 0;
     std::map<int, std::unique_ptr<Connection>> waiting;  // front thread only
@@ -269,7 +354,7 @@ struct HttpServerFront::Impl {
         if (!c->buffer.empty()) {
             const int state = headerState(*c);
             if (state < 0)
-                answerAndClose(c->socket.get(), "431 Request header too large");
+                answerAndClose(*c, "431 Request header too large");
             if (state > 0)
                 finishHeader(std::move(c));
             if (state != 0)
@@ -278,8 +363,14 @@ struct HttpServerFront::Impl {
         epoll_event event{};
         event.events = EPOLLIN;
         event.data.fd = c->socket.get();
-        if (::epoll_ctl(poller.get(), EPOLL_CTL_ADD, c->socket.get(), &event) == 0)
-            waiting.emplace(c->socket.get(), std::move(c));
+        const int fd = c->socket.get();
+        // Bytes TLS already took off the socket wake no one: read them now.
+        const bool pending = c->ssl && c->handshaken && SSL_has_pending(c->ssl.get());
+        if (::epoll_ctl(poller.get(), EPOLL_CTL_ADD, fd, &event) == 0) {
+            waiting.emplace(fd, std::move(c));
+            if (pending)
+                readHeader(fd);
+        }
     }
 
     void unwatch(int fd)
@@ -328,7 +419,14 @@ struct HttpServerFront::Impl {
         }
         const int yes = 1;
         ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
-        watch(std::make_unique<Connection>(socket.release(), peer, counts, nextSerial++));
+        auto c = std::make_unique<Connection>(socket.release(), peer, counts, nextSerial++);
+        if (tls) {
+            c->ssl.reset(SSL_new(tls->native()));
+            if (!c->ssl || SSL_set_fd(c->ssl.get(), fd) != 1)
+                return;
+            SSL_set_accept_state(c->ssl.get());
+        }
+        watch(std::move(c));
     }
 
     // 1: a whole header is in the buffer; 0: not yet; -1: over the limits.
@@ -357,9 +455,23 @@ struct HttpServerFront::Impl {
         if (it == waiting.end())
             return;
         Connection& c = *it->second;
+        if (c.ssl && !c.handshaken) {
+            // The handshake runs here, within the header's time: a client that stalls in it
+            // holds no worker either.
+            ERR_clear_error();
+            const int done = SSL_do_handshake(c.ssl.get());
+            if (done != 1) {
+                const int error = SSL_get_error(c.ssl.get(), done);
+                if (error != SSL_ERROR_WANT_READ && error != SSL_ERROR_WANT_WRITE)
+                    unwatch(fd);
+                return;
+            }
+            c.handshaken = true;
+        }
         char chunk[kReadChunk];
         for (;;) {
-            const ssize_t n = ::recv(fd, chunk, sizeof chunk, 0);
+            short wait = POLLIN;
+            const ssize_t n = receiveSome(c, chunk, sizeof chunk, &wait);
             if (n < 0 && errno == EINTR)
                 continue;
             if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
@@ -371,7 +483,7 @@ struct HttpServerFront::Impl {
             c.buffer.append(chunk, size_t(n));
             const int state = headerState(c);
             if (state < 0) {
-                answerAndClose(fd, "431 Request header too large");
+                answerAndClose(c, "431 Request header too large");
                 unwatch(fd);
                 return;
             }
@@ -387,7 +499,7 @@ struct HttpServerFront::Impl {
     void finishHeader(std::unique_ptr<Connection> c)
     {
         if (!bodyIsFramed(c->buffer)) {
-            answerAndClose(c->socket.get(), "411 Length required");
+            answerAndClose(*c, "411 Length required");
             return;
         }
         {
@@ -405,7 +517,7 @@ struct HttpServerFront::Impl {
         tCloseAfterResponse = false;
         bool ok;
         {
-            ConnectionStream stream(*c);
+            ConnectionStream stream(*c, transferWindowSeconds);
             ok = serve(stream, last, closed);
         }
         std::lock_guard lock(mutex);
@@ -463,6 +575,10 @@ HttpServerFront::HttpServerFront(Serve serve) : d(std::make_unique<Impl>()) { d-
 
 HttpServerFront::~HttpServerFront() { stop(); }
 
+void HttpServerFront::setTransferWindow(int seconds) { d->transferWindowSeconds = std::max(1, seconds); }
+
+void HttpServerFront::setTls(std::shared_ptr<TlsContext> context) { d->tls = std::move(context); }
+
 int HttpServerFront::bind(const std::string& host, int port)
 {
     addrinfo hints{};
@@ -506,6 +622,9 @@ bool HttpServerFront::start()
             return false;
     }
     d->stopping = false;
+    // TLS writes go through write(2), which raises SIGPIPE when a client has gone.
+    if (d->tls)
+        std::signal(SIGPIPE, SIG_IGN);
     d->workers = std::make_unique<httplib::ThreadPool>(kWorkers);
     d->thread = std::thread([this] { d->run(); });
     return true;

@@ -9,6 +9,8 @@ class Stream;
 
 namespace platform {
 
+class TlsContext;
+
 // The server's own accept loop. One thread waits on every connection and reads each request's
 // header itself, within a size, line and time limit; only a complete header reaches a worker,
 // so slow or idle clients hold a file descriptor, never a thread. Connections are bounded per
@@ -21,7 +23,11 @@ public:
     static constexpr size_t kMaxHeaderBytes = 64 * 1024;
     static constexpr int kMaxHeaderLines = 200;
     static constexpr int kHeaderTimeoutSeconds = 10;  // whole header, and idle keep-alive time
-    static constexpr int kBodyTimeoutSeconds = 30;    // a browser may pause between upload chunks
+    // While a worker serves a request, the client must move at least kMinTransferBytes (in
+    // either direction) within every kTransferWindowSeconds spent waiting on it: a browser may
+    // pause between upload chunks, but a body that trickles in does not hold a worker for ever.
+    static constexpr int kTransferWindowSeconds = 30;
+    static constexpr int kMinTransferBytes = 16 * 1024;
     static constexpr int kMaxConnectionsPerClient = 256;
     static constexpr int kMaxConnections = 768;
     static constexpr int kWorkers = 64;
@@ -39,6 +45,10 @@ public:
 
     // A handler that answered without reading the whole body marks its connection for closing.
     static void closeAfterThisResponse();
+    // Shorter windows, for tests of slow clients.
+    void setTransferWindow(int seconds);
+    // Speaks TLS on every connection (set before start); null for plain HTTP.
+    void setTls(std::shared_ptr<TlsContext> context);
 
 private:
     struct Impl;

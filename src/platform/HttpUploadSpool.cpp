@@ -1,5 +1,7 @@
 #include "platform/HttpUploadSpool.h"
 
+#include "platform/PartFile.h"
+
 #include <QFile>
 #include <QUrl>
 #include <cerrno>
@@ -11,28 +13,12 @@
 namespace platform {
 namespace {
 
-const char kTemporaryPattern[] = "/.upload-XXXXXX";
-constexpr mode_t kDocumentMode = 0644;
-
-void removeFile(const QString& path)
-{
-    if (!path.isEmpty())
-        ::unlink(QFile::encodeName(path).constData());
-}
-
 }  // namespace
 
 HttpUploadSpool::HttpUploadSpool(QString uploadFolder, qint64 quota) : mFolder(std::move(uploadFolder)), mQuota(quota) {}
 
-HttpUploadSpool::~HttpUploadSpool()
-{
-    if (mFd >= 0)
-        ::close(mFd);
-    if (mInFile)
-        removeFile(mCurrent.temporaryPath);
-    for (const UploadedFile& f : mFiles)
-        removeFile(f.temporaryPath);
-}
+// The part files remove themselves unless a handler moved them away.
+HttpUploadSpool::~HttpUploadSpool() = default;
 
 bool HttpUploadSpool::beginPart(const QString& name, const QString& fileName, const QString& contentType)
 {
@@ -49,14 +35,12 @@ bool HttpUploadSpool::beginPart(const QString& name, const QString& fileName, co
         return false;
     mCurrent = UploadedFile{name, fileName, contentType, {}, 0, {}};
     mInFile = true;
-    QByteArray pattern = QFile::encodeName(mFolder) + kTemporaryPattern;
-    mFd = ::mkstemp(pattern.data());
-    if (mFd < 0) {
+    // Locked while this request lives, so that a start-up clean-up elsewhere leaves it alone.
+    mPart = PartFile::create(mFolder);
+    if (!mPart) {
         mCurrent.error = QString::fromLocal8Bit(std::strerror(errno));
     } else {
-        // The file becomes a library document by rename: give it a document's mode, not 0600.
-        ::fchmod(mFd, kDocumentMode);
-        mCurrent.temporaryPath = QFile::decodeName(pattern);
+        mCurrent.temporaryPath = mPart->path();
         mPending.reserve(kFlushBytes);
     }
     return true;
@@ -79,7 +63,7 @@ bool HttpUploadSpool::write(const char* data, size_t length)
         mOverQuota = true;
         return false;
     }
-    if (mFd < 0)
+    if (!mPart)
         return true;
     // The server hands over a few kilobytes at a time; write in larger pieces.
     mPending.append(data, qsizetype(length));
@@ -92,16 +76,14 @@ void HttpUploadSpool::flush()
 {
     const char* data = mPending.constData();
     size_t length = size_t(mPending.size());
-    while (mFd >= 0 && length > 0) {
-        const ssize_t n = ::write(mFd, data, length);
+    while (mPart && length > 0) {
+        const ssize_t n = ::write(mPart->fd(), data, length);
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0) {
             // Keep draining the body so the client reads our answer instead of a reset.
             mCurrent.error = QString::fromLocal8Bit(std::strerror(n < 0 ? errno : ENOSPC));
-            ::close(mFd);
-            mFd = -1;
-            removeFile(mCurrent.temporaryPath);
+            mPart.reset();
             mCurrent.temporaryPath.clear();
             break;
         }
@@ -127,12 +109,8 @@ void HttpUploadSpool::endPart()
     }
     if (mInFile) {
         flush();
-        if (mFd >= 0 && ::close(mFd) != 0 && mCurrent.error.isEmpty()) {
-            mCurrent.error = QString::fromLocal8Bit(std::strerror(errno));
-            removeFile(mCurrent.temporaryPath);
-            mCurrent.temporaryPath.clear();
-        }
-        mFd = -1;
+        if (mPart)
+            mHeld.push_back(std::move(mPart));
         mFiles.push_back(mCurrent);
         mInFile = false;
     }

@@ -3,11 +3,15 @@
 
 #include <QByteArray>
 #include <QString>
+#include <memory>
+#include <vector>
+
+class PartFile;
 
 namespace platform {
 
 // Collects a POST body part by part: fields into memory up to a small cap, file parts into
-// temporary files of the upload folder. A failed write (disk full) drops that file but keeps
+// part files of the upload folder. A failed write (disk full) drops that file but keeps
 // reading, so the client still gets an answer.
 class HttpUploadSpool {
 public:
@@ -45,7 +49,8 @@ private:
     QString mFieldName;
     QByteArray mFieldValue;
     bool mInField = false;
-    int mFd = -1;
+    std::unique_ptr<PartFile> mPart;  // the file part being received
+    std::vector<std::unique_ptr<PartFile>> mHeld;  // received ones, locked until the request ends
     QByteArray mPending;  // file bytes not yet written
     UploadedFile mCurrent;
     bool mInFile = false;

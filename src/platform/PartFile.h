@@ -16,6 +16,7 @@ public:
     PartFile& operator=(const PartFile&) = delete;
 
     const QString& path() const { return mPath; }
+    int fd() const { return mFd; }
     // The part's bytes reach the disk, then it takes target's name: over an existing target
     // in one step when replace is set (the old version stays until then), else only when
     // the name is free. False, logged, when it did not arrive; the part is then removed.

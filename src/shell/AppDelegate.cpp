@@ -15,6 +15,7 @@
 #include "shell/FilePlayerPreview.h"
 #include "shell/Preferences.h"
 #include "wifidrive/MyWebUploader.h"
+#include "wifidrive/WiFiDriveSettings.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -130,6 +131,7 @@ void AppDelegate::createWebUploader()
     mWebUploader = std::make_unique<MyWebUploader>(Utils::documentsURL());
     mWebUploader->setDelegate(this);
     mPreferences->setWebUploader(mWebUploader.get());
+    WiFiDriveSettings::apply(*mWebUploader);
 }
 
 void AppDelegate::webServerDidStart(GCDWebServer* server)

@@ -7,8 +7,11 @@
 #include "platform/Log.h"
 #include "platform/PartFile.h"
 #include "platform/HostEngine.h"
+#include "platform/PasswordHash.h"
 #include "platform/Settings.h"
 #include "wifidrive/GCDWebServer.h"
+#include "wifidrive/GCDWebUploader.h"
+#include "wifidrive/WiFiDriveSettings.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -88,6 +91,12 @@ bool isFolderPath(const QVariant& v)
     return isText(v) && (v.toString().isEmpty() || QDir::isAbsolutePath(v.toString()));
 }
 
+// A stored password is its hash, never text (no password is stored as no value).
+bool isPasswordHash(const QVariant& v)
+{
+    return v.typeId() == QMetaType::QString && platform::PasswordHash::isHash(v.toString());
+}
+
 // A map whose present keys each pass their own check.
 Check mapOf(std::vector<std::pair<QString, Check>> fields)
 {
@@ -142,17 +151,15 @@ const std::vector<Setting>& table()
         {QLatin1String(platform::Locations::kLibraryFolderSetting), QString(), isFolderPath},
         {QLatin1String(GCDWebServer::kPortSetting), GCDWebServer::kDefaultPort, between(0, kMaxPort)},
         {QLatin1String(platform::HostEngine::kServerNameSetting), QString(), isText},
+        {WiFiDriveSettings::kPasswordKey, QString(), isPasswordHash},
+        {WiFiDriveSettings::kHttpsKey, false, isBool},
     };
     return settings;
 }
 
-// Ours, by name, in the temporary folder; the unfinished recording is the recovery's.
-bool isOurTemporaryName(const QString& name)
-{
-    return name.startsWith(QLatin1String("tempfile")) || name.startsWith(QLatin1String("temp-import"))
-           || (name.startsWith(QLatin1String("zip-")) && name.endsWith(QLatin1String(".zip")))
-           || PartFile::isPartName(name);
-}
+// The unfinished recording ("recording.EXT") is the recovery's; everything else in our private
+// temporary folder is a temporary file of some operation.
+bool isUnfinishedRecording(const QString& name) { return name.startsWith(QLatin1String("recording.")); }
 
 }  // namespace
 
@@ -189,15 +196,19 @@ void removeLeftovers(const QDateTime& processStart)
     const QString documents = Utils::localDocumentsURL();
     if (QFileInfo(documents).isDir())
         PartFile::removeLeftovers(documents, true);
+    // Uploads wait beside the library (inside it, the walk above took them).
+    const QString uploads = GCDWebUploader::uploadFolderFor(library);
+    if (!uploads.isEmpty() && QFileInfo(uploads).isDir() && !QFileInfo(uploads).isSymLink())
+        PartFile::removeLeftovers(uploads, false);
 
     const QString temp = platform::Locations::tempDir();
     QDirIterator it(temp, QDir::Files | QDir::Hidden | QDir::System);
     while (it.hasNext()) {
         const QString path = it.next();
         const QFileInfo info = it.fileInfo();
-        if (!isOurTemporaryName(it.fileName()) || info.isSymLink() || info.lastModified() >= processStart)
+        if (isUnfinishedRecording(it.fileName()) || info.isSymLink() || info.lastModified() >= processStart)
             continue;
-        const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+        const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW);
         if (fd < 0)
             continue;
         if (::flock(fd, LOCK_EX | LOCK_NB) == 0 && QFile::remove(path))

@@ -10,9 +10,9 @@ namespace Startup {
 void registerDefaults();
 // The keys of the settings table, each with its default and its check.
 QStringList settingKeys();
-// Removes what killed operations left: their part files in the library, and our temporary
-// files in the temporary folder not touched since processStart, whose lock nobody holds.
-// The unfinished recording stays for the recovery.
+// Removes what killed operations left: their part files in the library and in the web
+// drive's upload folder, and every file of the temporary folder not touched since
+// processStart whose lock nobody holds. The unfinished recording stays for the recovery.
 void removeLeftovers(const QDateTime& processStart);
 // `--library DIR`: the library root for this process.
 void setLibraryOverride(const QString& dir);

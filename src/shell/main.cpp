@@ -23,7 +23,7 @@
 namespace {
 
 constexpr int kUsageExit = 2;
-const char* const kUsage = "usage: wavelocker [--library DIR] [--serve [--port N] [--upload-quota MB] [--password-file FILE]]\n"
+const char* const kUsage = "usage: wavelocker [--library DIR] [--serve [--port N] [--upload-quota MB] [--password-file FILE] [--https]]\n"
                            "                  [--source-app ID] [URL|FILE...]\n";
 constexpr qint64 kMegabyte = 1024 * 1024;
 
@@ -33,6 +33,7 @@ struct Options {
     int port = -1;  // the port chosen in the settings
     qint64 uploadQuotaMB = 0;
     QString password;
+    bool https = false;
     // Set when an option shapes the instance that starts (and so can't reach a running one).
     bool instanceOptions = false;
     QStringList urls;
@@ -65,7 +66,7 @@ std::optional<Options> parse(QStringList args)
 {
     Options options;
     args.removeFirst();
-    const QStringList instanceOptions{"--serve", "--library", "--port", "--password-file", "--upload-quota"};
+    const QStringList instanceOptions{"--serve", "--library", "--port", "--password-file", "--upload-quota", "--https"};
     // Qt's own options (one dash) are its business; these take a value.
     const QStringList qtOptionsWithValue{"-platform", "-platformpluginpath", "-platformtheme", "-plugin", "-display",
                                          "-style", "-stylesheet", "-session", "-qwindowgeometry", "-qwindowtitle",
@@ -82,6 +83,8 @@ std::optional<Options> parse(QStringList args)
             options.urls << argumentToUrl(a);
         } else if (a == QLatin1String("--serve")) {
             options.serve = true;
+        } else if (a == QLatin1String("--https")) {
+            options.https = true;
         } else if (a == QLatin1String("--library") && !args.isEmpty()) {
             options.library = args.takeFirst();
         } else if (a == QLatin1String("--port") && !args.isEmpty()) {
@@ -191,7 +194,11 @@ int main(int argc, char** argv)
     if (serve) {
         platform::log(QStringLiteral("Serving the library at %1").arg(Utils::documentsURL()));
         delegate->webUploader()->setUploadQuota(options->uploadQuotaMB * kMegabyte);
-        delegate->webUploader()->setPassword(options->password);
+        // Without the options, what the WiFi drive screen keeps holds.
+        if (!options->password.isEmpty())
+            delegate->webUploader()->setPassword(options->password);
+        if (options->https)
+            delegate->webUploader()->setUsesHttps(true);
         // The empty Bonjour name publishes under this machine's name; the server logs its address.
         const int port = options->port >= 0 ? options->port : GCDWebServer::preferredPort();
         if (!delegate->webUploader()->startWithPort(port, QStringLiteral("")))

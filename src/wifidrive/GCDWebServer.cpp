@@ -1,12 +1,15 @@
 #include "wifidrive/GCDWebServer.h"
 
 #include "platform/Dispatch.h"
+#include "platform/Locations.h"
 #include "platform/Log.h"
 #include "platform/Settings.h"
 #include "platform/NetworkAddress.h"
+#include "platform/TlsContext.h"
 #include "wifidrive/GCDWebServerDelegate.h"
 
 #include <QPointer>
+#include <QSysInfo>
 #include <atomic>
 
 namespace {
@@ -40,9 +43,22 @@ bool GCDWebServer::startWithPort(int port, const QString& bonjourName)
         return true;
     prepareToStart();
     mHttp.setLogLevel(gLogLevel);
-    QList<int> ports{port};
+    std::shared_ptr<platform::TlsContext> tls;
+    if (mUsesHttps) {
+        const QString machine = QSysInfo::machineHostName();
+        tls = platform::TlsContext::loadOrCreate(certificatePath(), keyPath(),
+                                                 {machine, machine + QStringLiteral(".local"), QStringLiteral("localhost"),
+                                                  QStringLiteral("127.0.0.1"), platform::primaryIPv4Address()});
+        if (!tls) {
+            platform::log(QStringLiteral("Web server failed starting: no certificate for HTTPS"));
+            return false;
+        }
+    }
+    mHttp.setTls(tls);
+    mFingerprint = tls ? tls->fingerprint() : QString();
+    QList<int> ports{port == kDefaultPort && tls ? kSecurePort : port};
     if (port == kDefaultPort)
-        ports << kFallbackPort;
+        ports << (tls ? kSecureFallbackPort : kFallbackPort);
     if (port != 0)
         ports << 0;
     if (!mHttp.start(mBindAddress, ports)) {
@@ -102,9 +118,20 @@ QString GCDWebServer::urlFor(const QString& host) const
 {
     if (!isRunning() || host.isEmpty())
         return {};
-    return port() == kDefaultPort ? QStringLiteral("http://%1/").arg(host)
-                                  : QStringLiteral("http://%1:%2/").arg(host).arg(port());
+    const bool secure = mHttp.usesTls();
+    const QString scheme = secure ? QStringLiteral("https") : QStringLiteral("http");
+    return port() == (secure ? kSecurePort : kDefaultPort) ? QStringLiteral("%1://%2/").arg(scheme, host)
+                                                           : QStringLiteral("%1://%2:%3/").arg(scheme, host).arg(port());
 }
+
+QString GCDWebServer::certificateFingerprint() const { return isRunning() ? mFingerprint : QString(); }
+
+QString GCDWebServer::certificatePath()
+{
+    return platform::Locations::appLibrary() + QStringLiteral("/WiFi Drive/certificate.pem");
+}
+
+QString GCDWebServer::keyPath() { return platform::Locations::appLibrary() + QStringLiteral("/WiFi Drive/key.pem"); }
 
 QString GCDWebServer::serverURL() const
 {

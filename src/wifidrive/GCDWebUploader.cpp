@@ -4,6 +4,8 @@
 #include "platform/Locations.h"
 #include "platform/Log.h"
 #include "platform/NetworkAddress.h"
+#include "platform/PartFile.h"
+#include "platform/PasswordHash.h"
 #include "platform/TypeIdentifiers.h"
 #include "wifidrive/GCDWebUploaderDelegate.h"
 #include "wifidrive/WebFileOps.h"
@@ -14,7 +16,6 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QPointer>
@@ -88,6 +89,11 @@ QString GCDWebUploader::footer() const
     return mFooter.isNull() ? kFooterFormat.arg(kAppName, appVersion()).toHtmlEscaped() : mFooter;
 }
 
+void GCDWebUploader::setPassword(const QString& password)
+{
+    mSessions.setPasswordHash(password.isEmpty() ? QString() : platform::PasswordHash::make(password.toUtf8()));
+}
+
 bool GCDWebUploader::shouldUploadFileAtPath(const QString&, const QString&) { return true; }
 bool GCDWebUploader::shouldMoveItemFromPath(const QString&, const QString&) { return true; }
 bool GCDWebUploader::shouldDeleteItemAtPath(const QString&) { return true; }
@@ -96,10 +102,9 @@ bool GCDWebUploader::shouldCreateDirectoryAtPath(const QString&) { return true; 
 void GCDWebUploader::prepareToStart()
 {
     mUploadFolder = spoolFolder();
-    // What a crash left there is stale.
-    QDirIterator stale(mUploadFolder, {QStringLiteral(".upload-*")}, QDir::Files | QDir::Hidden | QDir::System);
-    while (stale.hasNext())
-        QFile::remove(stale.next());
+    // What a killed server left there; uploads in progress elsewhere hold their files' locks.
+    PartFile::removeLeftovers(mUploadFolder, false);
+    removeStaleResumableParts();
     http().setUploadFolder(mUploadFolder);
     if (mRoutesInstalled)
         return;
@@ -112,23 +117,35 @@ void GCDWebUploader::prepareToStart()
     http().addRoute("POST", QStringLiteral("/move"), [this](HttpRequest& r) { return moveItem(r); });
     http().addRoute("POST", QStringLiteral("/delete"), [this](HttpRequest& r) { return deleteItem(r); });
     http().addRoute("POST", QStringLiteral("/create"), [this](HttpRequest& r) { return createDirectory(r); });
+    http().addRoute("POST", QStringLiteral("/login"), [this](HttpRequest& r) { return logIn(r); });
+    http().addRoute("GET", QStringLiteral("/upload-chunk"), [this](HttpRequest& r) { return uploadOffset(r); });
+    http().addRawPostRoute(QStringLiteral("/upload-chunk"), [this](HttpRequest& r, const platform::HttpServer::BodyReader& read) {
+        return uploadChunk(r, read);
+    });
     http().setGetFallback([this](HttpRequest& r) { return page(r); });
     http().setRequestGate([this](const HttpRequest& r) { return checkRequest(r); });
 }
 
-QString GCDWebUploader::spoolFolder() const
+QString GCDWebUploader::uploadFolderFor(const QString& uploadDirectory)
 {
     // Received files are renamed into the library, so they wait on its file system: beside
     // the library when its folder shares the file system with the one above, else inside it
     // (a library that is a mount point of its own).
-    const QString library = QFileInfo(mUploadDirectory).canonicalFilePath();
+    const QString library = QFileInfo(uploadDirectory).canonicalFilePath();
     struct stat top {}, above {};
     if (library.isEmpty() || ::stat(QFile::encodeName(library).constData(), &top) != 0)
-        return platform::Locations::tempDir();
+        return {};
     const QString parent = QFileInfo(library).path();
     const bool shared = library != parent && ::stat(QFile::encodeName(parent).constData(), &above) == 0
                         && above.st_dev == top.st_dev;
-    const QString folder = (shared ? parent : library) + QLatin1Char('/') + kUploadFolderName;
+    return (shared ? parent : library) + QLatin1Char('/') + kUploadFolderName;
+}
+
+QString GCDWebUploader::spoolFolder() const
+{
+    const QString folder = uploadFolderFor(mUploadDirectory);
+    if (folder.isEmpty())
+        return platform::Locations::tempDir();
     const QByteArray native = QFile::encodeName(folder);
     if (::mkdir(native.constData(), 0700) != 0 && errno == EEXIST) {
         // A link planted under our name would send uploads elsewhere: only a real folder of ours will do.
@@ -160,15 +177,53 @@ std::optional<HttpResponse> GCDWebUploader::checkRequest(const HttpRequest& requ
     const QByteArray host = request.header("host");
     if (!WebRequestGuard::hostAllowed(host, ownHostNames()))
         return refuse(403, QStringLiteral("Unknown host \"%1\"").arg(QString::fromLatin1(host)));
-    if (!mPassword.isEmpty() && !WebRequestGuard::passwordMatches(request.header("authorization"), mPassword)) {
+    const bool changes = request.method != "GET" && request.method != "HEAD";
+    if (changes && !WebRequestGuard::sameOrigin(host, request.header("origin"), request.header("referer"), http().usesTls()))
+        return refuse(403, QStringLiteral("Changes from another web site are not allowed"));
+    const bool loggingIn = request.method == "POST" && request.path == QLatin1String("/login");
+    if (!loggingIn && !mSessions.admits(request.remoteAddress, request.header("cookie"), request.header("authorization"))) {
+        if (mSessions.blocked(request.remoteAddress))
+            return refuse(429, QStringLiteral("Too many wrong passwords: try again in a minute"));
+        // A browser that opens a page gets the login page; programs are asked for the password.
+        if (!changes && request.header("accept").contains("text/html"))
+            return loginPage(401, {});
         HttpResponse challenge = refuse(401, QStringLiteral("Password required"));
-        challenge.headers.append({"WWW-Authenticate", "Basic realm=\"" + kAppName.toUtf8() + "\", charset=\"UTF-8\""});
+        // Browsers (which say how they fetch) would show their own password box over the page's.
+        if (request.header("sec-fetch-mode").isEmpty())
+            challenge.headers.append({"WWW-Authenticate", "Basic realm=\"" + kAppName.toUtf8() + "\", charset=\"UTF-8\""});
         return challenge;
     }
-    if (request.method != "GET" && request.method != "HEAD"
-        && !WebRequestGuard::sameOrigin(host, request.header("origin"), request.header("referer")))
-        return refuse(403, QStringLiteral("Changes from another web site are not allowed"));
     return std::nullopt;
+}
+
+HttpResponse GCDWebUploader::loginPage(int status, const QString& message) const
+{
+    const QMap<QString, QString> variables{
+        {QStringLiteral("title"), title().toHtmlEscaped()},
+        {QStringLiteral("message"), message.toHtmlEscaped()},
+    };
+    HttpResponse page = WebUploaderSite::file(QStringLiteral("/login.html"), variables).value_or(HttpResponse());
+    page.status = status;
+    return page;
+}
+
+HttpResponse GCDWebUploader::logIn(const HttpRequest& request)
+{
+    QByteArray cookie;
+    switch (mSessions.logIn(request.remoteAddress, request.form.value(QStringLiteral("password")).toUtf8(),
+                            http().usesTls(), &cookie)) {
+    case WebSessions::Login::TooMany:
+        return loginPage(429, QStringLiteral("Too many wrong passwords: try again in a minute."));
+    case WebSessions::Login::Wrong:
+        refuse(401, QStringLiteral("Wrong password"));
+        return loginPage(401, QStringLiteral("Wrong password."));
+    case WebSessions::Login::Accepted:
+        break;
+    }
+    HttpResponse back = HttpResponse::text(303, QStringLiteral("Logged in"));
+    back.headers.append({QByteArrayLiteral("Location"), QByteArrayLiteral("/")});
+    back.headers.append({QByteArrayLiteral("Set-Cookie"), cookie});
+    return back;
 }
 
 // --- checks ---------------------------------------------------------------------------------
@@ -343,7 +398,8 @@ HttpResponse GCDWebUploader::uploadFile(HttpRequest& request)
     return emptyObject(replyType);
 }
 
-std::optional<HttpResponse> GCDWebUploader::storeUpload(platform::UploadedFile& file, const QString& relativePath)
+std::optional<HttpResponse> GCDWebUploader::storeUpload(platform::UploadedFile& file, const QString& relativePath,
+                                                        QString* arrivedPath)
 {
     if (!WebPaths::isValidName(file.fileName))
         return refuse(400, QStringLiteral("Invalid file name \"%1\"").arg(file.fileName));
@@ -370,6 +426,8 @@ std::optional<HttpResponse> GCDWebUploader::storeUpload(platform::UploadedFile& 
         return refuse(500, failed, error);
     file.temporaryPath.clear();
     const QString path = *arrived;
+    if (arrivedPath)
+        *arrivedPath = path;
     tellDelegate([this, path](GCDWebUploaderDelegate* d) { d->webUploaderDidUploadFileAtPath(this, path); });
     return std::nullopt;
 }

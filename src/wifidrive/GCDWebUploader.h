@@ -2,6 +2,7 @@
 #include "platform/HttpRequest.h"
 #include "platform/HttpResponse.h"
 #include "wifidrive/GCDWebServer.h"
+#include "wifidrive/WebSessions.h"
 
 #include <QSet>
 #include <QString>
@@ -31,8 +32,12 @@ public:
     const QSet<QString>& allowedFileExtensions() const { return mAllowedFileExtensions; }
     // The most bytes one upload request may bring; beyond it the upload stops with 413 (0: no limit).
     void setUploadQuota(qint64 bytes) { http().setUploadQuota(bytes); }
-    // When not empty, every request must bring it by HTTP authentication (any user name).
-    void setPassword(const QString& password) { mPassword = password.toUtf8(); }
+    // When set, a browser logs in on the login page first, and programs send the password by
+    // HTTP authentication (any user name). Empty: no password. Takes effect at once.
+    void setPassword(const QString& password);
+    // The same with the password's hash (platform::PasswordHash), as the settings keep it.
+    void setPasswordHash(const QString& hash) { mSessions.setPasswordHash(hash); }
+    bool hasPassword() const { return mSessions.hasPassword(); }
     void setAllowHiddenItems(bool allow) { mAllowHiddenItems = allow; }
     bool allowHiddenItems() const { return mAllowHiddenItems; }
 
@@ -54,6 +59,9 @@ public:
     virtual bool shouldDeleteItemAtPath(const QString& path);
     virtual bool shouldCreateDirectoryAtPath(const QString& path);
 
+    // The folder where uploads to uploadDirectory wait (empty when it does not exist).
+    static QString uploadFolderFor(const QString& uploadDirectory);
+
     // The route handlers, callable without a socket.
     platform::HttpResponse listDirectory(const platform::HttpRequest& request);
     platform::HttpResponse downloadFile(const platform::HttpRequest& request);
@@ -66,6 +74,14 @@ public:
     platform::HttpResponse searchItems(const platform::HttpRequest& request);
     // The folder "path" as a zip archive of stored entries, streamed while it is read.
     platform::HttpResponse downloadFolder(const platform::HttpRequest& request);
+    // The login page's form: field "password"; a session cookie and back to the page.
+    platform::HttpResponse logIn(const platform::HttpRequest& request);
+    // Resumable uploads (see uploadChunk's comment in GCDWebUploaderResume.cpp): how much of
+    // upload "id" arrived, and the next piece of it.
+    platform::HttpResponse uploadOffset(const platform::HttpRequest& request);
+    platform::HttpResponse uploadChunk(platform::HttpRequest& request, const platform::HttpServer::BodyReader& read);
+
+    static constexpr qint64 kResumableLifetimeSeconds = 24 * 3600;  // an abandoned upload's part is kept this long
 
 protected:
     void prepareToStart() override;
@@ -89,7 +105,13 @@ private:
     QStringList ownHostNames() const;
     // Where uploads wait: on the library's file system, in a folder of ours that is no link.
     QString spoolFolder() const;
-    std::optional<platform::HttpResponse> storeUpload(platform::UploadedFile& file, const QString& relativePath);
+    // Moves an uploaded file into the folder relativePath under a free name (*arrived, when asked).
+    std::optional<platform::HttpResponse> storeUpload(platform::UploadedFile& file, const QString& relativePath,
+                                                      QString* arrived = nullptr);
+    platform::HttpResponse loginPage(int status, const QString& message) const;
+    // Where resumable upload id collects (empty for an id that is not one of ours).
+    QString resumablePartPath(const QString& id) const;
+    void removeStaleResumableParts();
     platform::HttpResponse refuse(int status, const QString& message, const QString& error = {}) const;
     void tellDelegate(std::function<void(GCDWebUploaderDelegate*)> call);
 
@@ -98,7 +120,7 @@ private:
     GCDWebUploaderDelegate* mDelegate = nullptr;
     QSet<QString> mAllowedFileExtensions;
     bool mAllowHiddenItems = false;
-    QByteArray mPassword;
+    mutable WebSessions mSessions;  // sessions come and go while requests are checked
     QString mTitle, mHeader, mPrologue, mEpilogue, mFooter;
     bool mRoutesInstalled = false;
 };

@@ -1,22 +1,11 @@
 #include "wifidrive/MyWebUploader.h"
 
 #include "library/Utils.h"
-#include "wifidrive/WebPaths.h"
 
-#include <QDir>
 #include <QFileInfo>
 
-namespace {
-
-// Paths compare as items: the folders above resolved, the item itself (perhaps a link) as named,
+// System items are the library's own rule: recognised by what a path names once resolved,
 // so "Loops/up/iTunes File Sharing" through "up -> .." is the link itself.
-QString asItem(const QString& path)
-{
-    const QString clean = QDir::cleanPath(path);
-    return WebPaths::resolveItem(clean, QStringLiteral("/")).value_or(clean);
-}
-
-}  // namespace
 
 bool MyWebUploader::shouldDeleteItemAtPath(const QString& path)
 {
@@ -26,25 +15,18 @@ bool MyWebUploader::shouldDeleteItemAtPath(const QString& path)
 
 bool MyWebUploader::isSystemItem(const QString& path) const
 {
-    const QString item = asItem(path);
-    return item == asItem(Utils::localDocumentsLinkURL()) || item == asItem(Utils::trashcanURL());
+    return Utils::pathIsLocalDocumentsLink(path) || Utils::pathIsTrashcan(path);
 }
 
 bool MyWebUploader::shouldMoveItemFromPath(const QString& fromPath, const QString& toPath)
 {
     // Nothing may take a system item's name either: at the next start the documents link is
     // put back where it belongs, and whatever took its name would be in the way.
-    return !isSystemItem(fromPath) && asItem(toPath) != asItem(Utils::localDocumentsLinkURL());
+    return !isSystemItem(fromPath) && !isSystemItem(toPath);
 }
 
-bool MyWebUploader::shouldCreateDirectoryAtPath(const QString& path)
-{
-    return asItem(path) != asItem(Utils::localDocumentsLinkURL());
-}
+bool MyWebUploader::shouldCreateDirectoryAtPath(const QString& path) { return !isSystemItem(path); }
 
-bool MyWebUploader::shouldUploadFileAtPath(const QString& path, const QString&)
-{
-    return !isSystemItem(path);
-}
+bool MyWebUploader::shouldUploadFileAtPath(const QString& path, const QString&) { return !isSystemItem(path); }
 
 QStringList MyWebUploader::linkedFolders() const { return {Utils::localDocumentsURL()}; }

@@ -7,7 +7,7 @@ namespace WebRequestGuard {
 namespace {
 
 // "host[:port]" as given, with the default port spelled out, for comparing two authorities.
-std::optional<QString> normalAuthority(const QByteArray& authority)
+std::optional<QString> normalAuthority(const QByteArray& authority, bool secure)
 {
     const QString host = hostOf(authority);
     if (host.isEmpty())
@@ -15,7 +15,7 @@ std::optional<QString> normalAuthority(const QByteArray& authority)
     const QString text = QString::fromLatin1(authority).trimmed();
     const qsizetype close = text.lastIndexOf(QLatin1Char(']'));
     const qsizetype colon = text.lastIndexOf(QLatin1Char(':'));
-    QString port = QStringLiteral("80");
+    QString port = secure ? QStringLiteral("443") : QStringLiteral("80");
     if (colon > close && colon >= 0) {
         bool ok = false;
         const int number = text.mid(colon + 1).toInt(&ok);
@@ -88,35 +88,18 @@ bool hostAllowed(const QByteArray& hostHeader, const QStringList& ownNames)
     return false;
 }
 
-bool sameOrigin(const QByteArray& hostHeader, const QByteArray& origin, const QByteArray& referer)
+bool sameOrigin(const QByteArray& hostHeader, const QByteArray& origin, const QByteArray& referer, bool secure)
 {
     const QByteArray source = origin.isEmpty() ? referer : origin;
     if (source.isEmpty())
         return true;
     const QUrl url(QString::fromLatin1(source.trimmed()), QUrl::StrictMode);
-    if (!url.isValid() || url.scheme() != QLatin1String("http") || url.host().isEmpty() || !url.userInfo().isEmpty())
+    if (!url.isValid() || url.scheme() != (secure ? QLatin1String("https") : QLatin1String("http")) || url.host().isEmpty() || !url.userInfo().isEmpty())
         return false;
     const QByteArray authority = url.authority(QUrl::FullyEncoded).toLatin1();
-    const std::optional<QString> theirs = normalAuthority(authority);
-    const std::optional<QString> ours = normalAuthority(hostHeader);
+    const std::optional<QString> theirs = normalAuthority(authority, secure);
+    const std::optional<QString> ours = normalAuthority(hostHeader, secure);
     return theirs && ours && *theirs == *ours;
-}
-
-bool passwordMatches(const QByteArray& authorization, const QByteArray& password)
-{
-    const QByteArray value = authorization.trimmed();
-    if (value.size() < 6 || qstrnicmp(value.constData(), "basic ", 6) != 0)
-        return false;
-    const QByteArray decoded = QByteArray::fromBase64(value.mid(6).trimmed());
-    const qsizetype colon = decoded.indexOf(':');
-    if (colon < 0)
-        return false;
-    const QByteArray given = decoded.mid(colon + 1);
-    // Same time whatever the first wrong byte: no guessing byte by byte.
-    unsigned char difference = given.size() == password.size() ? 0 : 1;
-    for (qsizetype i = 0; i < password.size(); ++i)
-        difference |= static_cast<unsigned char>(password[i] ^ (given.isEmpty() ? 0 : given[i % given.size()]));
-    return difference == 0;
 }
 
 }  // namespace WebRequestGuard

@@ -19,11 +19,8 @@ bool isIpLiteral(const QString& host);
 bool hostAllowed(const QByteArray& hostHeader, const QStringList& ownNames);
 
 // For requests that change something: the Origin header, or without it the Referer, must be
-// the address the request was sent to ("http://" + Host). Requests with neither come from
-// programs, not from pages, and pass.
-bool sameOrigin(const QByteArray& hostHeader, const QByteArray& origin, const QByteArray& referer);
-
-// True when an "Authorization: Basic" header carries password (the user name is not asked for).
-bool passwordMatches(const QByteArray& authorization, const QByteArray& password);
+// the address the request was sent to ("http://" + Host, "https://" when secure). Requests with
+// neither come from programs, not from pages, and pass.
+bool sameOrigin(const QByteArray& hostHeader, const QByteArray& origin, const QByteArray& referer, bool secure = false);
 
 }  // namespace WebRequestGuard

@@ -35,7 +35,7 @@ std::optional<platform::HttpResponse> file(const QString& requestPath, const QMa
     if (!resource.open(QIODevice::ReadOnly))
         return std::nullopt;
     QByteArray content = resource.readAll();
-    if (name == kPage) {
+    if (name.endsWith(QLatin1String(".html"))) {
         for (auto it = variables.begin(); it != variables.end(); ++it)
             content.replace('%' + it.key().toUtf8() + '%', it.value().toUtf8());
     }

@@ -18,7 +18,11 @@
 #include <QThread>
 #include <cmath>
 #include <gtest/gtest.h>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace testsupport;
 
@@ -248,6 +252,30 @@ TEST(FileSafety, AFullDiskLeavesTheLibraryAsItWas)
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_TRUE(r.err.contains("'big.zip' needs")) << r.err.toStdString();
     EXPECT_EQ(snapshot(lib).files, withArchive.files);
+
+    // Many one-byte files pass that check, but each takes a page of the small disk: it fills
+    // up half-way. What arrived is whole, the rest is not there, and no part is left.
+    QFile::remove(lib + "/big.zip");
+    constexpr int kManyFiles = 1000;
+    for (int i = 0; i < kManyFiles; ++i)
+        writeFile(tree.path("many/f%1.txt").arg(i, 4, 10, QLatin1Char('0')), QByteArray::number(i % 10));
+    ASSERT_EQ(runProgram("wavelocker-tool", {"zip", tree.path("many")}).exitCode, 0);
+    ASSERT_TRUE(QFile::copy(tree.path("many.zip"), lib + "/many.zip"));
+    const RunResult filled = runProgram("wavelocker-tool", base + QStringList{"unzip", lib + "/many.zip"});
+    EXPECT_EQ(filled.exitCode, 1);
+    EXPECT_TRUE(filled.err.contains("Could not write")) << filled.err.toStdString();
+    const Snapshot partly = snapshot(lib);
+    EXPECT_TRUE(partly.parts.isEmpty());
+    qsizetype arrived = 0;
+    for (auto it = partly.files.begin(); it != partly.files.end(); ++it) {
+        if (!it.key().startsWith("many/"))
+            continue;
+        ++arrived;
+        EXPECT_EQ(it.value(), QByteArray::number(it.key().mid(6, 4).toInt() % 10)) << it.key().toStdString();
+    }
+    EXPECT_GT(arrived, 0);
+    EXPECT_LT(arrived, kManyFiles);
+    EXPECT_EQ(readFile(lib + "/many.zip"), readFile(tree.path("many.zip")));
 }
 
 TEST(FileSafety, UnzipPutsWhatItReplacesInTheTrashAndRefusesABomb)
@@ -273,4 +301,29 @@ TEST(FileSafety, UnzipPutsWhatItReplacesInTheTrashAndRefusesABomb)
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_TRUE(r.err.contains("more than 200 times its size")) << r.err.toStdString();
     EXPECT_FALSE(QFileInfo::exists(lib + "/bomb"));
+}
+
+TEST(FileSafety, StartRemovesEveryStaleTemporaryFileButTheUnfinishedRecording)
+{
+    TempTree tree;
+    const QString temp = tree.path("cache/com.orvenic.Wavelocker/tmp");
+    QDir().mkpath(temp);
+    const QDateTime past = QDateTime::currentDateTime().addSecs(-3600);
+    const QStringList names = {"recording.wav", "stray.bin", ".hidden", "zip-1.zip", "locked.tmp", "future.tmp"};
+    for (const QString& name : names) {
+        writeFile(temp + "/" + name, "x");
+        QFile f(temp + "/" + name);
+        f.open(QIODevice::ReadWrite);
+        f.setFileTime(name == "future.tmp" ? QDateTime::currentDateTime().addSecs(3600) : past,
+                      QFileDevice::FileModificationTime);
+    }
+    // A writer that still runs holds its file's lock; a FIFO must not hang the start.
+    ASSERT_EQ(::mkfifo(QFile::encodeName(temp + "/pipe").constData(), 0600), 0);
+    const int locked = ::open(QFile::encodeName(temp + "/locked.tmp").constData(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(::flock(locked, LOCK_EX), 0);
+    ASSERT_EQ(runProgram("wavelocker-tool", {"ls"}, {}, 20000).exitCode, 0);
+    ::close(locked);
+    QStringList left = QDir(temp).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    left.sort();
+    EXPECT_EQ(left, QStringList({"future.tmp", "locked.tmp", "recording.wav"}));
 }

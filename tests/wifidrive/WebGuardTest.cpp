@@ -114,9 +114,11 @@ TEST_F(UploaderFixture, ForeignPagesAndHostNamesAreRefusedOnEveryRoute)
         {"/move", formBody({{"oldPath", "a.wav"}, {"newPath", "moved.wav"}})},
         {"/delete", formBody({{"path", "a.wav"}})},
         {"/create", formBody({{"path", "Evil"}})},
+        {"/upload-chunk?id=evilevilevilevil&offset=0&size=1&path=/&name=evil.wav", "E"},
+        {"/login", formBody({{"password", ""}})},
     };
     for (const auto& [route, body] : changes) {
-        const QByteArray type = route == "/upload" ? kMultipartType : kFormType;
+        const QByteArray type = route == "/upload" ? kMultipartType : route.startsWith("/upload-chunk") ? "application/octet-stream" : kFormType;
         for (const auto& [origin, referer] : QList<QPair<QByteArray, QByteArray>>{
                  {"http://evil.example", {}},
                  {"null", {}},

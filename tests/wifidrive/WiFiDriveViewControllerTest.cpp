@@ -5,6 +5,7 @@
 
 #include <QCheckBox>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
 #include <algorithm>
 #include <thread>
@@ -105,4 +106,42 @@ TEST_F(UploaderFixture, ScreenSwitchesServerAndShowsItsAddress)
     screen.enableSwitch()->setChecked(false);
     EXPECT_FALSE(uploader->isRunning());
     EXPECT_EQ(screen.addressLabel()->text(), "Not running");
+}
+
+TEST_F(UploaderFixture, ScreenSetsAndRemovesThePasswordAndSwitchesToHttps)
+{
+    writeFile(lib + "/a.wav", "A");
+    WiFiDriveViewController screen(uploader.get());
+    screen.enableSwitch()->setChecked(true);
+    ASSERT_TRUE(uploader->isRunning());
+    HttpTestClient client(uploader->port());
+    EXPECT_EQ(client.get("/download?path=a.wav").body, "A");
+    EXPECT_FALSE(screen.removePasswordButton()->isEnabled());
+    EXPECT_FALSE(screen.setPasswordButton()->isEnabled());
+
+    // Typed and set: the running drive asks for it at once, and the field forgets it.
+    screen.passwordField()->setText(QStringLiteral("open sesame"));
+    ASSERT_TRUE(screen.setPasswordButton()->isEnabled());
+    screen.setPasswordButton()->click();
+    EXPECT_TRUE(screen.passwordField()->text().isEmpty());
+    EXPECT_EQ(screen.passwordLabel()->text(), "Browsers ask for the password.");
+    EXPECT_EQ(client.get("/download?path=a.wav").status, 401);
+    const QByteArray basic = "Basic " + QByteArray(":open sesame").toBase64();
+    EXPECT_EQ(client.get("/download?path=a.wav", {{"Authorization", basic}}).body, "A");
+    // A second screen (the next time it opens) knows a password is set.
+    WiFiDriveViewController again(uploader.get());
+    EXPECT_TRUE(again.removePasswordButton()->isEnabled());
+    again.removePasswordButton()->click();
+    EXPECT_EQ(client.get("/download?path=a.wav").body, "A");
+
+    // HTTPS starts the running drive again on an https address with its fingerprint shown.
+    screen.httpsSwitch()->setChecked(true);
+    ASSERT_TRUE(uploader->isRunning());
+    EXPECT_TRUE(screen.addressLabel()->text().startsWith("https://")) << screen.addressLabel()->text().toStdString();
+    EXPECT_TRUE(screen.fingerprintLabel()->text().contains(uploader->certificateFingerprint().left(47)));
+    EXPECT_FALSE(screen.fingerprintLabel()->isHidden());
+    screen.httpsSwitch()->setChecked(false);
+    EXPECT_TRUE(screen.addressLabel()->text().startsWith("http://"));
+    EXPECT_TRUE(screen.fingerprintLabel()->isHidden());
+    screen.enableSwitch()->setChecked(false);
 }

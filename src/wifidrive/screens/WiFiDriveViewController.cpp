@@ -1,13 +1,15 @@
 #include "wifidrive/screens/WiFiDriveViewController.h"
 
 #include "platform/Dispatch.h"
-#include "wifidrive/GCDWebServer.h"
+#include "wifidrive/GCDWebUploader.h"
+#include "wifidrive/WiFiDriveSettings.h"
 #include "wifidrive/screens/QrCodeView.h"
 #include "wifidrive/WiFiDriveAddressText.h"
 
 #include <QCheckBox>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QLineEdit>
 #include <QNetworkInformation>
 #include <QPointer>
 #include <QPushButton>
@@ -21,10 +23,18 @@ const QString kExplanation = QStringLiteral(
     "is running in the foreground.");
 const QString kCancel = QStringLiteral("Cancel");
 const QString kSwitchLabel = QStringLiteral("WiFi Drive");
+const QString kHttpsLabel = QStringLiteral("Use HTTPS (with a certificate of its own; browsers ask you to trust it once)");
+const QString kPasswordPlaceholder = QStringLiteral("Password");
+const QString kSetPassword = QStringLiteral("Set Password");
+const QString kRemovePassword = QStringLiteral("Remove Password");
+const QString kNoPassword = QStringLiteral("No password: anyone on your network can use the drive.");
+const QString kPasswordSet = QStringLiteral("Browsers ask for the password.");
+constexpr int kFingerprintHalf = 48;  // sixteen "AB:" groups
+const QString kFingerprintFormat = QStringLiteral("Certificate fingerprint (SHA-256):\n%1");
 
 }  // namespace
 
-WiFiDriveViewController::WiFiDriveViewController(GCDWebServer* server, QWidget* parent)
+WiFiDriveViewController::WiFiDriveViewController(GCDWebUploader* server, QWidget* parent)
     : QWidget(parent), mServer(server)
 {
     setWindowTitle(kTitle);
@@ -40,6 +50,29 @@ WiFiDriveViewController::WiFiDriveViewController(GCDWebServer* server, QWidget* 
     mAddressLabel->setAlignment(Qt::AlignCenter);
     mAddressLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
     mQrCode = new QrCodeView(this);
+    mFingerprintLabel = new QLabel(this);
+    mFingerprintLabel->setAlignment(Qt::AlignCenter);
+    mFingerprintLabel->setWordWrap(true);
+    mFingerprintLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+
+    mHttpsSwitch = new QCheckBox(kHttpsLabel, this);
+    mHttpsSwitch->setChecked(mServer && mServer->usesHttps());
+    connect(mHttpsSwitch, &QCheckBox::toggled, this, &WiFiDriveViewController::httpsChanged);
+    mPasswordLabel = new QLabel(this);
+    mPasswordLabel->setWordWrap(true);
+    mPasswordField = new QLineEdit(this);
+    mPasswordField->setEchoMode(QLineEdit::Password);
+    mPasswordField->setPlaceholderText(kPasswordPlaceholder);
+    mSetPasswordButton = new QPushButton(kSetPassword, this);
+    mRemovePasswordButton = new QPushButton(kRemovePassword, this);
+    connect(mPasswordField, &QLineEdit::textChanged, this, &WiFiDriveViewController::updatePassword);
+    connect(mPasswordField, &QLineEdit::returnPressed, mSetPasswordButton, &QPushButton::click);
+    connect(mSetPasswordButton, &QPushButton::clicked, this, [this] { setPassword(mPasswordField->text()); });
+    connect(mRemovePasswordButton, &QPushButton::clicked, this, [this] { setPassword(QString()); });
+    auto* password = new QHBoxLayout;
+    password->addWidget(mPasswordField, 1);
+    password->addWidget(mSetPasswordButton);
+    password->addWidget(mRemovePasswordButton);
 
     auto* top = new QHBoxLayout;
     top->addWidget(mCancelButton);
@@ -50,6 +83,10 @@ WiFiDriveViewController::WiFiDriveViewController(GCDWebServer* server, QWidget* 
     layout->addWidget(mSwitch);
     layout->addWidget(mAddressLabel);
     layout->addWidget(mQrCode, 0, Qt::AlignHCenter);
+    layout->addWidget(mFingerprintLabel);
+    layout->addWidget(mHttpsSwitch);
+    layout->addWidget(mPasswordLabel);
+    layout->addLayout(password);
     layout->addStretch();
 
     // The server's callbacks post on the main thread; a poster on another thread must not
@@ -71,6 +108,38 @@ WiFiDriveViewController::WiFiDriveViewController(GCDWebServer* server, QWidget* 
                 &WiFiDriveViewController::updateAddress);
     }
     updateAddress();
+    updatePassword();
+}
+
+void WiFiDriveViewController::updatePassword()
+{
+    const bool has = mServer && mServer->hasPassword();
+    mPasswordLabel->setText(has ? kPasswordSet : kNoPassword);
+    mSetPasswordButton->setEnabled(mServer && !mPasswordField->text().isEmpty());
+    mRemovePasswordButton->setEnabled(has);
+}
+
+void WiFiDriveViewController::setPassword(const QString& password)
+{
+    if (!mServer)
+        return;
+    WiFiDriveSettings::setPassword(*mServer, password);
+    mPasswordField->clear();
+    updatePassword();
+}
+
+void WiFiDriveViewController::httpsChanged(bool on)
+{
+    if (!mServer)
+        return;
+    WiFiDriveSettings::setHttps(*mServer, on);
+    // A running drive starts again in the other mode, on its new address.
+    if (mServer->isRunning()) {
+        mServer->stop();
+        if (!mServer->startWithPort(GCDWebServer::preferredPort(), QStringLiteral("")))
+            mSwitch->setChecked(false);
+    }
+    updateAddress();
 }
 
 void WiFiDriveViewController::updateAddress()
@@ -80,6 +149,12 @@ void WiFiDriveViewController::updateAddress()
     mAddressLabel->setText(wifiDriveAddressText(running, address, running ? mServer->bonjourServerURL() : QString()));
     mQrCode->setText(address);
     mQrCode->setVisible(!address.isEmpty());
+    const QString fingerprint = running ? mServer->certificateFingerprint() : QString();
+    QString shown = fingerprint;
+    if (shown.size() > kFingerprintHalf)
+        shown.insert(kFingerprintHalf, QLatin1Char('\n'));  // 95 characters without a space fit no line
+    mFingerprintLabel->setText(fingerprint.isEmpty() ? QString() : kFingerprintFormat.arg(shown));
+    mFingerprintLabel->setVisible(!fingerprint.isEmpty());
 }
 
 void WiFiDriveViewController::switchChanged(bool on)

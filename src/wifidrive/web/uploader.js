@@ -1,10 +1,14 @@
-// The browser side of the uploader's routes: /list, /search, /download, /zip, /upload, /move,
-// /delete, /create. The folder shown lives in the address (#/path/), so Back, Reload and a
+// The browser side of the uploader's routes: /list, /search, /download, /zip, /upload,
+// /upload-chunk, /move, /delete, /create. The folder shown lives in the address (#/path/), so Back, Reload and a
 // shared link stay in it.
 (function () {
   "use strict";
 
   var kParallelUploads = 3;
+  var kResumableBytes = 8 * 1024 * 1024;  // larger files go in pieces that survive a dropped connection
+  var kPieceBytes = 8 * 1024 * 1024;
+  var kResumeRetries = 6;
+  var kResumeDelayMs = 1000;
   var kSearchDelayMs = 250;
   var kPlayableTypes = {
     wav: "audio/wav", wave: "audio/wav", mp3: "audio/mpeg", m4a: "audio/mp4", aac: "audio/aac",
@@ -51,6 +55,8 @@
 
   function failureText(xhr) {
     if (xhr.status === 0) return "The server could not be reached.";
+    // The drive asks for its password again (it started anew, or the password changed).
+    if (xhr.status === 401) location.reload();
     return xhr.responseText || ("Error " + xhr.status);
   }
 
@@ -296,6 +302,10 @@
 
   function send(job) {
     running++;
+    if (job.file.size > kResumableBytes) {
+      sendInPieces(job);
+      return;
+    }
     var form = new FormData();
     form.append("path", job.folder);
     form.append("files[]", job.file, job.file.name);
@@ -335,6 +345,91 @@
     xhr.onerror = function () { finish(false); };
     job.state.textContent = "Sending";
     xhr.send(form);
+  }
+
+  // Large files go in pieces to /upload-chunk under an id of their own; when a connection
+  // drops, the page asks how much arrived and goes on from there.
+  function newUploadId() {
+    var bytes = new Uint8Array(16);
+    crypto.getRandomValues(bytes);
+    return Array.prototype.map.call(bytes, function (b) { return (b < 16 ? "0" : "") + b.toString(16); }).join("");
+  }
+
+  function sendInPieces(job) {
+    var id = newUploadId();
+    var offset = 0;
+    var retries = 0;
+    var base = "/upload-chunk?id=" + id;
+    var progress = function (loaded) {
+      loaded = Math.min(loaded, job.file.size);
+      totals.done += loaded - job.loaded;
+      job.loaded = loaded;
+      job.bar.value = loaded;
+      updateOverall();
+    };
+    var finish = function (ok, xhr) {
+      running--;
+      totals.finished++;
+      if (ok) {
+        progress(job.file.size);
+        job.state.textContent = "Done";
+        job.state.className = "state done";
+      } else {
+        totals.failed++;
+        job.state.textContent = "Failed";
+        job.state.className = "state failed";
+        showError(failureText(xhr));
+      }
+      updateOverall();
+      if (ok && (job.folder === currentPath || searchText())) refresh();
+      pump();
+    };
+    var heldFrom = function (xhr) {
+      try { return JSON.parse(xhr.responseText).offset; } catch (e) { return -1; }
+    };
+    // After a dropped connection: wait a little longer each time, then ask where it stands.
+    var resume = function (xhr) {
+      if (++retries > kResumeRetries) { finish(false, xhr); return; }
+      job.state.textContent = "Resuming";
+      setTimeout(function () {
+        var ask = new XMLHttpRequest();
+        ask.open("GET", base);
+        ask.setRequestHeader("Accept", "application/json");
+        ask.onload = function () {
+          if (ask.status !== 200 || heldFrom(ask) < 0) { finish(false, ask); return; }
+          offset = heldFrom(ask);
+          next();
+        };
+        ask.onerror = function () { resume(ask); };
+        ask.send();
+      }, kResumeDelayMs * retries);
+    };
+    var next = function () {
+      var end = Math.min(offset + kPieceBytes, job.file.size);
+      var xhr = new XMLHttpRequest();
+      xhr.open("POST", base + "&offset=" + offset + "&size=" + job.file.size +
+        "&path=" + encodeURIComponent(job.folder) + "&name=" + encodeURIComponent(job.file.name));
+      xhr.setRequestHeader("Accept", "application/json");
+      xhr.setRequestHeader("Content-Type", "application/octet-stream");
+      xhr.upload.onprogress = function (e) { progress(offset + e.loaded); };
+      xhr.onload = function () {
+        var held = heldFrom(xhr);
+        if ((xhr.status === 200 || xhr.status === 409) && held >= 0) {
+          retries = xhr.status === 200 ? 0 : retries;
+          offset = held;
+          progress(offset);
+          if (offset >= job.file.size) finish(true, xhr);
+          else if (xhr.status === 409 && ++retries > kResumeRetries) finish(false, xhr);
+          else next();
+        } else {
+          finish(false, xhr);
+        }
+      };
+      xhr.onerror = function () { resume(xhr); };
+      job.state.textContent = "Sending";
+      xhr.send(job.file.slice(offset, end));
+    };
+    next();
   }
 
   // " (%i)" as the server names a taken folder, so the client knows the name it will get.
