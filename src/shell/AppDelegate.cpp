@@ -283,9 +283,3 @@ void AppDelegate::pasteImportFinished(bool succeeded)
 {
     platform::log(succeeded ? QStringLiteral("Done") : QStringLiteral("Could not import audio"));
 }
-
-bool AppDelegate::audioPaste(const QString& name)
-{
-    platform::log(QStringLiteral("NOT YET: paste %1").arg(name));
-    return false;
-}

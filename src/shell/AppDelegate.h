@@ -57,12 +57,11 @@ public:
     // The settings screen's library folder, web drive port and JACK server.
     Preferences* preferences() const { return mPreferences.get(); }
 
-    // What URL commands do without a window: nothing to show, the paste goes straight in.
+    // What URL commands do without a window: the log says what a window would show.
     void showFileOrFolder(const QString& path) override;
     void popToRootBrowser() override {}
     void pasteImportStarted(const QString& message) override;
     void pasteImportFinished(bool succeeded) override;
-    bool audioPaste(const QString& name) override;
     // What an alert is about (a screen, in window mode).
     QObject* alertContext() const override { return nullptr; }
     FilePlayerPreview* preview() const { return mPreview.get(); }

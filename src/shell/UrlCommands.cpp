@@ -220,7 +220,7 @@ void UrlCommands::documentArrived(const QString& target)
 
 void UrlCommands::runCommand(const QUrl& url)
 {
-    if (url.host().compare(kAddFromPaste, Qt::CaseInsensitive) != 0)
+    if (url.host().compare(kAddFromPaste, Qt::CaseInsensitive) != 0 || !mPaste)
         return;
     addFromPaste(pasteName(url.query(QUrl::FullyDecoded)));
 }
@@ -235,7 +235,7 @@ void UrlCommands::addFromPaste(const QString& name)
         if (name.contains(QChar(0)))
             platform::log(QStringLiteral("Refused the paste name '%1': it holds a NUL character").arg(name));
         else
-            pasted = mDelegate->audioPaste(name);
+            pasted = mPaste(name);
         mDelegate->pasteImportFinished(pasted);
     });
 }

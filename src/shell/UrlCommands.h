@@ -26,8 +26,6 @@ public:
     // The overlay of an import from the pasteboard: shown, then ended with its outcome.
     virtual void pasteImportStarted(const QString& message) = 0;
     virtual void pasteImportFinished(bool succeeded) = 0;
-    // Imports the audio on the general pasteboard into the library under name.
-    virtual bool audioPaste(const QString& name) = 0;
     // What alerts are about.
     virtual QObject* alertContext() const = 0;
 };
@@ -39,6 +37,8 @@ class UrlCommands : public QObject {
     Q_OBJECT
 public:
     using Answer = std::function<void(bool handled)>;
+    // Imports the audio on the general pasteboard into the library under name; true when it did.
+    using PasteHandler = std::function<bool(const QString& name)>;
 
     explicit UrlCommands(UrlCommandsDelegate* delegate, QObject* parent = nullptr);
     ~UrlCommands() override;
@@ -47,6 +47,9 @@ public:
     void openURL(const QUrl& url, const OpenURLOptions& options, const Answer& answer);
     // The URL scheme of the program that last started an import ("wavelocker.import").
     const QString& importingScheme() const { return mImportingScheme; }
+
+    // What "addFromPaste" runs; without one the command is one this program doesn't know.
+    void setPasteHandler(PasteHandler handler) { mPaste = std::move(handler); }
 
     // A download that sends more, or stays silent longer, is stopped.
     void setDownloadLimits(qint64 maxBytes, int stallTimeoutMs);
@@ -73,6 +76,7 @@ private:
 
     UrlCommandsDelegate* mDelegate;
     QString mImportingScheme;
+    PasteHandler mPaste;
     std::unique_ptr<QNetworkAccessManager> mNetwork;
     qint64 mMaxDownloadBytes;
     int mStallTimeoutMs;

@@ -83,7 +83,7 @@ TEST(UrlCommandsWindow, ShowImportAndHandOverReachTheBrowserAndTheEditor)
     EXPECT_TRUE(waitUntil([&] { return app.detailViewController()->detailItem() == lib + "/Mixer - Take.wav"; }, 10000));
 }
 
-TEST(UrlCommandsWindow, PasteCommandShowsItsOverlayAndWaitsOneSecond)
+TEST(UrlCommandsWindow, PasteCommandShowsItsOverlayAndPastesOneSecondLater)
 {
     TempTree tree;
     tree.library();
@@ -92,6 +92,16 @@ TEST(UrlCommandsWindow, PasteCommandShowsItsOverlayAndWaitsOneSecond)
     app.didFinishLaunching();
     app.window()->show();
 
+    // Without a paste handler the command is one the program doesn't know: nothing happens.
+    EXPECT_EQ(open(app, "wavelockercmd://addFromPaste?x"), true);
+    EXPECT_EQ(app.pasteOverlay(), nullptr);
+
+    QStringList names;
+    bool succeed = false;
+    app.urlCommands()->setPasteHandler([&](const QString& name) {
+        names << name;
+        return succeed;
+    });
     QElapsedTimer clock;
     clock.start();
     EXPECT_EQ(open(app, "wavelockercmd://addFromPaste?My%2FLoop"), true);
@@ -100,8 +110,17 @@ TEST(UrlCommandsWindow, PasteCommandShowsItsOverlayAndWaitsOneSecond)
     EXPECT_EQ(overlay->message(), "Importing Audio...");
     EXPECT_TRUE(overlay->progressVisible());
     EXPECT_FLOAT_EQ(overlay->progress(), 1.0f);
-    // Nothing on the pasteboard: after the second, the overlay says so until dismissed.
+    // The paste runs a second later, under the name with "/" made "_".
     ASSERT_TRUE(waitUntil([&] { return overlay->message() != "Importing Audio..."; }, 5000));
     EXPECT_GE(clock.elapsed(), 1000);
+    EXPECT_EQ(names, QStringList{"My_Loop"});
     EXPECT_EQ(overlay->message(), "Sorry\nCould not import audio");
+    overlay->dismiss();
+
+    succeed = true;
+    EXPECT_EQ(open(app, "wavelockercmd://addFromPaste?Take"), true);
+    ProgressHUD* second = app.pasteOverlay();
+    ASSERT_NE(second, nullptr);
+    ASSERT_TRUE(waitUntil([&] { return names.size() == 2; }, 5000));
+    EXPECT_EQ(second->message(), "Done");
 }

@@ -273,11 +273,6 @@ void AppWindow::pasteImportFinished(bool succeeded)
         mPasteOverlay->makeDismissMessage(QStringLiteral("Sorry\nCould not import audio"));
 }
 
-bool AppWindow::audioPaste(const QString& name)
-{
-    return AppDelegate::audioPaste(name);
-}
-
 SettingsViewController* AppWindow::settingsViewController() const
 {
     return mSettings ? qobject_cast<SettingsViewController*>(mSettings->viewControllers().value(0)) : nullptr;

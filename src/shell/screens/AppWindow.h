@@ -45,7 +45,6 @@ public:
     void popToRootBrowser() override;
     void pasteImportStarted(const QString& message) override;
     void pasteImportFinished(bool succeeded) override;
-    bool audioPaste(const QString& name) override;
     ProgressHUD* pasteOverlay() const;
 
     QWidget* window() const { return mWindow.get(); }
