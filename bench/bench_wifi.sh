@@ -127,7 +127,8 @@ for i in $(seq 1 "$SMALL_FILES"); do head -c "${SMALL_KB}K" /dev/urandom > "$W/s
 : > "$W/ours.cfg"
 : > "$W/theirs.cfg"
 for i in $(seq 1 "$SMALL_FILES"); do
-  printf 'form = "path=/up-small/"\nform = "files[]=@%s"\nurl = "%s/upload"\noutput = "/dev/null"\nnext\n' \
+  [ "$i" -gt 1 ] && echo next >> "$W/ours.cfg"
+  printf 'form = "path=/up-small/"\nform = "files[]=@%s"\nurl = "%s/upload"\noutput = "/dev/null"\n' \
     "$W/small/loop $i.wav" "$OURS" >> "$W/ours.cfg"
   printf 'upload-file = "%s"\nurl = "%s/up-small/loop%d.wav"\noutput = "/dev/null"\n' "$W/small/loop $i.wav" "$THEIRS" "$i" >> "$W/theirs.cfg"
 done
@@ -146,7 +147,8 @@ size=$(stat -c %s "$LIB/big.bin")
 : > "$W/pieces.cfg"
 offset=0
 for piece in "$W"/pieces/p*; do
-  printf 'data-binary = "@%s"\nurl = "%s/upload-chunk?id=benchbenchbench0001&offset=%d&size=%d&path=/up/&name=pieces.bin"\noutput = "/dev/null"\nnext\n' \
+  [ "$offset" -gt 0 ] && echo next >> "$W/pieces.cfg"
+  printf 'data-binary = "@%s"\nurl = "%s/upload-chunk?id=benchbenchbench0001&offset=%d&size=%d&path=/up/&name=pieces.bin"\noutput = "/dev/null"\n' \
     "$piece" "$OURS" "$offset" "$size" >> "$W/pieces.cfg"
   offset=$((offset + $(stat -c %s "$piece")))
 done

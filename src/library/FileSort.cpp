@@ -18,6 +18,8 @@ std::atomic_int gMode{kNotLoaded};
 
 int validMode(int mode) { return mode >= 0 && mode < kModeCount ? mode : kByName; }
 
+}  // namespace
+
 QCollator nameCollator()
 {
     // The "C" locale turns the collator into a plain code-point compare without numeric
@@ -30,6 +32,8 @@ QCollator nameCollator()
     collator.setCaseSensitivity(Qt::CaseInsensitive);
     return collator;
 }
+
+namespace {
 
 struct Keyed {
     const LibraryItem* item;

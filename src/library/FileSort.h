@@ -1,6 +1,8 @@
 #pragma once
 #include "library/LibraryItem.h"
 
+#include <QCollator>
+
 // The process-wide sort mode of the browsers and the order it gives a folder's items.
 namespace FileSort {
 
@@ -20,5 +22,8 @@ int modeFromName(const QString& name);
 // System items last, folders first, then by mode: names case-insensitively with digit runs
 // compared as numbers, dates newest first, sizes largest first (folders never by size).
 void sortFileList(LibraryItemList& list, int mode);
+
+// Names compared as people expect: case-insensitively, digit runs as numbers.
+QCollator nameCollator();
 
 }  // namespace FileSort

@@ -7,8 +7,10 @@
 
 #include <jack/jack.h>
 #include <jack/metadata.h>
+#include <jack/midiport.h>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 namespace platform {
 namespace {
@@ -40,6 +42,7 @@ struct HostEngine::Ports {
     std::array<jack_port_t*, kHostChannels> out{};
     std::array<jack_port_t*, kHostChannels> receiver{};
     std::array<jack_port_t*, kHostChannels> sender{};
+    jack_port_t* midiIn = nullptr;
 };
 
 HostEngine::HostEngine(QString clientName, QObject* parent)
@@ -129,6 +132,11 @@ bool HostEngine::openClient(bool quiet)
                                  QLatin1String(kReceiverTitle) + QLatin1Char(' ') + n, kReceiverTitle);
         ports->sender[i] = reg(QLatin1String(kSenderName) + QLatin1Char('_') + n, JackPortIsOutput,
                                QLatin1String(kSenderTitle) + QLatin1Char(' ') + n, kSenderTitle);
+    }
+    ports->midiIn = jack_port_register(c, kMidiInName, JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);
+    if (!ports->midiIn) {
+        log(QStringLiteral("Could not register JACK port %1").arg(QLatin1String(kMidiInName)));
+        ok = false;
     }
     if (!ok) {
         jack_client_close(c);
@@ -318,6 +326,11 @@ QStringList HostEngine::senderPortNames() const { return mPorts ? namesOf(mPorts
 
 QStringList HostEngine::outputPortNames() const { return mPorts ? namesOf(mPorts->out) : QStringList(); }
 
+QString HostEngine::midiInputPortName() const
+{
+    return mPorts ? QString::fromUtf8(jack_port_name(mPorts->midiIn)) : QString();
+}
+
 void HostEngine::performAsync(std::function<void()> block, std::function<void()> response)
 {
     if (!mRunning) {
@@ -356,8 +369,20 @@ void HostEngine::runPendingHere()
     RealtimeLog::drain();
 }
 
+void HostEngine::Batch::commit()
+{
+    if (std::exchange(mDone, true))
+        return;
+    if (--mEngine.mBatchDepth == 0 && std::exchange(mEngine.mBatchDirty, false))
+        mEngine.publishGraph();
+}
+
 void HostEngine::publishGraph()
 {
+    if (mBatchDepth > 0) {
+        mBatchDirty = true;
+        return;
+    }
     auto* fresh = new HostGraph(mGraph);
     if (!mRunning) {
         delete std::exchange(mAudioGraph, fresh);
@@ -518,6 +543,18 @@ int HostEngine::processCycle(uint32_t frames)
     }
     AudioTimeStamp time;
     time.sampleTime = double(jack_last_frame_time(client(mClient)));
+    void* midi = jack_port_get_buffer(mPorts->midiIn, frames);
+    const uint32_t events = jack_midi_get_event_count(midi);
+    for (uint32_t i = 0; i < events && time.midiCount < kMaxMidiEvents; ++i) {
+        jack_midi_event_t event;
+        if (jack_midi_event_get(&event, midi, i) != 0 || event.size == 0 || event.size > 3)
+            continue;  // system exclusive messages are not passed on
+        HostMidiEvent& e = mMidi[time.midiCount++];
+        e.frame = event.time;
+        e.size = uint8_t(event.size);
+        std::memcpy(e.data, event.buffer, event.size);
+    }
+    time.midi = mMidi.data();
     mAudioGraph->render({in.data(), out.data(), sender.data(), scratch.data()}, frames, time);
     return 0;
 }

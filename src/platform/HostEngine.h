@@ -32,6 +32,9 @@ public:
     static constexpr const char* kReceiverTitle = "Recording Input";
     static constexpr const char* kSenderName = "Audio Output";
     static constexpr const char* kSenderTitle = "Playback Output";
+    // MIDI from other programs (a keyboard, a sequencer) for hosted instruments.
+    static constexpr const char* kMidiInName = "MIDI In";
+    static constexpr size_t kMaxMidiEvents = 512;  // a cycle's events beyond these are dropped
     static constexpr double kDefaultSampleRate = 44100;
     // The settings key naming the JACK server to use (empty: the default server).
     static constexpr const char* kServerNameSetting = "JackServerName";
@@ -75,6 +78,21 @@ public:
     void removeInputReceiver(const HostInputReceiver* receiver);
     void setSenderChannel(const HostChannel* channel);
 
+    // Graph edits made while a batch lives reach the audio thread together, as one graph,
+    // when it commits (or ends), so no cycle ever renders half of a rebuild.
+    class Batch {
+    public:
+        explicit Batch(HostEngine& engine) : mEngine(engine) { ++mEngine.mBatchDepth; }
+        ~Batch() { commit(); }
+        Batch(const Batch&) = delete;
+        Batch& operator=(const Batch&) = delete;
+        void commit();
+
+    private:
+        HostEngine& mEngine;
+        bool mDone = false;
+    };
+
     // Runs block on the audio thread at the start of a cycle (here and now when the engine
     // is not running), then response on the main thread. Either may be empty.
     void performAsync(std::function<void()> block, std::function<void()> response);
@@ -87,6 +105,7 @@ public:
     QStringList receiverPortNames() const;
     QStringList senderPortNames() const;
     QStringList outputPortNames() const;
+    QString midiInputPortName() const;
 
     std::function<void(bool running)> onRunningChanged;
     std::function<void()> onConnectionsChanged;
@@ -123,9 +142,12 @@ private:
     int mInputChannels = 0;
     double mLastRate = kDefaultSampleRate;
 
+    int mBatchDepth = 0;
+    bool mBatchDirty = false;
     HostGraph mGraph;                  // the main thread's copy
     HostGraph* mAudioGraph = nullptr;  // owned; only the audio thread reads it while running
     std::array<std::vector<float>, kHostChannels> mScratch;
+    std::array<HostMidiEvent, kMaxMidiEvents> mMidi{};
 
     SpscRing<Message*> mToAudio;
     SpscRing<Message*> mFromAudio;

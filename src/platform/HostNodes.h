@@ -9,8 +9,18 @@ namespace platform {
 // The working format: non-interleaved 32-bit float, two channels, at the server's rate.
 inline constexpr int kHostChannels = 2;
 
+// One short MIDI message received in a cycle, at its frame within the cycle.
+struct HostMidiEvent {
+    uint32_t frame = 0;
+    uint8_t size = 0;
+    uint8_t data[3] = {};
+};
+
 struct AudioTimeStamp {
     double sampleTime = 0;  // frames since the engine's clock began
+    // What arrived at the MIDI input port in this cycle, in time order.
+    const HostMidiEvent* midi = nullptr;
+    uint32_t midiCount = 0;
 };
 
 // A source of audio mixed into the main output.

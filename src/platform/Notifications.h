@@ -17,6 +17,8 @@ inline constexpr QLatin1String kAppImportStarted{"AppImportStarted"};
 inline constexpr QLatin1String kRemoteTogglePlay{"AudioEngineRemoteTogglePlay"};
 inline constexpr QLatin1String kRemoteToggleRecord{"AudioEngineRemoteToggleRecord"};
 inline constexpr QLatin1String kRemoteRewind{"AudioEngineRemoteRewind"};
+// The engine's source channel or its slots changed.
+inline constexpr QLatin1String kUpdatedIAAGraph{"AudioEngineUpdatedIAAGraph"};
 
 // The audio server went away, and came back (object: the host engine).
 inline constexpr QLatin1String kInterruptionBegan{"HostEngineSessionInterruptionBegan"};

@@ -59,12 +59,16 @@ void setup()
     controller->setServerName(platform::Settings::value(QLatin1String(platform::HostEngine::kServerNameSetting)).toString());
     // The server's buffer size is every client's latency: it changes only when the user asks.
     controller->setSessionActive(true);
-    controller->onSampleRateChanged = [](double rate) { FilePlayer::sharedPlayer()->configureFormats(rate); };
+    controller->onSampleRateChanged = [](double rate) {
+        FilePlayer::sharedPlayer()->configureFormats(rate);
+        detail::followSampleRate();
+    };
     controller->onRunningChanged = [](bool running) {
         platform::log(QStringLiteral("AudioUnit: IsRunningCallback: %1").arg(int(running)));
         updateIdleInhibit();
     };
     FilePlayer::sharedPlayer()->setupWithAudioController(controller);
+    s.mediaPlayer = std::make_unique<platform::MediaPlayerService>([](int event) { remoteControlEvent(event); });
     start();
 
     platform::log(QStringLiteral("Setting up Audiobus"));
@@ -78,7 +82,13 @@ void setup()
     // The level controller goes on only once the graph above is live on the audio thread.
     controller->performAsync({}, [] { addLevelController(); });
     controller->onConnectionsChanged = [] { detail::connectionsChanged(); };
-    QObject::connect(FilePlayer::sharedPlayer(), &FilePlayer::playingChanged, controller, [] { updateIdleInhibit(); });
+    fakePlayerRau();
+    loadDownloadableIaaList();
+    refreshAUList();
+    QObject::connect(FilePlayer::sharedPlayer(), &FilePlayer::playingChanged, controller, [] {
+        updateIdleInhibit();
+        updateNowPlaying();
+    });
     // The input heard through the speakers is never left on across a server going away: when
     // it returns, nothing says the routing that justified it is still there. An engine that
     // ran for monitoring runs again at once, hardware connected, its input muted.
@@ -98,6 +108,7 @@ void teardown()
 {
     detail::State& s = state();
     FilePlayer::sharedPlayer()->stop();
+    detail::teardownUnits();
     s.controller.reset();
     s = detail::State{};
     gRecording = false;
@@ -139,7 +150,8 @@ bool maybeStop()
         return false;
     if (FilePlayer::sharedPlayer()->isPlaying())
         return false;
-    // Hosted units come with the plugin slots; until then none is ever live.
+    if (iaaRunning())
+        return false;
     if (s.source && s.source == s.mainInput && !s.mainInput->isMuted())
         return false;
     if (s.controller)
@@ -214,6 +226,7 @@ void setRecState(bool recording)
 {
     gRecording.store(recording, std::memory_order_relaxed);
     updateIdleInhibit();
+    updateNowPlaying();
 }
 bool recState() { return gRecording.load(std::memory_order_relaxed); }
 void setRecordingPosition(double samples) { gRecordingPosition.store(samples, std::memory_order_relaxed); }

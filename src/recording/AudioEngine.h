@@ -1,5 +1,9 @@
 #pragma once
+#include "platform/lv2/Lv2Plugin.h"
+#include "recording/RemoteAU.h"
+
 #include <QString>
+#include <QVariantList>
 #include <functional>
 #include <memory>
 
@@ -8,6 +12,7 @@ class HostEngine;
 class HostChannel;
 class HostReceiver;
 }  // namespace platform
+class RemoteAudioUnit;
 
 // The one process-wide audio engine: the host engine (a JACK client), the main input channel,
 // the file player's channel, the recorder and level controller on the source channel, the
@@ -71,5 +76,50 @@ bool appInBackground();
 
 void setAutoPlayNext(bool on);
 bool autoPlayNext();
+
+// The four plugin slots: 0 the source, 1-3 effects applied in order to the source. Putting
+// a unit in a slot takes it out of any other; the caller then calls updateIaaUnits.
+inline constexpr int kSlotCount = 4;
+void setRau(std::shared_ptr<RemoteAU> rau, int slot);
+// Settings (a plugin's saved state) the unit of a slot starts with when it is next created.
+void setRauState(int slot, const QByteArray& state);
+std::shared_ptr<RemoteAU> rauAtSlot(int slot);
+std::shared_ptr<RemoteAudioUnit> iaaAtSlot(int slot);
+bool iaaRunning();
+// The entry that makes the file player the source when it is in slot 0.
+std::shared_ptr<RemoteAU> fakePlayerRau();
+// Makes the slots' choice live; 0, or the error code of the last unit that failed (its slot
+// is emptied). Posts notifications::kUpdatedIAAGraph.
+int updateIaaUnits();
+std::shared_ptr<RemoteAudioUnit> createIaaUnit(const std::shared_ptr<RemoteAU>& rau, int* error);
+// "main input", "internal file player" or the unit's name.
+QString sourceName(const platform::HostChannel* channel);
+// Frames by which the effects in slots 1-3 delay the source, as they report it now.
+uint32_t effectLatency();
+// What hosted plugins that follow the transport hear; safe on the audio thread.
+platform::lv2::Transport transportState();
+// Opens the interface of the unit in a slot through the presenter the window installs.
+void gotoIaaApp(int slot);
+void setIaaInterfacePresenter(std::function<void(int slot, RemoteAudioUnit& unit)> presenter);
+// The alert for a unit's error code.
+void reportIaaError(int code);
+
+// Installed units (rescan: look for plugins installed or removed since the last scan).
+void refreshAUList(bool rescan = false);
+QList<std::shared_ptr<RemoteAU>> remoteSources();
+QList<std::shared_ptr<RemoteAU>> remoteFilters();
+std::shared_ptr<RemoteAU> findRau(const AudioComponentDescription& description);
+std::shared_ptr<RemoteAU> findRau(const QString& component);
+
+// The downloadable node list; done (optional) runs on the main thread when a fetch ended.
+QString downloadableListUrl();
+void loadDownloadableIaaList();
+void maybeFetchDownloadableIaaList(std::function<void()> done = {});
+void fetchDownloadableIaaList(std::function<void()> done = {});
+void selectDownloadableNodes();
+QVariantList downloadableSources();
+QVariantList downloadableFilters();
+AudioComponentDescription descriptionOfNode(const QVariantMap& entry);
+bool containsRAUWithACD(const QList<std::shared_ptr<RemoteAU>>& list, const AudioComponentDescription& description);
 
 }  // namespace AudioEngine

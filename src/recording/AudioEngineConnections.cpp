@@ -76,7 +76,18 @@ void onAudiobusSessionChanged()
         maybeStop();
 }
 
-void updateNowPlaying() {}
+// What the desktop's media controls show: playing while the player plays or a take records.
+void updateNowPlaying()
+{
+    platform::MediaPlayerService* media = detail::state().mediaPlayer.get();
+    if (!media)
+        return;
+    if (FilePlayer::sharedPlayer()->isPlaying() || recState())
+        media->setPlaybackStatus(QStringLiteral("Playing"));
+    else
+        media->setPlaybackStatus(FilePlayer::sharedPlayer()->type() != FilePlayer::kNone ? QStringLiteral("Paused")
+                                                                                        : QStringLiteral("Stopped"));
+}
 
 void updateAutoMonitoring(bool connectionChanged)
 {
@@ -85,13 +96,11 @@ void updateAutoMonitoring(bool connectionChanged)
     platform::log(QStringLiteral("auto-monitor..."));
     const platform::HostEngine* controller = audioController();
     const bool connected = controller && controller->receiverConnected();
-    // Hosted units arrive with the plugin slots; until then slot 0 never has a live one.
-    const bool liveUnit = false;
-    if (!liveUnit && connectionChanged) {
+    if (!iaaAtSlot(0) && connectionChanged) {
         setMonitoring(connected);
         return;
     }
-    if (liveUnit || sourceIsFilePlayer() || connected)
+    if (iaaRunning() || rauAtSlot(0) == fakePlayerRau() || connected)
         return;
     setMonitoring(false);
 }

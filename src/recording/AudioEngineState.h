@@ -1,5 +1,6 @@
 #pragma once
 #include "platform/HostEngine.h"
+#include "platform/MediaPlayerService.h"
 #include "platform/NotificationCenter.h"
 #include "recording/InputChannel.h"
 #include "recording/LevelController.h"
@@ -16,6 +17,7 @@ struct State {
     std::shared_ptr<platform::HostChannel> source;
     std::shared_ptr<platform::HostReceiver> recorder;
     std::shared_ptr<LevelController> levelController;
+    std::unique_ptr<platform::MediaPlayerService> mediaPlayer;
     bool audiobusConnected = false;
     bool receiverConnected = false;
     bool restartAfterInterruption = false;
@@ -25,5 +27,9 @@ struct State {
 
 State& state();
 std::atomic<float>& recLevelWord();
+// Empties the slots and lets go of the live units.
+void teardownUnits();
+// Makes the live units anew at the server's rate when it changed.
+void followSampleRate();
 
 }  // namespace AudioEngine::detail

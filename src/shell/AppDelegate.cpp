@@ -231,8 +231,10 @@ void AppDelegate::observeLifecycle()
 void AppDelegate::applicationDidBecomeActive()
 {
     AudioEngine::setAppInBackground(false);
-    if (mEngineSetUp)
+    if (mEngineSetUp) {
         AudioEngine::start();
+        AudioEngine::maybeFetchDownloadableIaaList();
+    }
 }
 
 void AppDelegate::applicationWillResignActive() {}

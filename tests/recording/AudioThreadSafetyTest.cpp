@@ -5,13 +5,16 @@
 #include "audiofiles/FilePlayer.h"
 #include "platform/HostEngine.h"
 #include "recording/AudioEngine.h"
+#include "recording/RemoteAudioUnit.h"
 #include "support/JackServer.h"
 #include "support/PlaybackFixtures.h"
 #include "support/ProbeNodes.h"
 #include "support/TempTree.h"
 
+#include <QProcess>
 #include <gtest/gtest.h>
 #include <atomic>
+#include <cmath>
 #include <dlfcn.h>
 #include <pthread.h>
 
@@ -155,5 +158,73 @@ TEST(AudioThread, NeverAllocatesNorLocks)
     EXPECT_GT(recorder->cycles(), 50);
     EXPECT_EQ(gAllocations.load(), 0);
     EXPECT_EQ(gLocks.load(), 0);
+    AudioEngine::teardown();
+}
+
+TEST(AudioThread, ThreeHostedEffectsAndAnInstrumentNeverAllocateNorLock)
+{
+    testsupport::TempTree tree;
+    testsupport::JackServer server(256);
+    ASSERT_TRUE(server.start());
+    AudioEngine::setup();
+    platform::HostEngine* controller = AudioEngine::audioController();
+    auto marker = std::make_shared<ThreadMarker>();
+    controller->addChannel(marker);
+    ASSERT_TRUE(testsupport::waitUntil([&] { return marker->mSeen.load(); }));
+    auto recorder = std::make_shared<testsupport::PeakReceiver>();
+    AudioEngine::setRecorder(recorder);
+
+    const QString audio = tree.path(QStringLiteral("a.wav"));
+    std::vector<float> samples(44100 * 4);
+    for (size_t i = 0; i < samples.size(); ++i)
+        samples[i] = 0.5f * std::sin(float(i) * 0.01f);
+    ASSERT_TRUE(testsupport::writeFloatWav(audio, 44100, 2, samples));
+    FilePlayer* player = FilePlayer::sharedPlayer();
+    ASSERT_TRUE(player->loadAudioURL(audio));
+    player->setLoop(true);
+
+    // A stereo effect, a mono one (two instances), and one with event ports and a latency.
+    AudioEngine::setRau(AudioEngine::fakePlayerRau(), 0);
+    const char* effects[] = {"http://drobilla.net/plugins/mda/Overdrive", "http://plugin.org.uk/swh-plugins/amp",
+                             "http://gareus.org/oss/lv2/dpl#stereo"};
+    for (int slot = 1; slot <= 3; ++slot) {
+        auto rau = AudioEngine::findRau(QString::fromLatin1(effects[slot - 1]));
+        ASSERT_TRUE(rau) << effects[slot - 1];
+        AudioEngine::setRau(rau, slot);
+    }
+    ASSERT_EQ(AudioEngine::updateIaaUnits(), 0);
+    player->play();
+    testsupport::waitUntil([] { return false; }, 300);  // first cycles of every plugin
+
+    gWatching = true;
+    testsupport::waitUntil([] { return false; }, 1000);
+    AudioEngine::iaaAtSlot(1)->plugin().setControlValue(QStringLiteral("drive"), 0.9f);
+    AudioEngine::setRau(AudioEngine::rauAtSlot(3), 1);  // a rebuild while it plays
+    EXPECT_EQ(AudioEngine::updateIaaUnits(), 0);
+    testsupport::waitUntil([] { return false; }, 500);
+    gWatching = false;
+    player->stop();
+
+    // An instrument played from the MIDI input.
+    AudioEngine::setRau(AudioEngine::findRau(QStringLiteral("http://drobilla.net/plugins/mda/Piano")), 0);
+    ASSERT_EQ(AudioEngine::updateIaaUnits(), 0);
+    QProcess sequencer;
+    sequencer.start(QStringLiteral("jack_midiseq"), {"wlsafetyseq", "11025", "0", "60", "5000", "4000", "64", "3000"});
+    ASSERT_TRUE(sequencer.waitForStarted());
+    ASSERT_TRUE(testsupport::waitUntil([&] { return server.ports().contains(QStringLiteral("wlsafetyseq:out")); }));
+    ASSERT_TRUE(server.connect(QStringLiteral("wlsafetyseq:out"), controller->midiInputPortName()));
+    testsupport::waitUntil([] { return false; }, 300);
+    recorder->reset();
+    gWatching = true;
+    testsupport::waitUntil([] { return false; }, 1000);
+    gWatching = false;
+    sequencer.kill();
+    sequencer.waitForFinished();
+
+    EXPECT_GT(recorder->peak(), 0.01f);
+    EXPECT_EQ(gAllocations.load(), 0);
+    EXPECT_EQ(gLocks.load(), 0);
+    for (int slot = 0; slot < AudioEngine::kSlotCount; ++slot)
+        AudioEngine::setRau(nullptr, slot);
     AudioEngine::teardown();
 }

@@ -4,6 +4,7 @@
 #include "library/Utils.h"
 #include "library/screens/MasterViewController.h"
 #include "recording/AudioServerStatus.h"
+#include "recording/screens/UnitControlPanel.h"
 #include "shell/FilePlayerPreview.h"
 #include "shell/screens/InfoViewController.h"
 #include "shell/screens/SettingsViewController.h"
@@ -69,6 +70,7 @@ void AppWindow::observeWindow()
     mWindow->addAction(mSettingsAction);
     connect(mSettingsAction, &QAction::triggered, this, &AppWindow::settingsTapped);
     addBarActions();
+    UnitControlPanel::installAsInterfacePresenter();
     mWindow->installEventFilter(this);
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
         if (state == Qt::ApplicationActive)

@@ -26,6 +26,11 @@ const QList<Command>& commands()
         {"render", "render FILE OUT [--start S] [--region START END] [--fade-in S] [--fade-out S] [--loop] [--seconds N]"
                    "  write what the file player plays as a 44.1 kHz float WAVE file", runRender},
         {"play", "play FILE [--buffer FRAMES]  play an audio or MIDI file through the audio engine to its end", runPlay},
+        {"units", "units                    list the installed plugin units: type, subtype, maker code, name, URI", runUnits},
+        {"process", "process IN OUT --effect URI [--effect URI ...] [--set URI:PORT=VALUE ...]\n"
+                    "                           run a file through up to three plugin effects, in order, into a\n"
+                    "                           32-bit float WAVE file",
+         runProcess},
     };
     return list;
 }

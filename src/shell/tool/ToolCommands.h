@@ -24,5 +24,7 @@ int runNormalize(const QStringList& args);
 int runTrim(const QStringList& args);
 int runPlay(const QStringList& args);
 int runRender(const QStringList& args);
+int runUnits(const QStringList& args);
+int runProcess(const QStringList& args);
 
 }  // namespace tool
