@@ -2,6 +2,7 @@
 
 #include "platform/AudioFileReader.h"
 #include "platform/HostGraph.h"
+#include "platform/Log.h"
 
 #include <chrono>
 
@@ -26,20 +27,34 @@ AudioRegionStream::AudioRegionStream(platform::AudioFileReader& reader, const Re
 {
     if (mRegion.loop && mRegion.end <= mRegion.loopStart)
         mRegion.loop = false;
-    if (mPosition > 0 && !mReader.seek(mPosition))
-        mSeekFailed = true;
-    if (mSeekFailed || mPosition >= mRegion.end) {
-        mEnded = !mRegion.loop || mSeekFailed;
-        if (mRegion.loop && !mSeekFailed) {
+    // The seek may decode far into a long compressed file: the worker does it, and the audio
+    // thread hears silence (and the clock waits) until the first frames are in.
+    mWorker = std::thread([this] {
+        if (start())
+            run();
+    });
+}
+
+bool AudioRegionStream::start()
+{
+    const bool loopOnly = mRegion.loop && mPosition >= mRegion.end;
+    bool seekFailed = mPosition > 0 && !mReader.seek(mPosition);
+    if (!seekFailed && mPosition >= mRegion.end) {
+        if (mRegion.loop) {
             mPosition = mRegion.loopStart;
-            mSeekFailed = !mReader.seek(mPosition);
-            mEnded = mSeekFailed;
+            seekFailed = !mReader.seek(mPosition);
+        } else {
+            mEnded = true;
         }
     }
-    if (!mEnded)
-        fill(kPrimeFrames);
-    if (!mEnded)
-        mWorker = std::thread([this] { run(); });
+    if (seekFailed) {
+        platform::log(loopOnly ? QStringLiteral("Could not schedule loop region")
+                               : QStringLiteral("Could not schedule play region"));
+        mEnded = true;
+    }
+    const bool more = !mEnded && fill(kPrimeFrames);
+    mPrimed.store(true, std::memory_order_release);
+    return more;
 }
 
 AudioRegionStream::~AudioRegionStream()
@@ -105,7 +120,8 @@ uint32_t AudioRegionStream::read(float* const* buffers, uint32_t frames)
         buffers[0][i] = mOut[2 * i];
         buffers[1][i] = mOut[2 * i + 1];
     }
-    if (ready < frames && !mEnded.load(std::memory_order_acquire))
+    // Waiting for the first frames is not the disk falling behind.
+    if (ready < frames && mPrimed.load(std::memory_order_acquire) && !mEnded.load(std::memory_order_acquire))
         mUnderruns.fetch_add(1, std::memory_order_relaxed);
     return ready;
 }

@@ -24,14 +24,14 @@ public:
     };
 
     // The reader must already deliver float32 at the output rate; it stays the caller's and
-    // must outlive the stream. The first frames are read before the constructor returns.
+    // must outlive the stream. The seek and the first frames happen on the stream's worker;
+    // a region that can't be reached is logged there and plays as silence.
     AudioRegionStream(platform::AudioFileReader& reader, const Region& region, double outputRate);
     ~AudioRegionStream();  // stops and joins the worker
     AudioRegionStream(const AudioRegionStream&) = delete;
     AudioRegionStream& operator=(const AudioRegionStream&) = delete;
 
     const Region& region() const { return mRegion; }
-    bool seekFailed() const { return mSeekFailed; }
 
     // Audio thread: up to `frames` frames into two channel buffers; answers how many came.
     uint32_t read(float* const* buffers, uint32_t frames);
@@ -43,6 +43,7 @@ public:
     void waitFor(uint32_t frames) const;
 
 private:
+    bool start();
     bool fill(int64_t maxFrames);
     void run();
 
@@ -50,13 +51,13 @@ private:
     Region mRegion;
     int mFileChannels;
     int64_t mPosition;  // next frame the worker reads
-    bool mSeekFailed = false;
     platform::SpscRing<float> mRing;
     std::vector<float> mFileChunk;
     std::vector<float> mStereoChunk;
     std::vector<float> mOut;  // the audio thread's interleaved scratch
     std::atomic<bool> mStop{false};
     std::atomic<bool> mEnded{false};
+    std::atomic<bool> mPrimed{false};
     std::atomic<uint64_t> mUnderruns{0};
     std::thread mWorker;
 };

@@ -243,9 +243,6 @@ void FilePlayer::play()
         region.loopStart = std::llround(mRegionStart * mOutputRate);
         region.loop = mLoop;
         auto stream = std::make_unique<AudioRegionStream>(*mReader, region, mOutputRate);
-        if (stream->seekFailed())
-            platform::log(mLoop && region.first >= region.end ? QStringLiteral("Could not schedule loop region")
-                                                              : QStringLiteral("Could not schedule play region"));
         withRenderHeld([&] {
             mStream = std::move(stream);
             mPlayFrames = 0;

@@ -2,6 +2,7 @@
 
 #include "library/Utils.h"
 #include "platform/Log.h"
+#include "platform/PartFile.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -11,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <sys/stat.h>
+#include <vector>
 
 namespace FileActions {
 namespace {
@@ -210,12 +212,60 @@ std::optional<quint64> folderSize(const QString& path, const std::atomic<bool>* 
 }
 
 namespace {
-bool copyInto(const QString& source, const QString& target, QString* error)
+constexpr qint64 kCopyChunkBytes = 1 << 20;
+const QString kCancelled = QStringLiteral("Cancelled");
+
+bool cancelled(const CopyControl& control) { return control.cancel && control.cancel->load(); }
+
+// A file's bytes into out, in chunks so that a cancel is heard; on failure out is removed.
+bool copyFileData(const QString& source, QFile& out, QString& why, CopyControl& control)
 {
-    QString& why = *error;
+    QFile in(source);
+    if (!in.open(QIODevice::ReadOnly)) {
+        why = in.errorString();
+        out.remove();
+        return false;
+    }
+    std::vector<char> chunk(kCopyChunkBytes);
+    for (;;) {
+        if (cancelled(control)) {
+            why = kCancelled;
+            break;
+        }
+        const qint64 n = in.read(chunk.data(), qint64(chunk.size()));
+        if (n < 0) {
+            why = in.errorString();
+            break;
+        }
+        if (n == 0) {
+            out.setPermissions(in.permissions());
+            if (out.flush())
+                return true;
+            why = out.errorString();
+            break;
+        }
+        if (out.write(chunk.data(), n) != n) {
+            why = out.errorString();
+            break;
+        }
+        control.copied += quint64(n);
+        if (control.progress)
+            control.progress(control.copied);
+    }
+    out.close();
+    out.remove();
+    return false;
+}
+
+bool copyInto(const QString& source, const QString& target, QString& why, CopyControl& control)
+{
     const QFileInfo info(source);
     if (taken(target)) {
         why = QStringLiteral("'%1' already exists").arg(nameOf(target));
+        return false;
+    }
+    if (cancelled(control)) {
+        why = kCancelled;
         return false;
     }
     if (info.isSymLink() && info.isDir()) {
@@ -226,10 +276,10 @@ bool copyInto(const QString& source, const QString& target, QString* error)
         return false;
     }
     if (!info.isDir()) {
-        QFile file(source);
-        if (file.copy(target))
-            return true;
-        why = file.errorString();
+        QFile out(target);
+        if (out.open(QIODevice::WriteOnly | QIODevice::NewOnly))
+            return copyFileData(source, out, why, control);
+        why = out.errorString();
         return false;
     }
     if (!QDir().mkdir(target)) {
@@ -239,7 +289,7 @@ bool copyInto(const QString& source, const QString& target, QString* error)
     const QStringList names =
         QDir(source).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
     for (const QString& name : names) {
-        if (!copyInto(source + QLatin1Char('/') + name, target + QLatin1Char('/') + name, &why)) {
+        if (!copyInto(source + QLatin1Char('/') + name, target + QLatin1Char('/') + name, why, control)) {
             QDir(target).removeRecursively();
             return false;
         }
@@ -248,26 +298,51 @@ bool copyInto(const QString& source, const QString& target, QString* error)
 }
 }  // namespace
 
-bool copyItem(const QString& source, const QString& target, QString* error)
+bool copyItem(const QString& source, const QString& target, QString* error, CopyControl* control)
 {
     QString ignored;
     QString& why = error ? *error : ignored;
+    CopyControl none;
+    CopyControl& copy = control ? *control : none;
     const QFileInfo info(source);
-    // A file copy is already built aside and renamed without replacing; a folder is built
-    // under a hidden name, so a failure or a kill never leaves half a folder under its name.
-    if (!info.isDir() || info.isSymLink())
-        return copyInto(source, target, &why);
     if (taken(target)) {
         why = QStringLiteral("'%1' already exists").arg(nameOf(target));
         return false;
     }
-    const QString into = QFileInfo(QFileInfo(target).path()).canonicalFilePath() + QLatin1Char('/');
-    if (into.startsWith(info.canonicalFilePath() + QLatin1Char('/'))) {
-        why = QStringLiteral("'%1' can't be copied into itself").arg(nameOf(source));
+    if (!info.isDir()) {
+        // A file is written into a part file that is locked while it is written, so that the
+        // clean-up of another process starting meanwhile leaves it alone.
+        // The extension helps nothing here, and an odd one would make the name not ours.
+        const std::unique_ptr<PartFile> part = PartFile::create(QFileInfo(target).path());
+        if (!part) {
+            why = QStringLiteral("Could not create '%1'").arg(nameOf(target));
+            return false;
+        }
+        QFile out(part->path());
+        if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+            why = out.errorString();
+            return false;
+        }
+        if (!copyFileData(source, out, why, copy))
+            return false;
+        out.close();
+        if (part->commit(target, false))
+            return true;
+        why = taken(target) ? QStringLiteral("'%1' already exists").arg(nameOf(target))
+                            : QStringLiteral("Could not write '%1'").arg(nameOf(target));
         return false;
     }
+    if (!info.isSymLink()) {
+        const QString into = QFileInfo(QFileInfo(target).path()).canonicalFilePath() + QLatin1Char('/');
+        if (into.startsWith(info.canonicalFilePath() + QLatin1Char('/'))) {
+            why = QStringLiteral("'%1' can't be copied into itself").arg(nameOf(source));
+            return false;
+        }
+    }
+    // Built under a hidden name beside the target and renamed without replacing, so a failure,
+    // a cancel or a kill never leaves half a folder under its name.
     const QString part = Utils::partPathBeside(target);
-    if (part.isEmpty() || !copyInto(source, part, &why)) {
+    if (part.isEmpty() || !copyInto(source, part, why, copy)) {
         if (!part.isEmpty())
             Utils::removeItem(part);
         return false;

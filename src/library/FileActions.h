@@ -4,6 +4,7 @@
 #include <QString>
 #include <QStringList>
 #include <atomic>
+#include <functional>
 #include <optional>
 #include <utility>
 
@@ -51,9 +52,16 @@ QString noteForFile(const QString& path);
 // The bytes of every file below path, links not followed; nullopt when cancelled.
 std::optional<quint64> folderSize(const QString& path, const std::atomic<bool>* cancel = nullptr);
 
-// Copies a file or a whole folder to target, which must not exist yet; on failure nothing
-// is left at target and error says why.
-bool copyItem(const QString& source, const QString& target, QString* error = nullptr);
+// What a long copy listens to and tells: a flag that stops it, and the bytes copied so far.
+struct CopyControl {
+    const std::atomic<bool>* cancel = nullptr;
+    std::function<void(quint64 copied)> progress;
+    quint64 copied = 0;
+};
+
+// Copies a file or a whole folder to target, which must not exist yet; on failure or when
+// cancelled nothing is left at target and error says why ("Cancelled").
+bool copyItem(const QString& source, const QString& target, QString* error = nullptr, CopyControl* control = nullptr);
 // Saves a copy of path into folder under a free name; the copy's path, or empty after an alert.
 QString exportCopy(const QString& path, const QString& folder);
 

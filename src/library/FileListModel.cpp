@@ -7,10 +7,13 @@
 #include "library/RowTexts.h"
 #include "library/SearchFilter.h"
 #include "library/Utils.h"
+#include "platform/Log.h"
 
 #include <QPointer>
 
 namespace {
+constexpr int kSettleIntervalMs = 500;
+
 std::optional<LibraryItemList> sortedListing(const QString& folder, const std::atomic_bool* cancel)
 {
     std::optional<LibraryItemList> list = listFolder(folder, cancel);
@@ -20,7 +23,12 @@ std::optional<LibraryItemList> sortedListing(const QString& folder, const std::a
 }
 }  // namespace
 
-FileListModel::FileListModel(QObject* parent) : QAbstractListModel(parent) {}
+FileListModel::FileListModel(QObject* parent) : QAbstractListModel(parent)
+{
+    mCheckNewFiles.setSingleShot(true);
+    mCheckNewFiles.setInterval(kSettleIntervalMs);
+    connect(&mCheckNewFiles, &QTimer::timeout, this, &FileListModel::checkNewFilesFinished);
+}
 
 FileListModel::~FileListModel() { cancelUpdate(); }
 
@@ -30,21 +38,27 @@ void FileListModel::update()
 {
     mCancel->store(false);
     const QPointer<FileListModel> self(this);
-    fileListUpdateQueue().async([self, folder = mFolder, cancel = mCancel] {
+    const quint64 generation = ++mListingsAsked;
+    fileListUpdateQueue().async([self, folder = mFolder, cancel = mCancel, generation] {
         std::optional<LibraryItemList> list = sortedListing(folder, cancel.get());
         if (!list)
             return;
-        platform::runOnMain([self, list = std::move(*list)]() mutable {
+        platform::runOnMain([self, list = std::move(*list), generation]() mutable {
             if (self)
-                self->applyListing(std::move(list));
+                self->applyListing(std::move(list), generation);
         });
     });
 }
 
 void FileListModel::cancelUpdate() { mCancel->store(true); }
 
-void FileListModel::applyListing(LibraryItemList list)
+void FileListModel::applyListing(LibraryItemList list, quint64 generation)
 {
+    // A listing that lands after a later one (an outside change listed while it waited for
+    // the main thread) would bring back a folder that no longer is.
+    if (generation < mListingShown)
+        return;
+    mListingShown = generation;
     beginResetModel();
     if (!mSearching)
         mShown = list;
@@ -59,33 +73,90 @@ FileListModel::ExternalChange FileListModel::updateDirExternal()
 {
     const LibraryItemList oldList = mOriginal;
     std::optional<LibraryItemList> newList;
+    const quint64 generation = ++mListingsAsked;
     fileListUpdateQueue().sync([&] { newList = sortedListing(mFolder, mCancel.get()); });
     if (!newList)
         return {};
+    const bool wasLoaded = mLoaded;
     const FileListDiff diff = diffFileLists(oldList, *newList);
     ExternalChange change;
     for (const int row : diff.deletedRows)
         change.removed.append(oldList[row]);
     for (const int row : diff.insertedRows)
         change.inserted.append((*newList)[row]);
-    for (const LibraryItem& item : std::as_const(change.removed))
+    for (const LibraryItem& item : std::as_const(change.removed)) {
         mArriving.remove(item.path);
-
-    if (mSearching || !mLoaded) {
-        applyListing(*newList);
-        return change;
+        mAddingFileList.removeIf([&](const LibraryItem& adding) { return adding.path == item.path; });
     }
+
+    if (mSearching || !mLoaded)
+        applyListing(*newList, generation);
+    else
+        applyExternalChange(diff, *newList, generation);
+    // Before the first listing nothing was shown, so nothing arrives: the folder is as found.
+    if (wasLoaded)
+        startArriving(change.inserted);
+    return change;
+}
+
+void FileListModel::applyExternalChange(const FileListDiff& diff, const LibraryItemList& newList, quint64 generation)
+{
+    mListingShown = generation;
     // Removals from the bottom up keep the lower rows' numbers valid.
     for (auto it = diff.deletedRows.crbegin(); it != diff.deletedRows.crend(); ++it) {
         beginRemoveRows({}, *it, *it);
         mShown.removeAt(*it);
         endRemoveRows();
     }
-    applyExternalListing(*newList);
+    applyExternalListing(newList);
     for (const int row : diff.reloadedRows)
         emit dataChanged(index(row), index(row));
     emit headerTextChanged();
-    return change;
+}
+
+void FileListModel::startArriving(const LibraryItemList& inserted)
+{
+    for (const LibraryItem& item : inserted) {
+        if (item.isDirectory)
+            continue;
+        mAddingFileList.append(item);
+        setArriving(item.path, true);
+    }
+    if (!mAddingFileList.isEmpty())
+        mCheckNewFiles.start();  // restarting drops a pending check
+}
+
+void FileListModel::checkNewFilesFinished()
+{
+    if (isCancelled())
+        return;
+    qint64 total = 0;
+    for (LibraryItem& item : mAddingFileList) {
+        refreshItemStatus(item);
+        total += item.size;
+    }
+    if (total != mAddingTotal) {
+        // Still growing (or first look): settled only after one interval without change.
+        mAddingTotal = total;
+        mCheckNewFiles.start();
+        return;
+    }
+    mAddingTotal = -1;
+    int lastRow = -1;
+    for (const LibraryItem& item : std::as_const(mAddingFileList)) {
+        refreshItem(item.path);
+        setArriving(item.path, false);
+        lastRow = qMax(lastRow, rowForItemWithPath(item.path));
+    }
+    const LibraryItem last = mAddingFileList.isEmpty() ? LibraryItem() : mAddingFileList.last();
+    mAddingFileList.clear();
+    QString openPath;
+    if (!last.path.isEmpty() && !last.isDirectory && last.path == Utils::lastNewFile()) {
+        platform::log(QStringLiteral("checkNewFiles: auto-opening item: %1").arg(last.path));
+        openPath = last.path;
+    }
+    Utils::clearLastNewFile();
+    emit arrivalsSettled(openPath, lastRow);
 }
 
 void FileListModel::applyExternalListing(const LibraryItemList& newList)

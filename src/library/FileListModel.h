@@ -3,12 +3,17 @@
 
 #include <QAbstractListModel>
 #include <QSet>
+#include <QTimer>
 #include <atomic>
 #include <memory>
 
+struct FileListDiff;
+
 // The list of one folder that a browser shows: the full sorted list, the shown (possibly
 // searched) list, and which rows are still arriving. Listings run on the library update
-// queue; every change of the lists happens on the main thread.
+// queue; every change of the lists happens on the main thread, and a listing never replaces
+// one that was made after it. Files that appear after the first listing arrive: their rows
+// stay dimmed until their sizes hold still for one settle interval.
 class FileListModel : public QAbstractListModel {
     Q_OBJECT
 public:
@@ -44,6 +49,7 @@ public:
     bool isCancelled() const { return mCancel->load(); }
     // Lists the folder synchronously on the update queue and turns the difference into row
     // removals, insertions, moves and reloads (never a reset). Run it with no search active.
+    // New files (not folders) begin to arrive.
     ExternalChange updateDirExternal();
 
     bool isLoaded() const { return mLoaded; }
@@ -63,6 +69,11 @@ public:
     // Arriving rows are drawn dimmed and take no input until they settle.
     void setArriving(const QString& path, bool arriving);
     bool isArriving(const QString& path) const { return mArriving.contains(path); }
+    const LibraryItemList& addingFileList() const { return mAddingFileList; }
+    // Re-reads the arriving files' sizes: once their total held still since the last check,
+    // they settle (arrivalsSettled); otherwise it looks again after the interval.
+    void checkNewFilesFinished();
+    void setSettleInterval(int ms) { mCheckNewFiles.setInterval(ms); }
     // Re-reads an item's size and date from disk and redraws its row.
     void refreshItem(const QString& path);
     void setPlayingPath(const QString& path);
@@ -75,10 +86,16 @@ public:
 signals:
     void listingFinished();
     void headerTextChanged();
+    // The arriving files settled. When the last of them is the library's last new file,
+    // openPath is it (the browser shows it; the slot is cleared); otherwise lastRow is the
+    // lowest of their rows.
+    void arrivalsSettled(const QString& openPath, int lastRow);
 
 private:
-    void applyListing(LibraryItemList list);
+    void applyListing(LibraryItemList list, quint64 generation);
+    void applyExternalChange(const FileListDiff& diff, const LibraryItemList& newList, quint64 generation);
     void applyExternalListing(const LibraryItemList& newList);
+    void startArriving(const LibraryItemList& inserted);
     void reloadRow(const QString& path);
 
     QString mFolder;
@@ -87,6 +104,12 @@ private:
     bool mLoaded = false;
     bool mSearching = false;
     QSet<QString> mArriving;
+    LibraryItemList mAddingFileList;
+    qint64 mAddingTotal = -1;
+    QTimer mCheckNewFiles;
+    // Listings are numbered as they are asked for; one lands only if none asked later has.
+    quint64 mListingsAsked = 0;
+    quint64 mListingShown = 0;
     QString mPlayingPath;
     // Shared with queued listings, which may outlive this model.
     std::shared_ptr<std::atomic_bool> mCancel = std::make_shared<std::atomic_bool>(false);

@@ -20,6 +20,12 @@ QList<ItemMenuEntry> itemMenuEntries(const QString& path, bool isDirectory, bool
     else
         entries << ItemMenuEntry::UnzipArchive;
     entries << ItemMenuEntry::CopyToDropbox << ItemMenuEntry::ExportShare;
+    // On the desktop clipboard as files, and for sampled audio on the AudioCopy history too.
+    if (!isSys)
+        entries << ItemMenuEntry::Copy;
+    if (!isDirectory && Utils::fileIsAudio(path) && type != QLatin1String("public.midi-audio")
+        && !Utils::fileIsSoundFont(path))
+        entries << ItemMenuEntry::AudioCopy;
     if (isDirectory)
         entries << ItemMenuEntry::ShowSize;
     else if (!Utils::fileIsText(path))
@@ -39,6 +45,8 @@ QString itemMenuTitle(ItemMenuEntry entry)
     case ItemMenuEntry::UnzipArchive: return QStringLiteral("Unzip Archive");
     case ItemMenuEntry::CopyToDropbox: return QStringLiteral("Copy to Dropbox");
     case ItemMenuEntry::ExportShare: return QStringLiteral("Export / Share");
+    case ItemMenuEntry::Copy: return QStringLiteral("Copy");
+    case ItemMenuEntry::AudioCopy: return QStringLiteral("AudioCopy");
     case ItemMenuEntry::ShowSize: return QStringLiteral("Show Size");
     case ItemMenuEntry::Note: return QStringLiteral("Note");
     case ItemMenuEntry::Delete: return QStringLiteral("Delete");

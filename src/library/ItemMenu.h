@@ -11,6 +11,8 @@ enum class ItemMenuEntry {
     UnzipArchive,
     CopyToDropbox,
     ExportShare,
+    Copy,
+    AudioCopy,
     ShowSize,
     Note,
     Delete,

@@ -2,6 +2,7 @@
 
 #include "library/Utils.h"
 #include "library/ZipArchive.h"
+#include "platform/Log.h"
 #include "platform/PartFile.h"
 #include "platform/ZipReader.h"
 
@@ -92,6 +93,7 @@ bool zipItem(const QString& item, const QString& folder, ZipArchiveDelegate* del
     // Written aside and moved in when complete, so the folder never shows half an archive.
     ZipArchive zip;
     zip.setDelegate(delegate);
+    zip.setCancelFlag(hooks.cancel);
     const std::unique_ptr<PartFile> part = PartFile::create(folder, QStringLiteral("zip"));
     if (!part || !zip.CreateZipFile2(part->path())) {
         zip.OutputErrorMessage(QStringLiteral("Could not create '%1'.").arg(archiveName));
@@ -106,8 +108,13 @@ bool zipItem(const QString& item, const QString& folder, ZipArchiveDelegate* del
         const QString name = file.startsWith(prefix) ? file.mid(prefix.size()) : QFileInfo(file).fileName();
         if (zip.addFileToZip(QFileInfo(file).canonicalFilePath(), name))
             ++added;
-        else
+        else if (!zip.isCancelled())
             zip.OutputErrorMessage(QStringLiteral("Could not add '%1'.").arg(name));
+        if (zip.isCancelled()) {
+            zip.CloseZipFile2();
+            platform::log(QStringLiteral("Cancelled"));
+            return false;  // the unfinished archive goes with its part file
+        }
     }
     if (!zip.CloseZipFile2() || !moveIntoPlace(*part, archivePath, added)) {
         zip.OutputErrorMessage(QStringLiteral("Could not finish '%1'.").arg(archiveName));
@@ -120,6 +127,7 @@ bool unzip(const QString& archive, const QString& folder, ZipArchiveDelegate* de
 {
     ZipArchive zip;
     zip.setDelegate(delegate);
+    zip.setCancelFlag(hooks.cancel);
     if (!zip.UnzipOpenFile(archive)) {
         Utils::showAlert(kSorry, QStringLiteral("Could not open zip file."));
         return false;
@@ -128,7 +136,7 @@ bool unzip(const QString& archive, const QString& folder, ZipArchiveDelegate* de
         hooks.started(QStringLiteral("Unzipping %1...").arg(QFileInfo(archive).fileName()), 1.0f);
     zip.UnzipFileTo(folder, false);
     zip.UnzipCloseFile();
-    return true;
+    return !zip.isCancelled();
 }
 
 }  // namespace ItemZipper

@@ -1,6 +1,7 @@
 #pragma once
 #include <QString>
 #include <QStringList>
+#include <atomic>
 #include <functional>
 
 class ZipArchiveDelegate;
@@ -13,6 +14,9 @@ struct Hooks {
     // The work has begun: the overlay's message and the bar's first value.
     std::function<void(const QString& message, float progress)> started;
     std::function<void(float progress)> progress;
+    // Stops the work: a cancelled zip leaves no archive, a cancelled unzip no half-written
+    // file (the entries already out stay).
+    const std::atomic<bool>* cancel = nullptr;
 };
 
 // NAME.zip beside the item, NAME being the item's name without its extension.

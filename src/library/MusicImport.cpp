@@ -34,11 +34,13 @@ namespace MusicLibrary {
 
 QString musicFolder() { return QStandardPaths::writableLocation(QStandardPaths::MusicLocation); }
 
-QList<MusicTrack> tracks(const QString& folder)
+std::optional<QList<MusicTrack>> tracks(const QString& folder, const std::atomic<bool>* cancel)
 {
     QList<MusicTrack> list;
     QDirIterator it(folder, QDir::Files, QDirIterator::Subdirectories | QDirIterator::FollowSymlinks);
     while (it.hasNext()) {
+        if (cancel && cancel->load())
+            return std::nullopt;
         const QString path = it.next();
         if (!Utils::fileIsAudio(path) || Utils::fileIsMIDI(path))
             continue;

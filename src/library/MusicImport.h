@@ -5,6 +5,7 @@
 #include <QString>
 #include <atomic>
 #include <functional>
+#include <optional>
 
 // One song of the user's music folder, as the picker lists it.
 struct MusicTrack {
@@ -17,8 +18,9 @@ struct MusicTrack {
 namespace MusicLibrary {
 // The user's music folder.
 QString musicFolder();
-// Every audio file below folder that has an audio stream, by artist and then title.
-QList<MusicTrack> tracks(const QString& folder);
+// Every audio file below folder that has an audio stream, by artist and then title; nullopt
+// when cancelled (every file is opened, so it takes a while).
+std::optional<QList<MusicTrack>> tracks(const QString& folder, const std::atomic<bool>* cancel = nullptr);
 }  // namespace MusicLibrary
 
 // Decodes a song into a 44.1 kHz 16-bit stereo WAV file in a library folder. The work runs

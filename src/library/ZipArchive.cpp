@@ -54,7 +54,7 @@ bool ZipArchive::addFileToZip(const QString& file, const QString& newname)
     std::vector<char> buffer(kChunkBytes);
     qint64 n;
     while ((n = source.read(buffer.data(), kChunkBytes)) > 0) {
-        if (!mWriter->write({buffer.data(), size_t(n)})) {
+        if (isCancelled() || !mWriter->write({buffer.data(), size_t(n)})) {
             mWriter->closeEntry();
             return false;
         }
@@ -97,6 +97,10 @@ bool ZipArchive::UnzipFileTo(const QString& folder, bool overWrite)
     mTrashBatch = QDateTime::currentDateTime();
     bool allDone = true;
     while (true) {
+        if (isCancelled()) {
+            platform::log(QStringLiteral("Cancelled"));
+            return false;
+        }
         const EntryResult result = extractCurrentEntry(folder, overWrite);
         if (result == EntryResult::Stop)
             return false;
@@ -190,6 +194,10 @@ ZipArchive::EntryResult ZipArchive::writeEntry(const QString& target, const ZipR
     quint64 total = 0;
     qint64 n = 0;
     while (written && (n = mReader->read(buffer.data(), kChunkBytes)) > 0) {
+        if (isCancelled()) {
+            mReader->closeEntry();
+            return EntryResult::Stop;  // the part file goes with partFile
+        }
         total += quint64(n);
         // The sizes were checked against the free space: an entry that grows past its own is lying.
         if (total > info.size || part.write(buffer.data(), n) != n)

@@ -2,6 +2,7 @@
 #include <QByteArray>
 #include <QDateTime>
 #include <QString>
+#include <atomic>
 #include <memory>
 #include <optional>
 
@@ -31,6 +32,9 @@ public:
     ZipArchive& operator=(const ZipArchive&) = delete;
 
     void setDelegate(ZipArchiveDelegate* delegate) { mDelegate = delegate; }
+    // A flag that stops an extraction between chunks; the entry being written is dropped.
+    void setCancelFlag(const std::atomic<bool>* cancel) { mCancel = cancel; }
+    bool isCancelled() const { return mCancel && mCancel->load(); }
 
     // A password is refused (false): the system's zip library has no encryption. The
     // library never sets one.
@@ -60,6 +64,7 @@ private:
     std::unique_ptr<ZipWriter> mWriter;
     std::unique_ptr<ZipReader> mReader;
     ZipArchiveDelegate* mDelegate = nullptr;
+    const std::atomic<bool>* mCancel = nullptr;
     QString mArchivePath;
     QDateTime mTrashBatch;
 };

@@ -45,6 +45,10 @@ TEST(TrimPanel, FadesNudgesSnapAndTempo)
     detail.show();
     detail.setDetailItem(writeSecond(lib + "/Loop 128bpm.wav"));
     EXPECT_EQ(detail.toolsButton()->text(), "Tools");
+    // The file in the player (played and paused): the editor's settings reach the player at once.
+    detail.playPress();
+    detail.playPress();
+    ASSERT_EQ(player.url(), detail.detailItem());
 
     enterTrim(detail);
     TrimPanel* panel = detail.trimPanel();

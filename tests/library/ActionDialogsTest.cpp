@@ -101,3 +101,48 @@ TEST(ActionDialogs, PickedDocumentsArriveUnderFreeNames)
     EXPECT_EQ(DocumentImport::importFolder(outside + QStringLiteral("/Set"), lib), lib + QStringLiteral("/Set(1)"));
     EXPECT_EQ(readFile(lib + QStringLiteral("/Set(1)/Deep/x.wav")), "x");
 }
+
+TEST(DocumentImport, ACancelledImportLeavesTheFolderAsItWas)
+{
+    TempTree tree;
+    LogCapture log;
+    const QString lib = tree.library();
+    const QString outside = tree.path(QStringLiteral("home"));
+    ASSERT_TRUE(writeFile(lib + QStringLiteral("/mine.wav"), "mine"));
+    ASSERT_TRUE(writeFile(outside + QStringLiteral("/small.wav"), "small"));
+    ASSERT_TRUE(writeFile(outside + QStringLiteral("/big.wav"), QByteArray(5 << 20, 'b')));
+    ASSERT_TRUE(writeFile(outside + QStringLiteral("/Set/one.wav"), "1"));
+    ASSERT_TRUE(writeFile(outside + QStringLiteral("/Set/two.wav"), QByteArray(5 << 20, '2')));
+    const auto everything = [&] {
+        return QDir(lib).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    };
+    const QStringList before = everything();
+    EXPECT_EQ(DocumentImport::bytesToImport({outside + "/small.wav", outside + "/Set"}).value(), 5u + 1u + (5u << 20));
+
+    // Cancelled in the middle of the second file: the first is taken back, the second never
+    // shows, and the browser has nothing to open.
+    std::atomic<bool> cancel{false};
+    FileActions::CopyControl control;
+    control.cancel = &cancel;
+    control.progress = [&](quint64 copied) { cancel = copied > (1u << 20); };
+    EXPECT_TRUE(DocumentImport::importFiles({outside + "/small.wav", outside + "/big.wav"}, lib, &control).isEmpty());
+    EXPECT_EQ(everything(), before);
+    EXPECT_TRUE(Utils::lastNewFile().isEmpty());
+    EXPECT_TRUE(log.contains(QStringLiteral("Cancelled")));
+
+    // A folder cancelled part way leaves no half folder.
+    cancel = false;
+    FileActions::CopyControl folderControl;
+    folderControl.cancel = &cancel;
+    folderControl.progress = [&](quint64 copied) { cancel = copied > (1u << 20); };
+    EXPECT_TRUE(DocumentImport::importFolder(outside + QStringLiteral("/Set"), lib, &folderControl).isEmpty());
+    EXPECT_EQ(everything(), before);
+
+    // Not cancelled, the progress reaches every byte.
+    cancel = false;
+    FileActions::CopyControl full;
+    full.cancel = &cancel;
+    EXPECT_EQ(DocumentImport::importFolder(outside + QStringLiteral("/Set"), lib, &full), lib + QStringLiteral("/Set"));
+    EXPECT_EQ(full.copied, 1u + (5u << 20));
+    EXPECT_EQ(readFile(lib + QStringLiteral("/Set/two.wav")).size(), 5 << 20);
+}

@@ -38,9 +38,10 @@ TEST(FileActions, MenuEntriesFollowTheKindOfItem)
     ASSERT_TRUE(Utils::trashItemAtPath(lib + QStringLiteral("/Data.bin")));
     const QString trashed = Utils::trashcanURL() + '/' + entries(Utils::trashcanURL()).first() + QStringLiteral("/Data.bin");
 
-    const QStringList common = {"Copy to Dropbox", "Export / Share"};
+    const QStringList common = {"Copy to Dropbox", "Export / Share", "Copy"};
+    const QStringList audio = common + QStringList({"AudioCopy"});
     EXPECT_EQ(titles(lib + "/Take.wav", false, false),
-              QStringList({"Add as FilePlayer in Kormix", "Rename", "Move", "Make Zip Archive"}) + common
+              QStringList({"Add as FilePlayer in Kormix", "Rename", "Move", "Make Zip Archive"}) + audio
                   + QStringList({"Note", "Move to Trash"}));
     EXPECT_EQ(titles(lib + "/Song.mid", false, false),
               QStringList({"Rename", "Move", "Make Zip Archive"}) + common + QStringList({"Note", "Move to Trash"}));
@@ -52,8 +53,9 @@ TEST(FileActions, MenuEntriesFollowTheKindOfItem)
     EXPECT_EQ(titles(lib + "/Takes", true, false),
               QStringList({"Rename", "Move", "Make Zip Archive"}) + common + QStringList({"Show Size", "Move to Trash"}));
     EXPECT_EQ(titles(Utils::localDocumentsLinkURL() + "/Local.wav", false, false),
-              QStringList({"Rename", "Move", "Make Zip Archive"}) + common + QStringList({"Note", "Move to Trash"}));
-    EXPECT_EQ(titles(Utils::trashcanURL(), true, true), QStringList({"Make Zip Archive"}) + common + QStringList({"Show Size"}));
+              QStringList({"Rename", "Move", "Make Zip Archive"}) + audio + QStringList({"Note", "Move to Trash"}));
+    EXPECT_EQ(titles(Utils::trashcanURL(), true, true),
+              QStringList({"Make Zip Archive", "Copy to Dropbox", "Export / Share", "Show Size"}));
     EXPECT_EQ(titles(trashed, false, false).last(), QStringLiteral("Delete"));
 }
 

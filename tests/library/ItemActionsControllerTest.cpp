@@ -67,7 +67,7 @@ TEST(ItemActionsController, MenuEditingModeTrashAndRenameInTheBrowser)
     ASSERT_TRUE(menu);
     EXPECT_EQ(menuTitles(menu.get()),
               (QStringList{"Add as FilePlayer in Kormix", "Rename", "Move", "Make Zip Archive",
-                           "Copy to Dropbox", "Export / Share", "Note", "Move to Trash", "Cancel"}));
+                           "Copy to Dropbox", "Export / Share", "Copy", "AudioCopy", "Note", "Move to Trash", "Cancel"}));
     EXPECT_EQ(menu->title(), QStringLiteral("Loop.wav"));
     EXPECT_FALSE(actions->menuForRow(99));
 

@@ -6,8 +6,10 @@
 
 #include <QDir>
 #include <QDirIterator>
+#include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QRandomGenerator>
 #include <gtest/gtest.h>
 
 using namespace testsupport;
@@ -304,4 +306,42 @@ TEST(ZipArchive, ToolZipsAndUnzipsWithExitCodes)
     r = runProgram(QStringLiteral("wavelocker-tool"), {QStringLiteral("unzip"), dir + QStringLiteral("/Takes")});
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_TRUE(r.err.contains("Sorry: Could not open zip file."));
+}
+
+TEST(ZipArchive, CancelledZipAndUnzipLeaveNoHalfFiles)
+{
+    TempTree tree;
+    const QString lib = tree.library();
+    const QString takes = lib + QStringLiteral("/Takes");
+    // Noise: it does not compress, so the unzip's ratio check lets it through.
+    QByteArray noise(3 << 20, '\0');
+    QRandomGenerator(7).fillRange(reinterpret_cast<quint32*>(noise.data()), noise.size() / 4);
+    ASSERT_TRUE(writeFile(takes + QStringLiteral("/a.wav"), noise));
+    ASSERT_TRUE(writeFile(takes + QStringLiteral("/b.wav"), noise));
+    const auto everything = [&](const QString& folder) {
+        return QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    };
+    Collector delegate;
+
+    // Cancelled after the first file: no archive, no part file beside it.
+    std::atomic<bool> cancel{false};
+    ItemZipper::Hooks hooks;
+    hooks.cancel = &cancel;
+    hooks.progress = [&](float progress) { cancel = progress > 0; };
+    EXPECT_FALSE(ItemZipper::zipItem(takes, lib, &delegate, hooks));
+    EXPECT_EQ(everything(lib), QStringList{"Takes"});
+    EXPECT_TRUE(delegate.messages.isEmpty());  // a cancel is not a failure to report
+
+    cancel = false;
+    hooks.progress = {};
+    ASSERT_TRUE(ItemZipper::zipItem(takes, lib, &delegate, hooks));
+    const QString out = tree.path(QStringLiteral("out"));
+    ASSERT_TRUE(QDir().mkpath(out));
+    ASSERT_TRUE(QFile::copy(lib + QStringLiteral("/Takes.zip"), out + QStringLiteral("/Takes.zip")));
+
+    // An unzip cancelled before it starts writes nothing and says so with false.
+    cancel = true;
+    EXPECT_FALSE(ItemZipper::unzip(out + QStringLiteral("/Takes.zip"), out, &delegate, hooks));
+    EXPECT_EQ(everything(out), QStringList{"Takes.zip"});
+    EXPECT_TRUE(delegate.messages.isEmpty());
 }

@@ -2,10 +2,6 @@
 
 #include "audiofiles/editor/OutputNames.h"
 #include "library/Utils.h"
-#include "platform/Dispatch.h"
-
-#include <QPointer>
-#include <QThreadPool>
 
 namespace EditorTools {
 namespace {
@@ -34,18 +30,6 @@ Result convert(const QString& source, const ConversionOptions& options, const Ut
 {
     const QString dest = OutputNames::convertedPath(source, options.format);
     return remembered(Utils::convert(source, dest, options, progress) ? Result(dest) : std::nullopt);
-}
-
-void runInBackground(QObject* context, std::function<Result()> job, std::function<void(const Result&)> done)
-{
-    QThreadPool::globalInstance()->start(
-        [context = QPointer<QObject>(context), job = std::move(job), done = std::move(done)] {
-            const Result result = job();
-            platform::runOnMain([context, done, result] {
-                if (context)
-                    done(result);
-            });
-        });
 }
 
 }  // namespace EditorTools

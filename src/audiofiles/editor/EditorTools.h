@@ -6,8 +6,6 @@
 #include <functional>
 #include <optional>
 
-class QObject;
-
 // The editor's three tools. Each writes its result beside the source under the editor's
 // naming rules and, when a file was written, remembers it as the library's last new file so
 // that the browser selects it when it appears. They run on the calling thread.
@@ -25,9 +23,5 @@ struct TrimRegion {
 Result trim(const QString& source, const TrimRegion& region, const Utils::ProgressBlock& progress = {});
 Result normalize(const QString& source, const Utils::ProgressBlock& progress = {});
 Result convert(const QString& source, const ConversionOptions& options, const Utils::ProgressBlock& progress = {});
-
-// Runs job on the global background pool and hands its result to done on the main thread,
-// unless context is gone by then.
-void runInBackground(QObject* context, std::function<Result()> job, std::function<void(const Result&)> done);
 
 }  // namespace EditorTools

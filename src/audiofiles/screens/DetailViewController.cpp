@@ -7,10 +7,13 @@
 #include "audiofiles/screens/TrimPanel.h"
 #include "audiofiles/editor/TrimSettings.h"
 #include "audiofiles/screens/WaveView.h"
+#include "library/PasteboardScreen.h"
 #include "library/Utils.h"
 #include "platform/AudioFileReader.h"
+#include "platform/Background.h"
 #include "platform/Dispatch.h"
 #include "platform/Log.h"
+#include "platform/MainThreadObserver.h"
 #include "platform/Notifications.h"
 #include "ui/screens/ProgressHUD.h"
 #include "ui/screens/Stepper.h"
@@ -61,23 +64,6 @@ void fadeIn(QWidget* view)
     animation->start();
 }
 
-FilePlayer& player()
-{
-    return *FilePlayer::sharedPlayer();
-}
-
-// Runs a member on the main thread if the screen is still there.
-template <typename Fn>
-platform::NotificationCenter::Handler onMain(DetailViewController* screen, Fn fn)
-{
-    return [self = QPointer(screen), fn](const platform::Notification&) {
-        platform::runOnMain([self, fn] {
-            if (self)
-                fn(self.data());
-        });
-    };
-}
-
 }  // namespace
 
 DetailViewController::DetailViewController(QWidget* parent)
@@ -85,6 +71,7 @@ DetailViewController::DetailViewController(QWidget* parent)
       mCancelButton(new QPushButton(QStringLiteral("Cancel"), this)),
       mTitle(new QLabel(kAppTitle, this)),
       mImportButton(new QPushButton(QStringLiteral("IMPORT INTO APP"), this)),
+      mCopyButton(new QPushButton(QStringLiteral("Copy"), this)),
       mToolsButton(new QPushButton(QStringLiteral("Tools"), this)),
       mToolsMenu(new QMenu(this)),
       mModes(new QStackedWidget(this)),
@@ -100,7 +87,8 @@ DetailViewController::DetailViewController(QWidget* parent)
       mRewindButton(new QPushButton(QStringLiteral("|◀"), mTransport)),
       mLoopToggle(new QPushButton(toggleTitle(false, QStringLiteral("LOOP")), mTransport)),
       mVolumeButton(new QPushButton(QStringLiteral("Volume"), mTransport)),
-      mTimeLabel(new QLabel(EditorTexts::playTimeText(0), mTransport))
+      mTimeLabel(new QLabel(EditorTexts::playTimeText(0), mTransport)),
+      mPlayback(new EditorTransport(FilePlayer::sharedPlayer(), this))
 {
     mWaveView->setWaveDelegate(this);
     for (QWidget* page : {mEmpty, static_cast<QWidget*>(mWaveView), static_cast<QWidget*>(mMidiPlot),
@@ -124,39 +112,24 @@ DetailViewController::DetailViewController(QWidget* parent)
     bar->addWidget(mTitle);
     bar->addStretch(1);
     bar->addWidget(mImportButton);
+    bar->addWidget(mCopyButton);
     bar->addWidget(mToolsButton);
     layout->addLayout(bar);
     layout->addWidget(mModes);
     layout->addWidget(mContent, 1);
     layout->addWidget(mTransport);
 
-    // Play may end elsewhere: the browser's preview, the end of the file, a lost server.
-    connect(&player(), &FilePlayer::playingChanged, this, [this] { updatePlayButton(); });
-
-    mRemotePlay = platform::ScopedObserver(notifications::kRemoteTogglePlay,
-                                           onMain(this, [](DetailViewController* s) { s->playPress(); }));
-    mRemoteRewind = platform::ScopedObserver(notifications::kRemoteRewind,
-                                             onMain(this, [](DetailViewController* s) { s->rewindPress(); }));
-    mPlayerFinished = platform::ScopedObserver(notifications::kFilePlayerDidFinish,
-                                               onMain(this, [](DetailViewController* s) { s->filePlayerDidFinish(&player()); }));
-    mImportStarted = platform::ScopedObserver(notifications::kAppImportStarted, [this](const platform::Notification& n) {
-        const QString scheme = n.userInfo.value(QStringLiteral("scheme")).toString();
-        platform::runOnMain([self = QPointer(this), scheme] {
-            if (!self)
-                return;
-            self->mImportScheme = scheme;
-            self->mImportButton->setVisible(!scheme.isEmpty() && !self->mDetailItem.isEmpty());
-        });
+    connect(mPlayback, &EditorTransport::playingChanged, this, &DetailViewController::updatePlayButton);
+    connect(mPlayback, &EditorTransport::positionChanged, this, &DetailViewController::showPosition);
+    mImportStarted = platform::observeOnMain(notifications::kAppImportStarted, this, [this](const platform::Notification& n) {
+        mImportScheme = n.userInfo.value(QStringLiteral("scheme")).toString();
+        mImportButton->setVisible(!mImportScheme.isEmpty() && !mDetailItem.isEmpty());
     });
 
     setDetailItem(QString());
 }
 
-DetailViewController::~DetailViewController()
-{
-    if (player().delegate() == this)
-        player().setDelegate(nullptr);
-}
+DetailViewController::~DetailViewController() = default;
 
 void DetailViewController::buildBars()
 {
@@ -173,6 +146,10 @@ void DetailViewController::buildBars()
     // A press on the button while the menu is open only closes the menu.
     mToolsMenu->setAttribute(Qt::WA_NoMouseReplay);
     connect(mImportButton, &QPushButton::clicked, this, &DetailViewController::doAppImport);
+    mCopyButton->hide();
+    mCopyButton->setFocusPolicy(Qt::NoFocus);
+    mCopyButton->setToolTip(QStringLiteral("Copy to the AudioCopy or the general pasteboard"));
+    connect(mCopyButton, &QPushButton::clicked, this, &DetailViewController::audioCopy);
     connect(mToolsMenu->addAction(QStringLiteral("Normalize")), &QAction::triggered, this,
             &DetailViewController::normalize);
     // A single '&' in a menu marks a shortcut key; doubled it shows.
@@ -237,7 +214,8 @@ void DetailViewController::setDetailItem(const QString& path)
         updateEditState(false);
     }
     mDetailItem = path;
-    mLength = 0;
+    double length = 0;
+    FilePlayer::Type type = FilePlayer::kNone;
     mIs44k16 = false;
     mTextChanged = false;
     mInfoLabel->setText(QFileInfo(path).fileName());
@@ -252,23 +230,23 @@ void DetailViewController::setDetailItem(const QString& path)
         mContent->setCurrentWidget(mNotesView);
     } else if (Utils::fileIsMIDI(path)) {
         mMidiPlot->loadMidiFile(path);
-        mLength = mMidiPlot->songLength();
-        mInfoLabel->setText(QStringLiteral("MIDI file\n%1").arg(EditorTexts::timeText(mLength)));
+        length = mMidiPlot->songLength();
+        type = FilePlayer::kMidi;
+        mInfoLabel->setText(QStringLiteral("MIDI file\n%1").arg(EditorTexts::timeText(length)));
         mContent->setCurrentWidget(mMidiPlot);
     } else if (Utils::fileIsAudio(path)) {
         const auto reader = platform::AudioFileReader::open(path);
-        mLength = reader ? reader->duration() : 0;
-        mWaveView->setTotalLength(mLength);
+        length = reader ? reader->duration() : 0;
+        type = FilePlayer::kAudio;
+        mWaveView->setTotalLength(length);
         mWaveView->loadURL(path);
         mContent->setCurrentWidget(mWaveView);
         updateInfoLabelAnimated(false);
     } else {
         mContent->setCurrentWidget(mEmpty);
     }
-    mTransport->setVisible(mContent->currentWidget() == mWaveView || mContent->currentWidget() == mMidiPlot);
-    updateTimeDisplay(0);
-    mWaveView->setCursorPos(0);
-    updatePlayButton();
+    mTransport->setVisible(type != FilePlayer::kNone);
+    mPlayback->setItem(path, type, length);
     updateToolButton();
 }
 
@@ -336,6 +314,19 @@ void DetailViewController::updateToolButton()
     else
         mToolsButton->setText(QStringLiteral("Tools"));
     mToolsButton->setVisible(mContent->currentWidget() == mWaveView || (notes && mEditingText));
+    mCopyButton->setVisible(mPasteboard && mContent->currentWidget() == mWaveView && !mWaveView->trimMode());
+}
+
+void DetailViewController::setPasteboardScreen(PasteboardScreen* pasteboard)
+{
+    mPasteboard = pasteboard;
+    updateToolButton();
+}
+
+void DetailViewController::audioCopy()
+{
+    if (mPasteboard && !mDetailItem.isEmpty())
+        mPasteboard->audioCopy(this, mDetailItem);
 }
 
 void DetailViewController::toolsPress()
@@ -381,14 +372,13 @@ void DetailViewController::updateEditState(bool animated)
         showMode(mTrimPanel, animated);
     } else {
         mTitle->setText(kAppTitle);
-        player().setFadeIn(0);
-        player().setFadeOut(0);
         mCancelButton->hide();
         if (animated)
             updateInfoLabelAnimated(true);
         showMode(mInfoLabel, animated);
     }
     updateToolButton();
+    mPlayback->setTrimming(mWaveView->trimMode());
     updateRegion();
 }
 
@@ -414,13 +404,13 @@ void DetailViewController::tabBar(QTabBar*, int didChangeTab, int)
 
 void DetailViewController::fadeInStepperChanged(double seconds)
 {
-    player().setFadeIn(seconds);
+    mPlayback->setFadeIn(seconds);
     mWaveView->setFadeIn(seconds);
 }
 
 void DetailViewController::fadeOutStepperChanged(double seconds)
 {
-    player().setFadeOut(seconds);
+    mPlayback->setFadeOut(seconds);
     mWaveView->setFadeOut(seconds);
 }
 
@@ -446,39 +436,26 @@ void DetailViewController::beatSnapBpmChanged(double bpm)
 
 void DetailViewController::trimNudgePress(int tag)
 {
-    const double step = TrimSettings::nudgeStep(tag);
-    if (step == 0)
-        return;
-    const bool wasPlaying = playingThis();
-    const double now = player().getCurrentTime();
-    if (wasPlaying)
-        player().pause();
-    if (TrimSettings::nudgesStart(tag)) {
-        mWaveView->setStartPos(mWaveView->startPos() + step);
-        mWaveView->clipTrimStart();
-    } else {
-        mWaveView->setEndPos(mWaveView->endPos() + step);
-        mWaveView->clipTrimEnd();
-    }
+    syncSelection();
+    const double lower = mWaveView->zoomed() ? mWaveView->zoomStart() : 0;
+    const double upper = mWaveView->zoomed() ? mWaveView->zoomEnd() : mWaveView->totalLength();
+    const EditorTransport::Selection moved = mPlayback->trimNudgePress(tag, lower, upper);
+    mWaveView->setStartPos(moved.start);
+    mWaveView->setEndPos(moved.end);
     mWaveView->updateHandlePositions();
     updateSelectionText();
-    if (wasPlaying)
-        restartAt(TrimSettings::nudgesStart(tag) ? mWaveView->startPos() : now);
 }
 
 void DetailViewController::updateRegion()
 {
-    if (mWaveView->trimMode()) {
-        player().setRegionStart(mWaveView->startPos());
-        player().setRegionEnd(mWaveView->endPos());
-        player().setFadeIn(mTrimPanel->fadeInStepper()->value());
-        player().setFadeOut(mTrimPanel->fadeOutStepper()->value());
-    } else {
-        player().setRegionStart(0);
-        player().setRegionEnd(0);
-        player().setFadeIn(0);
-        player().setFadeOut(0);
-    }
+    syncSelection();
+    mPlayback->updateRegion();
+}
+
+// The transport plays what the waveform shows as selected.
+void DetailViewController::syncSelection()
+{
+    mPlayback->setSelection(mWaveView->startPos(), mWaveView->endPos());
 }
 
 void DetailViewController::updateSelectionText()
@@ -491,120 +468,52 @@ void DetailViewController::updateSelectionText()
 
 void DetailViewController::waveView(WaveView*, bool movingCursor)
 {
-    if (movingCursor) {
-        mWasPlayingBeforeDrag = playingThis();
-        if (mWasPlayingBeforeDrag) {
-            platform::NotificationCenter::defaultCenter().post(notifications::kStopPreview, this);
-            player().pause();
-        }
-    } else if (mWasPlayingBeforeDrag) {
-        mWasPlayingBeforeDrag = false;
-        player().play();
-        updatePlayButton();
-    }
+    if (movingCursor)
+        mPlayback->cursorDragStarted();
+    else
+        mPlayback->cursorDragEnded();
 }
 
 void DetailViewController::waveView(WaveView*, double movedCursor)
 {
-    const double time = movedCursor * mLength;
-    if (loadPlayer())
-        player().setStartTime(time);
-    updateTimeDisplay(time);
+    mPlayback->cursorMoved(movedCursor * mPlayback->length());
 }
 
 void DetailViewController::waveViewDidChangeSelection(WaveView*)
 {
+    syncSelection();
     updateSelectionText();
 }
 
 void DetailViewController::waveViewDidSetSelection(WaveView*, int)
 {
-    if (!playingThis())
-        return;
-    const double now = player().getCurrentTime();
-    player().pause();
-    restartAt(now);
+    syncSelection();
+    mPlayback->selectionSet();
 }
 
 // ---- Playback
 
-bool DetailViewController::loadPlayer()
-{
-    if (mDetailItem.isEmpty() || !(mContent->currentWidget() == mWaveView || mContent->currentWidget() == mMidiPlot))
-        return false;
-    player().setDelegate(this);
-    if (player().url() == mDetailItem)
-        return true;
-    platform::NotificationCenter::defaultCenter().post(notifications::kStopPreview, this);
-    const bool loaded = mContent->currentWidget() == mMidiPlot ? player().loadMidiURL(mDetailItem)
-                                                               : player().loadAudioURL(mDetailItem);
-    if (loaded)
-        updateRegion();  // loading forgets the region
-    return loaded;
-}
-
-bool DetailViewController::playingThis() const
-{
-    return player().isPlaying() && player().url() == mDetailItem;
-}
-
-// Plays the current region again from `seconds`.
-void DetailViewController::restartAt(double seconds)
-{
-    updateRegion();
-    player().setStartTime(seconds);
-    player().play();
-    updatePlayButton();
-}
-
 void DetailViewController::playPress()
 {
-    if (playingThis()) {
-        player().pause();
-    } else if (loadPlayer()) {
-        updateRegion();
-        player().play();
-    }
-    updatePlayButton();
+    syncSelection();
+    mPlayback->playPress();
 }
 
 void DetailViewController::rewindPress()
 {
-    if (!loadPlayer())
-        return;
-    const bool wasPlaying = player().isPlaying();
-    if (wasPlaying) {
-        player().stop();
-        if (mContent->currentWidget() == mMidiPlot)
-            player().loadMidiURL(mDetailItem);
-        else
-            player().loadAudioURL(mDetailItem);
-        updateRegion();
-    }
-    const double start = mWaveView->trimMode() ? mWaveView->startPos() : 0;
-    player().setStartTime(start);
-    updateTimeDisplay(start);
-    mWaveView->setCursorPos(mLength > 0 ? start / mLength : 0);
-    if (wasPlaying)
-        player().play();
-    updatePlayButton();
+    syncSelection();
+    mPlayback->rewindPress();
 }
 
 void DetailViewController::loopToggled()
 {
-    player().setLoop(!player().loop());
-    mLoopToggle->setText(toggleTitle(player().loop(), QStringLiteral("LOOP")));
-    if (player().isPlaying()) {
-        const double now = player().currentTime();
-        player().pause();
-        player().setStartTime(now);
-        player().play();
-    }
+    mPlayback->loopToggled();
+    mLoopToggle->setText(toggleTitle(mPlayback->loop(), QStringLiteral("LOOP")));
 }
 
 void DetailViewController::changeVolume(float volume)
 {
-    player().setVolume(volume);
+    mPlayback->setVolume(volume);
 }
 
 void DetailViewController::showVolumePanel()
@@ -616,36 +525,23 @@ void DetailViewController::showVolumePanel()
     layout->addWidget(new QLabel(QStringLiteral("Volume"), panel), 0, Qt::AlignHCenter);
     auto* slider = new QSlider(Qt::Horizontal, panel);
     slider->setRange(0, kVolumeSteps);
-    slider->setValue(int(player().volume() * kVolumeSteps));
+    slider->setValue(int(mPlayback->volume() * kVolumeSteps));
     connect(slider, &QSlider::valueChanged, this, [this](int v) { changeVolume(float(v) / kVolumeSteps); });
     layout->addWidget(slider);
     panel->move(mVolumeButton->mapToGlobal(QPoint(0, -kVolumePanelHeight)));
     panel->show();
 }
 
-void DetailViewController::filePlayerProgress(FilePlayer* p)
+void DetailViewController::showPosition(double seconds)
 {
-    if (p->url() != mDetailItem)
-        return;
-    const double now = p->currentTime();
-    updateTimeDisplay(now);
+    mTimeLabel->setText(EditorTexts::playTimeText(seconds));
     if (!mWaveView->moving())
-        mWaveView->setCursorPos(mLength > 0 ? now / mLength : 0);
-}
-
-void DetailViewController::filePlayerDidFinish(FilePlayer*)
-{
-    updatePlayButton();
+        mWaveView->setCursorPos(mPlayback->length() > 0 ? seconds / mPlayback->length() : 0);
 }
 
 void DetailViewController::updatePlayButton()
 {
-    mPlayButton->setText(playingThis() ? QStringLiteral("❚❚") : QStringLiteral("▶"));
-}
-
-void DetailViewController::updateTimeDisplay(double seconds)
-{
-    mTimeLabel->setText(EditorTexts::playTimeText(seconds));
+    mPlayButton->setText(mPlayback->playingThis() ? QStringLiteral("❚❚") : QStringLiteral("▶"));
 }
 
 QString DetailViewController::timeText() const
@@ -666,7 +562,7 @@ void DetailViewController::runTool(const QString& message, ToolJob job,
                 hud->setProgress(fraction);
         });
     };
-    EditorTools::runInBackground(
+    platform::runInBackground(
         this, [job = std::move(job), progress = std::move(progress)] { return job(progress); },
         [hud, finish = std::move(finish)](const EditorTools::Result& result) {
             const Outcome outcome = finish(result);

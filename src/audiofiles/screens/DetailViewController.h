@@ -1,6 +1,6 @@
 #pragma once
 #include "audiofiles/ConversionOptions.h"
-#include "audiofiles/FilePlayer.h"
+#include "audiofiles/EditorTransport.h"
 #include "audiofiles/editor/EditorTools.h"
 #include "audiofiles/screens/WaveViewDelegate.h"
 #include "library/DetailScreen.h"
@@ -13,6 +13,7 @@
 
 class ConvertViewController;
 class MidiPlotter;
+class PasteboardScreen;
 class QLabel;
 class QMenu;
 class QPlainTextEdit;
@@ -25,7 +26,7 @@ class WaveView;
 // The detail screen for one library item: its information text and waveform (a note plot
 // for MIDI files) with playback on the shared player, or its notes text; and the tools
 // Normalize, Trim & Fade and Convert, whose results join the library beside the file.
-class DetailViewController : public QWidget, public DetailScreen, public WaveViewDelegate, public FilePlayerDelegate {
+class DetailViewController : public QWidget, public DetailScreen, public WaveViewDelegate {
     Q_OBJECT
 public:
     explicit DetailViewController(QWidget* parent = nullptr);
@@ -37,6 +38,10 @@ public:
     void maybeSaveText() override;
     void waveformDeleted(const QString& path) override;
     void waveformRenamed(const QString& oldPath, const QString& newPath) override;
+    // The copy button (shown with a waveform) hands the file to the pasteboard exchange.
+    void setPasteboardScreen(PasteboardScreen* pasteboard);
+    void audioCopy();
+    QPushButton* copyButton() const { return mCopyButton; }
 
     // Tools and the trim state.
     void updateEditState(bool animated = true);
@@ -63,9 +68,6 @@ public:
     void changeVolume(float volume);
     void doAppImport();
 
-    void filePlayerProgress(FilePlayer* player) override;
-    void filePlayerDidFinish(FilePlayer* player);
-
     void waveView(WaveView* view, bool movingCursor) override;
     void waveView(WaveView* view, double movedCursor) override;
     void waveViewDidChangeSelection(WaveView* view) override;
@@ -85,6 +87,7 @@ public:
     QWidget* shownContent() const;
     QPlainTextEdit* notesView() const { return mNotesView; }
     QPushButton* importButton() const { return mImportButton; }
+    EditorTransport* transport() const { return mPlayback; }
 
 signals:
     // The import into another app finished; the application ends its import state.
@@ -106,26 +109,24 @@ private:
     void buildTransport();
     void connectTrimPanel();
     void showMode(QWidget* view, bool animated);
-    bool loadPlayer();
-    bool playingThis() const;
-    void restartAt(double seconds);
+    void syncSelection();
     void updatePlayButton();
-    void updateTimeDisplay(double seconds);
+    void showPosition(double seconds);
     void updateSelectionText();
     void showVolumePanel();
 
     QString mDetailItem;
     platform::FileStamp mDetailStamp;  // the version of mDetailItem shown
-    double mLength = 0;
     bool mIs44k16 = false;
     bool mTextChanged = false;
     bool mEditingText = false;
-    bool mWasPlayingBeforeDrag = false;
     QString mImportScheme;
 
     QPushButton* mCancelButton;
     QLabel* mTitle;
     QPushButton* mImportButton;
+    QPushButton* mCopyButton;
+    PasteboardScreen* mPasteboard = nullptr;
     QPushButton* mToolsButton;
     QMenu* mToolsMenu;
     QStackedWidget* mModes;
@@ -143,9 +144,7 @@ private:
     QPushButton* mVolumeButton;
     QLabel* mTimeLabel;
     QPointer<ConvertViewController> mConvertScreen;
+    EditorTransport* mPlayback;
 
-    platform::ScopedObserver mRemotePlay;
-    platform::ScopedObserver mRemoteRewind;
     platform::ScopedObserver mImportStarted;
-    platform::ScopedObserver mPlayerFinished;
 };

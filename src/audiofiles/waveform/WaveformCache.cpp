@@ -2,11 +2,11 @@
 
 #include "audiofiles/waveform/PeakReader.h"
 #include "audiofiles/waveform/Waveform.h"
+#include "platform/Background.h"
 #include "platform/Dispatch.h"
 #include "platform/Log.h"
 
 #include <QPointer>
-#include <QThreadPool>
 
 namespace {
 constexpr int kInitialCapacity = 32;
@@ -78,17 +78,16 @@ void WaveformCache::startLoad(const QString& path)
 
     auto cancel = mCancel;
     auto read = mRead;
-    QPointer<WaveformCache> self(this);
-    QThreadPool::globalInstance()->start([self, path, waveform, cancel, read] {
-        read(*waveform, path, *cancel);
-        const bool cancelled = cancel->load();
-        if (cancelled)
-            platform::log(QStringLiteral("Cancelled"));
-        platform::runOnMain([self, path, cancelled] {
-            if (self)
-                self->finishLoad(path, cancelled);
-        });
-    });
+    platform::runInBackground(
+        this,
+        [path, waveform, cancel, read] {
+            read(*waveform, path, *cancel);
+            const bool cancelled = cancel->load();
+            if (cancelled)
+                platform::log(QStringLiteral("Cancelled"));
+            return cancelled;
+        },
+        [this, path](bool cancelled) { finishLoad(path, cancelled); });
 }
 
 void WaveformCache::evictBeyondBound()

@@ -10,8 +10,10 @@
 #include "library/screens/MasterViewController.h"
 #include "library/MusicImport.h"
 #include "library/screens/MusicPickerViewController.h"
+#include "library/PasteboardScreen.h"
 #include "library/Utils.h"
 #include "library/ZipAlertDelegate.h"
+#include "platform/Background.h"
 #include "platform/Dispatch.h"
 #include "platform/Log.h"
 #include "ui/screens/ProgressHUD.h"
@@ -24,7 +26,6 @@
 #include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QThreadPool>
 #include <QUrl>
 #include <memory>
 
@@ -33,26 +34,35 @@ const QString kCancel = QStringLiteral("Cancel");
 
 QString titleOf(const LibraryItem& item) { return item.title.isEmpty() ? lastPathComponent(item.path) : item.title; }
 
-// Runs work on a pool thread and hands its answer to done on the main thread.
-template <typename Result>
-void inBackground(std::function<Result()> work, std::function<void(Result)> done)
+constexpr float kProgressStep = 0.01f;  // the bar needs no more than a hundred steps
+
+// Hands a worker's progress to the overlay on the main thread, in steps the eye can see.
+std::function<void(float)> overlayProgress(QPointer<ProgressHUD> hud)
 {
-    QThreadPool::globalInstance()->start([work = std::move(work), done = std::move(done)] {
-        Result result = work();
-        platform::runOnMain([done, result] { done(result); });
-    });
+    auto shown = std::make_shared<float>(-1.0f);
+    return [hud, shown](float fraction) {
+        if (fraction < 1.0f && fraction - *shown < kProgressStep)
+            return;
+        *shown = fraction;
+        platform::runOnMain([hud, fraction] {
+            if (hud)
+                hud->setProgress(fraction);
+        });
+    };
 }
 
-// The overlay appears when the zipper says what it is doing, on the main thread, and follows
-// its progress.
-ItemZipper::Hooks overlayHooks(QPointer<QWidget> window, std::shared_ptr<QPointer<ProgressHUD>> hud)
+// The overlay appears when the zipper says what it is doing, on the main thread, follows its
+// progress, and its cancel button stops it.
+ItemZipper::Hooks overlayHooks(QPointer<QWidget> window, std::shared_ptr<QPointer<ProgressHUD>> hud,
+                               std::shared_ptr<std::atomic<bool>> cancel)
 {
     ItemZipper::Hooks hooks;
-    hooks.started = [window, hud](const QString& message, float progress) {
-        platform::runOnMain([window, hud, message, progress] {
-            if (!window)
+    hooks.cancel = cancel.get();
+    hooks.started = [window, hud, cancel](const QString& message, float progress) {
+        platform::runOnMain([window, hud, cancel, message, progress] {
+            if (!window || *cancel)
                 return;
-            *hud = ProgressHUD::showWithMessage(window, message);
+            *hud = ProgressHUD::showWithMessage(window, message, [cancel] { *cancel = true; });
             (*hud)->setProgress(progress);
         });
     };
@@ -85,11 +95,11 @@ ItemActionsController::ItemActionsController(MasterViewController* browser)
     layout->addWidget(mEditButton);
     mAddButton->setToolTip(QStringLiteral("Add Folder or New Notes"));
 
-    auto* importMenu = new QMenu(mImportButton);
-    importMenu->addAction(QStringLiteral("Import Files..."), this, &ItemActionsController::importDocuments);
-    importMenu->addAction(QStringLiteral("Import Folder..."), this, &ItemActionsController::importFolder);
-    importMenu->addAction(QStringLiteral("Import Music..."), this, &ItemActionsController::importSong);
-    mImportButton->setMenu(importMenu);
+    mImportMenu = new QMenu(mImportButton);
+    mImportMenu->addAction(QStringLiteral("Import Files..."), this, &ItemActionsController::importDocuments);
+    mImportMenu->addAction(QStringLiteral("Import Folder..."), this, &ItemActionsController::importFolder);
+    mImportMenu->addAction(QStringLiteral("Import Music..."), this, &ItemActionsController::importSong);
+    mImportButton->setMenu(mImportMenu);
 
     connect(mEditButton, &QPushButton::clicked, this, [this] { setEditing(!mEditing); });
     connect(mAddButton, &QPushButton::clicked, this, &ItemActionsController::addFolderPress);
@@ -110,6 +120,19 @@ ItemActionsController::ItemActionsController(MasterViewController* browser)
 }
 
 ItemActionsController::~ItemActionsController() = default;
+
+void ItemActionsController::setPasteboardScreen(PasteboardScreen* pasteboard)
+{
+    if (mPasteboard || !pasteboard)
+        return;
+    mPasteboard = pasteboard;
+    mImportMenu->addSeparator();
+    QAction* paste = mImportMenu->addAction(QStringLiteral("Paste"), this,
+                                            [this] { mPasteboard->audioPaste(mBrowser, mBrowser->folder(), {}); });
+    mImportMenu->addAction(QStringLiteral("AudioCopy Pasteboards..."), this,
+                           [this] { mPasteboard->showPasteboards(mBrowser, mBrowser->folder()); });
+    connect(mImportMenu, &QMenu::aboutToShow, paste, [this, paste] { paste->setEnabled(mPasteboard->canPaste()); });
+}
 
 QMenu* ItemActionsController::menuForRow(int row)
 {
@@ -143,7 +166,8 @@ void ItemActionsController::perform(ItemMenuEntry entry, const LibraryItem& item
 {
     switch (entry) {
     case ItemMenuEntry::AddToKormix:
-        Utils::showAlert(QStringLiteral("Kormix"), QStringLiteral("Sending files to Kormix is not available yet."));
+        if (mPasteboard)
+            mPasteboard->sendToKormix(mBrowser, item.path);
         break;
     case ItemMenuEntry::Rename: renameAction(item); break;
     case ItemMenuEntry::Move: moveAction({item.path}); break;
@@ -153,6 +177,14 @@ void ItemActionsController::perform(ItemMenuEntry entry, const LibraryItem& item
         Utils::showAlert(QStringLiteral("Dropbox"), QStringLiteral("Copying to Dropbox is not available yet."));
         break;
     case ItemMenuEntry::ExportShare: exportShare(item); break;
+    case ItemMenuEntry::Copy:
+        if (mPasteboard)
+            mPasteboard->copyItems(mBrowser, {item.path});
+        break;
+    case ItemMenuEntry::AudioCopy:
+        if (mPasteboard)
+            mPasteboard->bulkAudioCopy(mBrowser, {item.path});
+        break;
     case ItemMenuEntry::ShowSize: showSize(item); break;
     case ItemMenuEntry::Note: {
         const bool existed = QFileInfo::exists(item.path + QStringLiteral(".txt"));
@@ -364,11 +396,13 @@ void ItemActionsController::zipItem(const LibraryItem& item)
     }
     QPointer<QWidget> window = mBrowser->window();
     auto hud = std::make_shared<QPointer<ProgressHUD>>();
-    const ItemZipper::Hooks hooks = overlayHooks(window, hud);
+    auto cancel = std::make_shared<std::atomic<bool>>(false);
+    const ItemZipper::Hooks hooks = overlayHooks(window, hud, cancel);
     const QString path = item.path;
     const QString folder = mBrowser->folder();
-    inBackground<bool>(
-        [path, folder, hooks] {
+    platform::runInBackground(
+        this,
+        [path, folder, hooks, cancel] {
             ZipAlertDelegate delegate;
             return ItemZipper::zipItem(path, folder, &delegate, hooks);
         },
@@ -395,16 +429,22 @@ void ItemActionsController::unzip(const QString& archive)
 {
     QPointer<QWidget> window = mBrowser->window();
     auto hud = std::make_shared<QPointer<ProgressHUD>>();
-    const ItemZipper::Hooks hooks = overlayHooks(window, hud);
+    auto cancel = std::make_shared<std::atomic<bool>>(false);
+    const ItemZipper::Hooks hooks = overlayHooks(window, hud, cancel);
     const QString folder = mBrowser->folder();
-    inBackground<bool>(
-        [archive, folder, hooks] {
+    platform::runInBackground(
+        this,
+        [archive, folder, hooks, cancel] {
             ZipAlertDelegate delegate;
             return ItemZipper::unzip(archive, folder, &delegate, hooks);
         },
         [hud](bool opened) {
-            if (*hud && opened)
+            if (!*hud)
+                return;
+            if (opened)
                 (*hud)->makeAutoDismissMessage(QStringLiteral("Unzipped"));
+            else
+                (*hud)->dismiss();
         });
 }
 
@@ -414,7 +454,7 @@ void ItemActionsController::showSize(const LibraryItem& item)
     QPointer<ProgressHUD> hud =
         ProgressHUD::showWithMessage(mBrowser->window(), titleOf(item), [cancelled] { *cancelled = true; });
     const QString path = item.path;
-    inBackground<std::optional<quint64>>([path, cancelled] { return FileActions::folderSize(path, cancelled.get()); },
+    platform::runInBackground(this, [path, cancelled] { return FileActions::folderSize(path, cancelled.get()); },
                                          [hud, name = titleOf(item)](std::optional<quint64> size) {
                                              if (!hud)
                                                  return;
@@ -451,7 +491,12 @@ void ItemActionsController::importDocuments()
         platform::log(QStringLiteral("doc picker view cancelled"));
         return;
     }
-    DocumentImport::importFiles(files, mBrowser->folder());
+    const QString folder = mBrowser->folder();
+    const QString message = files.size() == 1 ? QStringLiteral("Copying '%1'...").arg(QFileInfo(files.first()).fileName())
+                                              : QStringLiteral("Copying %1 files...").arg(files.size());
+    copyInBackground(message, files, [files, folder](FileActions::CopyControl& control) {
+        return !DocumentImport::importFiles(files, folder, &control).isEmpty();
+    }, QString());
 }
 
 void ItemActionsController::importFolder()
@@ -461,29 +506,72 @@ void ItemActionsController::importFolder()
         platform::log(QStringLiteral("doc picker view cancelled"));
         return;
     }
-    QPointer<ProgressHUD> hud = ProgressHUD::showWithMessage(
-        mBrowser->window(), QStringLiteral("Copying folder '%1'...").arg(QFileInfo(source).fileName()));
-    hud->setProgress(0.0f);
     const QString folder = mBrowser->folder();
-    inBackground<bool>([source, folder] { return !DocumentImport::importFolder(source, folder).isEmpty(); },
-                       [hud](bool copied) {
-                           if (!hud)
-                               return;
-                           if (copied)
-                               hud->makeAutoDismissMessage(QStringLiteral("Copy done!"));
-                           else
-                               hud->dismiss();
-                       });
+    copyInBackground(QStringLiteral("Copying folder '%1'...").arg(QFileInfo(source).fileName()), {source},
+                     [source, folder](FileActions::CopyControl& control) {
+                         return !DocumentImport::importFolder(source, folder, &control).isEmpty();
+                     },
+                     QStringLiteral("Copy done!"));
+}
+
+void ItemActionsController::copyInBackground(const QString& message, const QStringList& sources,
+                                             std::function<bool(FileActions::CopyControl&)> copy, const QString& doneMessage)
+{
+    auto cancel = std::make_shared<std::atomic<bool>>(false);
+    const QPointer<ProgressHUD> hud =
+        ProgressHUD::showWithMessage(mBrowser->window(), message, [cancel] { *cancel = true; });
+    hud->setProgress(0.0f);
+    platform::runInBackground(
+        this,
+        [sources, copy = std::move(copy), cancel, progress = overlayProgress(hud)] {
+            const std::optional<quint64> total = DocumentImport::bytesToImport(sources, cancel.get());
+            if (!total)
+                return false;
+            FileActions::CopyControl control;
+            control.cancel = cancel.get();
+            control.progress = [&progress, total](quint64 copied) {
+                progress(*total > 0 ? float(double(copied) / double(*total)) : 1.0f);
+            };
+            return copy(control);
+        },
+        [hud, doneMessage](bool copied) {
+            if (!hud)
+                return;
+            if (copied && !doneMessage.isEmpty())
+                hud->makeAutoDismissMessage(doneMessage);
+            else
+                hud->dismiss();
+        });
 }
 
 void ItemActionsController::importSong()
 {
-    const QString folder = MusicLibrary::musicFolder();
-    const QList<MusicTrack> tracks = folder.isEmpty() ? QList<MusicTrack>() : MusicLibrary::tracks(folder);
-    if (tracks.isEmpty()) {
-        Utils::showAlert(QStringLiteral("Sorry"), QStringLiteral("Could not access music library"));
-        return;
-    }
+    // Every file under the music folder is opened to read its tags: not on this thread.
+    auto cancel = std::make_shared<std::atomic<bool>>(false);
+    const QPointer<ProgressHUD> hud = ProgressHUD::showWithMessage(
+        mBrowser->window(), QStringLiteral("Reading music library..."), [cancel] { *cancel = true; });
+    platform::runInBackground(
+        this,
+        [cancel] {
+            const QString folder = MusicLibrary::musicFolder();
+            return folder.isEmpty() ? std::optional<QList<MusicTrack>>(QList<MusicTrack>())
+                                    : MusicLibrary::tracks(folder, cancel.get());
+        },
+        [this, hud](const std::optional<QList<MusicTrack>>& tracks) {
+            if (hud)
+                hud->dismiss();
+            if (!tracks)
+                return;  // cancelled
+            if (tracks->isEmpty()) {
+                Utils::showAlert(QStringLiteral("Sorry"), QStringLiteral("Could not access music library"));
+                return;
+            }
+            pickSong(*tracks);
+        });
+}
+
+void ItemActionsController::pickSong(const QList<MusicTrack>& tracks)
+{
     auto* picker = new MusicPickerViewController(tracks, mBrowser->window());
     picker->setAttribute(Qt::WA_DeleteOnClose);
     picker->completionBlock = [this](const QList<MusicTrack>& picked) {

@@ -1,5 +1,7 @@
 #pragma once
+#include "library/FileActions.h"
 #include "library/ItemMenu.h"
+#include "library/MusicImport.h"
 #include "library/LibraryItem.h"
 
 #include <QObject>
@@ -8,7 +10,7 @@
 #include <memory>
 
 class MasterViewController;
-class MusicImport;
+class PasteboardScreen;
 class QMenu;
 class QMessageBox;
 class QPushButton;
@@ -25,6 +27,9 @@ public:
 
     // The row of buttons the browser shows under its list.
     QWidget* toolbar() const { return mToolbar; }
+    // Copies, pastes and the mixer hand-over go through the exchange; the import menu then
+    // offers the pastes too.
+    void setPasteboardScreen(PasteboardScreen* pasteboard);
 
     // Builds the per-item menu for a row (nullptr when none may open); showMenuForCell pops it up.
     QMenu* menuForRow(int row);
@@ -51,12 +56,17 @@ public:
     void importDocuments();
     void importFolder();
     void importSong();
+    void pickSong(const QList<MusicTrack>& tracks);
 
 private:
     // A question with buttons; answer gets the clicked button's text (empty when closed).
     QMessageBox* ask(const QString& title, const QString& text, const QStringList& buttons,
                      std::function<void(const QString&)> answer);
     void itemMoved(const QString& from, const QString& to);
+    // Runs a copy into the library on the background pool behind the overlay, with its bar and
+    // a cancel button; doneMessage (when given) closes it after a success.
+    void copyInBackground(const QString& message, const QStringList& sources,
+                          std::function<bool(FileActions::CopyControl&)> copy, const QString& doneMessage);
     void updateToolbar();
 
     MasterViewController* mBrowser;
@@ -64,6 +74,8 @@ private:
     QPushButton* mEditButton;
     QPushButton* mAddButton;
     QPushButton* mImportButton;
+    QMenu* mImportMenu;
+    PasteboardScreen* mPasteboard = nullptr;
     QPushButton* mSelectButton;
     QPushButton* mMoveButton;
     QPushButton* mDeleteButton;

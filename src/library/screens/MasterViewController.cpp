@@ -6,10 +6,10 @@
 #include "library/FileSort.h"
 #include "library/FolderListing.h"
 #include "library/screens/ItemActionsController.h"
+#include "library/PasteboardScreen.h"
 #include "library/PreviewPlayer.h"
 #include "library/screens/SortButton.h"
 #include "library/Utils.h"
-#include "platform/Dispatch.h"
 #include "platform/Log.h"
 #include "platform/Notifications.h"
 #include "ui/screens/FolderMenuView.h"
@@ -22,30 +22,7 @@
 #include <QVBoxLayout>
 
 namespace {
-constexpr int kSettleIntervalMs = 500;
 const QString kParentFolder = QStringLiteral("/..");
-
-// At once on the main thread, where the order against the player's own stop matters; queued
-// there from any other thread.
-platform::NotificationCenter::Handler onMainThread(MasterViewController* browser, void (MasterViewController::*member)())
-{
-    return [self = QPointer(browser), member](const platform::Notification&) {
-        if (platform::isMainThread()) {
-            if (self)
-                (self.data()->*member)();
-            return;
-        }
-        platform::runOnMain([self, member] {
-            if (self)
-                (self.data()->*member)();
-        });
-    };
-}
-
-bool isSameOrInside(const QString& path, const QString& item)
-{
-    return !path.isEmpty() && (path == item || path.startsWith(item + QLatin1Char('/')));
-}
 }  // namespace
 
 MasterViewController::MasterViewController(QWidget* parent)
@@ -55,7 +32,8 @@ MasterViewController::MasterViewController(QWidget* parent)
       mRowDelegate(new FileRowDelegate(this)),
       mHeader(new QLabel(this)),
       mSearchField(new QLineEdit(this)),
-      mSortButton(new SortButton(this))
+      mSortButton(new SortButton(this)),
+      mPreview(new LibraryPreview(mModel, this))
 {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -89,9 +67,12 @@ MasterViewController::MasterViewController(QWidget* parent)
     updateSortButton();
     updateHeader();
 
-    mCheckNewFiles.setSingleShot(true);
-    mCheckNewFiles.setInterval(kSettleIntervalMs);
-    connect(&mCheckNewFiles, &QTimer::timeout, this, &MasterViewController::checkNewFilesFinished);
+    connect(mModel, &FileListModel::arrivalsSettled, this, [this](const QString& openPath, int lastRow) {
+        if (!openPath.isEmpty())
+            showFile(openPath);
+        else if (lastRow >= 0)
+            mTable->scrollTo(mModel->index(lastRow));
+    });
     connect(mModel, &FileListModel::listingFinished, this, &MasterViewController::listingFinished);
     connect(mModel, &FileListModel::headerTextChanged, this, &MasterViewController::updateHeader);
     connect(mTable, &QListView::clicked, this, &MasterViewController::rowClicked);
@@ -101,9 +82,6 @@ MasterViewController::MasterViewController(QWidget* parent)
         if (index.isValid() && index.row() < mModel->filelist().size())
             previewItem(mModel->itemAt(index.row()));
     });
-    mStopPreviewObserver = platform::ScopedObserver(notifications::kStopPreview, onMainThread(this, &MasterViewController::stopPreview));
-    mFinishedObserver = platform::ScopedObserver(notifications::kFilePlayerDidFinish,
-                                                 onMainThread(this, &MasterViewController::filePlayerDidFinish));
 }
 
 MasterViewController::~MasterViewController()
@@ -140,7 +118,31 @@ void MasterViewController::setNavigationController(NavigationController* navigat
     });
 }
 
+void MasterViewController::setPasteboardScreen(PasteboardScreen* pasteboard)
+{
+    if (mPasteboard || !pasteboard)
+        return;
+    mPasteboard = pasteboard;
+    mActions->setPasteboardScreen(pasteboard);
+    pasteboard->attachToList(
+        mTable, [this] { return folder(); },
+        [this] {
+            QStringList paths = mActions->actionList();
+            const QModelIndex current = mTable->currentIndex();
+            if (paths.isEmpty() && current.isValid() && current.row() < mModel->filelist().size())
+                paths << mModel->itemAt(current.row()).path;
+            return paths;
+        });
+}
+
+QString MasterViewController::audioPaste(const QString& name)
+{
+    return mPasteboard ? mPasteboard->audioPaste(this, folder(), name) : QString();
+}
+
 QString MasterViewController::headerText() const { return mHeader->isVisible() ? mHeader->text() : QString(); }
+
+const LibraryItemList& MasterViewController::addingFileList() const { return mModel->addingFileList(); }
 
 QString MasterViewController::sortButtonText() const { return mSortButton->text(); }
 
@@ -191,55 +193,13 @@ void MasterViewController::updateDirExternal()
 {
     const FileListModel::ExternalChange change = mModel->updateDirExternal();
     for (const LibraryItem& item : change.removed) {
-        letGoOfRemovedItem(item);
+        mPreview->itemRemoved(item);
         if (mDetail && mDetail->detailItem() == item.path)
             mDetail->setDetailItem(QString());
         if (mDetail)
             mDetail->waveformDeleted(item.path);
-        mAddingFileList.removeIf([&](const LibraryItem& adding) { return adding.path == item.path; });
         emit itemRemoved(item);
     }
-    for (const LibraryItem& item : change.inserted) {
-        if (item.isDirectory)
-            continue;
-        mAddingFileList.append(item);
-        mModel->setArriving(item.path, true);
-    }
-    if (!mAddingFileList.isEmpty())
-        mCheckNewFiles.start();  // restarting drops a pending check
-}
-
-void MasterViewController::checkNewFilesFinished()
-{
-    if (mModel->isCancelled())
-        return;
-    qint64 total = 0;
-    for (LibraryItem& item : mAddingFileList) {
-        refreshItemStatus(item);
-        total += item.size;
-    }
-    if (total != mAddingTotal) {
-        // Still growing (or first look): settled only after one interval without change.
-        mAddingTotal = total;
-        mCheckNewFiles.start();
-        return;
-    }
-    mAddingTotal = -1;
-    int lastRow = -1;
-    for (const LibraryItem& item : std::as_const(mAddingFileList)) {
-        mModel->refreshItem(item.path);
-        mModel->setArriving(item.path, false);
-        lastRow = qMax(lastRow, mModel->rowForItemWithPath(item.path));
-    }
-    const LibraryItem last = mAddingFileList.isEmpty() ? LibraryItem() : mAddingFileList.last();
-    mAddingFileList.clear();
-    if (!last.path.isEmpty() && !last.isDirectory && last.path == Utils::lastNewFile()) {
-        platform::log(QStringLiteral("checkNewFiles: auto-opening item: %1").arg(last.path));
-        showFile(last.path);
-    } else if (lastRow >= 0) {
-        mTable->scrollTo(mModel->index(lastRow));
-    }
-    Utils::clearLastNewFile();
 }
 
 void MasterViewController::handleSearch(const QString& text)
@@ -333,10 +293,11 @@ MasterViewController* MasterViewController::enterFolder(const QString& path, boo
     stopPreview();
     auto* browser = new MasterViewController;
     browser->setDetailViewController(mDetail);
-    browser->setPreviewPlayer(mPreview);
+    browser->setPreviewPlayer(previewPlayer());
     browser->setFolderLevel(mFolderLevel + 1);
     browser->setWindowTitle(lastPathComponent(path));
     browser->setNavigationController(mNavigation);
+    browser->setPasteboardScreen(mPasteboard);
     if (mNavigation)
         mNavigation->pushViewController(browser, animated);
     else
@@ -359,86 +320,17 @@ void MasterViewController::showFolderMenu()
 
 // ---- Preview
 
-void MasterViewController::setPreviewPlayer(PreviewPlayer* preview)
-{
-    if (mPreview)
-        disconnect(mPreview, nullptr, this, nullptr);
-    mPreview = preview;
-    // Queued: when play ends by itself, the finish notification comes right after the stop
-    // and must still find the item that was playing.
-    if (preview)
-        connect(preview, &PreviewPlayer::stopped, this, &MasterViewController::previewStopped, Qt::QueuedConnection);
-}
+void MasterViewController::setPreviewPlayer(PreviewPlayer* preview) { mPreview->setPreviewPlayer(preview); }
+
+PreviewPlayer* MasterViewController::previewPlayer() const { return mPreview->previewPlayer(); }
 
 void MasterViewController::previewItem(const LibraryItem& item)
 {
-    const bool pressedAgain = !item.path.isEmpty() && item.path == mPlayingItem.path;
-    stopPreview();
-    if (pressedAgain || !mPreview)
-        return;
-    if (!startPreview(item))
+    if (!mPreview->previewItem(item))
         Utils::showAlert(QStringLiteral("Sorry"),
                          QStringLiteral("Could not play '%1'.").arg(lastPathComponent(item.path)), this);
 }
 
-bool MasterViewController::startPreview(const LibraryItem& item)
-{
-    if (!mPreview->playFromStart(item.path))
-        return false;
-    setPlayingItem(item);
-    return true;
-}
+void MasterViewController::stopPreview() { mPreview->stopPreview(); }
 
-void MasterViewController::stopPreview()
-{
-    if (mPlayingItem.path.isEmpty())
-        return;
-    const QString path = mPlayingItem.path;
-    setPlayingItem({});
-    if (mPreview && mPreview->isPlaying() && mPreview->loadedPath() == path)
-        mPreview->stop();
-}
-
-void MasterViewController::filePlayerDidFinish()
-{
-    // The editor's play ends the same way; only a preview of this list goes on.
-    if (mPlayingItem.path.isEmpty() || !mPreview || mPreview->loadedPath() != mPlayingItem.path)
-        return;
-    const QString finished = mPlayingItem.path;
-    setPlayingItem({});
-    if (mPreview->autoPlayNext()) {
-        const LibraryItemList& rows = mModel->filelist();
-        const int at = mModel->rowForItemWithPath(finished);
-        for (int row = at + 1; at >= 0 && row < rows.size(); ++row) {
-            const LibraryItem& next = rows[row];
-            // A file that cannot be played is passed over, as the list goes on by itself.
-            if (!next.isDirectory && !mModel->isArriving(next.path) && Utils::fileIsAudio(next.path)
-                && startPreview(next))
-                return;
-        }
-    }
-    mPreview->previewEnded();
-}
-
-void MasterViewController::previewStopped()
-{
-    if (mPlayingItem.path.isEmpty() || !mPreview)
-        return;
-    // Another screen or the audio server ended it: the button goes back to play.
-    if (!mPreview->isPlaying() || mPreview->loadedPath() != mPlayingItem.path)
-        setPlayingItem({});
-}
-
-void MasterViewController::setPlayingItem(const LibraryItem& item)
-{
-    mPlayingItem = item;
-    mModel->setPlayingPath(item.path);
-}
-
-void MasterViewController::letGoOfRemovedItem(const LibraryItem& item)
-{
-    if (isSameOrInside(mPlayingItem.path, item.path))
-        stopPreview();
-    if (mPreview && isSameOrInside(mPreview->loadedPath(), item.path))
-        mPreview->unload();
-}
+const LibraryItem& MasterViewController::playingItem() const { return mPreview->playingItem(); }

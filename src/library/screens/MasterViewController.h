@@ -1,12 +1,10 @@
 #pragma once
 #include "library/DirectoryWatcher.h"
 #include "library/LibraryItem.h"
-#include "library/PreviewPlayer.h"
-#include "platform/NotificationCenter.h"
+#include "library/LibraryPreview.h"
 #include "ui/screens/NavigationController.h"
 
 #include <QPointer>
-#include <QTimer>
 #include <QWidget>
 #include <memory>
 
@@ -14,6 +12,7 @@ class DetailScreen;
 class FileListModel;
 class FileRowDelegate;
 class ItemActionsController;
+class PasteboardScreen;
 class QLabel;
 class QLineEdit;
 class QListView;
@@ -35,8 +34,14 @@ public:
     DetailScreen* detailViewController() const { return mDetail; }
     // The shared player that previews audio rows; every browser of the stack gets the same.
     void setPreviewPlayer(PreviewPlayer* preview);
-    PreviewPlayer* previewPlayer() const { return mPreview; }
+    PreviewPlayer* previewPlayer() const;
     void setNavigationController(NavigationController* navigation);
+    // The pasteboard exchange: paste, copies, drag and drop; every browser of the stack shares it.
+    void setPasteboardScreen(PasteboardScreen* pasteboard);
+    PasteboardScreen* pasteboardScreen() const { return mPasteboard; }
+    // Pastes what the pasteboards hold into this folder; the new path, or empty (after the
+    // alert). An empty name means the default one.
+    QString audioPaste(const QString& name = {});
     NavigationController* navigationController() const { return mNavigation; }
     void setFolderLevel(int level) { mFolderLevel = level; }
     int folderLevel() const { return mFolderLevel; }
@@ -47,13 +52,12 @@ public:
     ItemActionsController* actions() const { return mActions; }
     QString headerText() const;
     QString sortButtonText() const;
-    const LibraryItemList& addingFileList() const { return mAddingFileList; }
+    const LibraryItemList& addingFileList() const;
 
     void update();
     void sortPress();
     void updateSortButton(bool animated = false);
     void updateDirExternal();
-    void checkNewFilesFinished();
     void handleSearch(const QString& text);
     void cancelSearch();
 
@@ -68,13 +72,12 @@ public:
     void showFolderMenu();
 
     // The preview button of a row: plays the file from its start, or stops it when it is the
-    // one playing. The row's button shows the state through the model.
+    // one playing (an alert when it can't be played). The row's button shows the state
+    // through the model.
     void previewItem(const LibraryItem& item);
     void stopPreview();
-    // Play ended by itself: with auto-play-next on, the next audio row of the list follows.
-    void filePlayerDidFinish();
     // The item being previewed; its path is empty when none is.
-    const LibraryItem& playingItem() const { return mPlayingItem; }
+    const LibraryItem& playingItem() const;
 
     // Stores the sort mode.
     static void saveDefaults();
@@ -91,10 +94,6 @@ private:
     void listingFinished();
     void rowClicked(const QModelIndex& index);
     void updateHeader();
-    bool startPreview(const LibraryItem& item);
-    void setPlayingItem(const LibraryItem& item);
-    void previewStopped();
-    void letGoOfRemovedItem(const LibraryItem& item);
 
     FileListModel* mModel;
     QListView* mTable;
@@ -104,14 +103,9 @@ private:
     SortButton* mSortButton;
     DetailScreen* mDetail = nullptr;
     QPointer<NavigationController> mNavigation;
+    PasteboardScreen* mPasteboard = nullptr;
     int mFolderLevel = 0;
+    LibraryPreview* mPreview;
     std::unique_ptr<DirectoryWatcher> mDirWatcher;
-    LibraryItemList mAddingFileList;
-    qint64 mAddingTotal = -1;
-    QTimer mCheckNewFiles;
     ItemActionsController* mActions;
-    QPointer<PreviewPlayer> mPreview;
-    LibraryItem mPlayingItem;
-    platform::ScopedObserver mStopPreviewObserver;
-    platform::ScopedObserver mFinishedObserver;
 };

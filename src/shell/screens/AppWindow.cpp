@@ -1,6 +1,7 @@
 #include "shell/screens/AppWindow.h"
 
 #include "audiofiles/screens/DetailViewController.h"
+#include "exchange/screens/LibraryExchange.h"
 #include "library/Utils.h"
 #include "library/screens/MasterViewController.h"
 #include "recording/AudioServerStatus.h"
@@ -98,6 +99,10 @@ void AppWindow::createScreens()
     mMaster->setWindowTitle(kLibraryTitle);
     mMaster->setDetailViewController(mDetail);
     mMaster->setPreviewPlayer(preview());
+    mExchange = new LibraryExchange(this);
+    mExchange->setPreviewPlayer(preview());
+    mMaster->setPasteboardScreen(mExchange);
+    mDetail->setPasteboardScreen(mExchange);
 
     mLibraryNavigation = new NavigationController(mMaster);
     mMaster->setNavigationController(mLibraryNavigation);

@@ -6,6 +6,7 @@
 
 class AudioServerStatus;
 class DetailViewController;
+class LibraryExchange;
 class MasterViewController;
 class NavigationController;
 class ProgressHUD;
@@ -55,6 +56,7 @@ public:
     NavigationController* detailNavigationController() const { return mDetailNavigation; }
     MasterViewController* masterViewController() const { return mMaster; }
     DetailViewController* detailViewController() const { return mDetail; }
+    LibraryExchange* libraryExchange() const { return mExchange; }
 
 protected:
     void createScreens() override;
@@ -76,6 +78,7 @@ private:
     NavigationController* mDetailNavigation = nullptr;
     MasterViewController* mMaster = nullptr;
     DetailViewController* mDetail = nullptr;
+    LibraryExchange* mExchange = nullptr;
     QPointer<QWidget> mInfo;
     QAction* mWiFiDriveAction = nullptr;
     QPointer<WiFiDriveViewController> mWiFiDrive;

@@ -25,6 +25,15 @@ const QList<Command>& commands()
          runTrim},
         {"render", "render FILE OUT [--start S] [--region START END] [--fade-in S] [--fade-out S] [--loop] [--seconds N]"
                    "  write what the file player plays as a 44.1 kHz float WAVE file", runRender},
+        {"copy", "copy FILE [--general | --pasteboard N | --mapped]  copy audio to the next AudioCopy slot, the\n"
+                 "                           general pasteboard, or pasteboard N (a slot number or a name); --mapped\n"
+                 "                           sends a 16-bit 44.1 kHz WAV file's samples without decoding",
+         runCopy},
+        {"paste", "paste [--general | --slot N] [--name NAME] [FOLDER]  paste the latest AudioCopy slot, slot N or\n"
+                  "                           the general pasteboard as a new file in FOLDER (the library when none)",
+         runPaste},
+        {"pasteboards", "pasteboards              the twelve AudioCopy slots: name, sender, duration, channels, tempo",
+         runPasteboards},
         {"play", "play FILE [--buffer FRAMES]  play an audio or MIDI file through the audio engine to its end", runPlay},
         {"units", "units                    list the installed plugin units: type, subtype, maker code, name, URI", runUnits},
         {"process", "process IN OUT --effect URI [--effect URI ...] [--set URI:PORT=VALUE ...]\n"

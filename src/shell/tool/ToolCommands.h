@@ -24,6 +24,9 @@ int runNormalize(const QStringList& args);
 int runTrim(const QStringList& args);
 int runPlay(const QStringList& args);
 int runRender(const QStringList& args);
+int runCopy(const QStringList& args);
+int runPaste(const QStringList& args);
+int runPasteboards(const QStringList& args);
 int runUnits(const QStringList& args);
 int runProcess(const QStringList& args);
 

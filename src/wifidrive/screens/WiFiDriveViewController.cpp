@@ -1,6 +1,6 @@
 #include "wifidrive/screens/WiFiDriveViewController.h"
 
-#include "platform/Dispatch.h"
+#include "platform/MainThreadObserver.h"
 #include "wifidrive/GCDWebUploader.h"
 #include "wifidrive/WiFiDriveSettings.h"
 #include "wifidrive/screens/QrCodeView.h"
@@ -90,19 +90,9 @@ WiFiDriveViewController::WiFiDriveViewController(GCDWebUploader* server, QWidget
     layout->addStretch();
 
     // The server's callbacks post on the main thread; a poster on another thread must not
-    // touch the label, so it hops there.
-    QPointer<WiFiDriveViewController> self(this);
-    mChangedObserver = platform::ScopedObserver(kChangedNotification, [self](const platform::Notification&) {
-        if (platform::isMainThread()) {
-            if (self)
-                self->updateAddress();
-            return;
-        }
-        platform::runOnMain([self] {
-            if (self)
-                self->updateAddress();
-        });
-    });
+    // touch the label.
+    mChangedObserver = platform::observeOnMain(kChangedNotification, this,
+                                                        [this](const platform::Notification&) { updateAddress(); });
     if (QNetworkInformation::loadDefaultBackend() && QNetworkInformation::instance()) {
         connect(QNetworkInformation::instance(), &QNetworkInformation::reachabilityChanged, this,
                 &WiFiDriveViewController::updateAddress);
