@@ -1,7 +1,8 @@
 BUILD ?= build
 JOBS ?= $(shell nproc)
+PREFIX ?= $(HOME)/.local
 
-.PHONY: all deps configure build run test bench clean
+.PHONY: all deps configure build run test bench install uninstall clean
 
 all: build
 
@@ -24,6 +25,14 @@ test: build
 
 bench: build
 	@bash bench/run.sh $(BUILD)/bin
+
+# Into PREFIX (default ~/.local): the programs, the desktop entry with its URL schemes and
+# audio types, the icon and the AppStream data; the desktop and MIME databases are refreshed.
+install: build
+	@bash scripts/install.sh install $(BUILD) "$(PREFIX)"
+
+uninstall:
+	@bash scripts/install.sh uninstall $(BUILD) "$(PREFIX)"
 
 clean:
 	@rm -rf $(BUILD)

@@ -21,6 +21,8 @@ PACKAGES=(
   # tools the tests and benchmarks compare against or drive
   time bc sox libsox-fmt-all ffmpeg zip unzip p7zip-full libarchive-tools nginx-light zbar-tools
   chromium curl wrk xvfb xauth dbus python3
+  # desktop integration: the entry, MIME and AppStream databases and their checks
+  desktop-file-utils appstream xdg-utils shared-mime-info
 )
 
 missing=()

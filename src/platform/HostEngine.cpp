@@ -96,7 +96,11 @@ bool HostEngine::openClient(bool quiet)
         return true;
     jack_status_t status{};
     gQuiet.fetch_add(1);
-    jack_client_t* c = jack_client_open(mName.toUtf8().constData(), JackNoStartServer, &status);
+    const QByteArray server = mServerName.toUtf8();
+    jack_client_t* c = server.isEmpty()
+                           ? jack_client_open(mName.toUtf8().constData(), JackNoStartServer, &status)
+                           : jack_client_open(mName.toUtf8().constData(), jack_options_t(JackNoStartServer | JackServerName),
+                                              &status, server.constData());
     gQuiet.fetch_sub(1);
     if (!c) {
         if (!quiet && !std::exchange(mReportedNoServer, true))
@@ -471,9 +475,26 @@ void HostEngine::pump()
     }
 }
 
+void HostEngine::setServerName(const QString& name)
+{
+    if (name == mServerName)
+        return;
+    mServerName = name;
+    if (!mClient)
+        return;  // the next open, or the running retry, goes to the new server
+    log(QStringLiteral("Moving to the JACK server '%1'").arg(name.isEmpty() ? QStringLiteral("default") : name));
+    leaveServer();
+    retryServer();
+}
+
 void HostEngine::serverLost()
 {
     log(QStringLiteral("The JACK server went away"));
+    leaveServer();
+}
+
+void HostEngine::leaveServer()
+{
     const bool wasRouted = mReceiverConnected || mSenderConnected;
     closeClient();
     mRetry.start();

@@ -36,6 +36,8 @@ public:
     static constexpr const char* kMidiInName = "MIDI In";
     static constexpr size_t kMaxMidiEvents = 512;  // a cycle's events beyond these are dropped
     static constexpr double kDefaultSampleRate = 44100;
+    // The settings key naming the JACK server to use (empty: the default server).
+    static constexpr const char* kServerNameSetting = "JackServerName";
 
     explicit HostEngine(QString clientName, QObject* parent = nullptr);
     ~HostEngine() override;
@@ -57,6 +59,11 @@ public:
     int inputChannelCount() const { return mInputChannels; }  // hardware capture ports, at most 2
     uint64_t xrunCount() const { return mXruns.load(std::memory_order_relaxed); }
     QString clientName() const;  // as the server knows it; empty without a session
+    // The JACK server by name; empty is the default one (JACK_DEFAULT_SERVER, else "default").
+    // A change with a session open moves the client there as if the old server went away:
+    // play pauses and goes on on the new server, or once it appears.
+    void setServerName(const QString& name);
+    const QString& serverName() const { return mServerName; }
 
     // Graph edits reach the audio thread through the message exchange; objects removed stay
     // alive until the audio thread has let go of them.
@@ -118,6 +125,7 @@ private:
     void pump();
     void runPendingHere();
     void serverLost();
+    void leaveServer();
     void retryServer();
     void updateConnections();
     void setRunning(bool running);
@@ -126,6 +134,7 @@ private:
     int processCycle(uint32_t frames);
 
     QString mName;
+    QString mServerName;
     void* mClient = nullptr;  // jack_client_t
     std::unique_ptr<Ports> mPorts;
     bool mRunning = false;

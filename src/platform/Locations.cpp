@@ -1,5 +1,7 @@
 #include "platform/Locations.h"
 
+#include "platform/Settings.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <mutex>
@@ -45,10 +47,15 @@ void setLibraryOverride(const QString& dir)
 
 QString libraryRoot()
 {
-    const QString root = overriddenRoot();
-    return root.isEmpty() ? dataHome() + QLatin1Char('/') + kGroup + QStringLiteral("/File Provider Storage")
-                          : root;
+    if (const QString root = overriddenRoot(); !root.isEmpty())
+        return root;
+    const QString chosen = Settings::value(QLatin1String(kLibraryFolderSetting)).toString();
+    if (!chosen.isEmpty() && QDir::isAbsolutePath(chosen))
+        return QDir::cleanPath(chosen);
+    return dataHome() + QLatin1Char('/') + kGroup + QStringLiteral("/File Provider Storage");
 }
+
+bool libraryIsOverridden() { return !overriddenRoot().isEmpty(); }
 
 QString appGroupContainer()
 {
@@ -66,6 +73,14 @@ QString tempDir()
     // Recordings and half-written files live here: keep them private to the user.
     ::chmod(QFile::encodeName(dir).constData(), 0700);
     return dir;
+}
+
+QString runtimeDir()
+{
+    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    if (!runtime.isEmpty() && QDir::isAbsolutePath(runtime) && QFileInfo(runtime).isDir())
+        return QDir::cleanPath(runtime);
+    return tempDir();
 }
 
 }  // namespace platform::Locations

@@ -9,9 +9,15 @@ QString dataHome();    // $XDG_DATA_HOME or ~/.local/share
 QString cacheHome();   // $XDG_CACHE_HOME or ~/.cache
 QString configHome();  // $XDG_CONFIG_HOME or ~/.config
 
-// `--library DIR` wins over WAVELOCKER_LIBRARY, which wins over the app-group folder.
+// The settings key of the library folder the user chose (empty: the app-group folder).
+inline constexpr const char* kLibraryFolderSetting = "LibraryFolder";
+
+// `--library DIR` wins over WAVELOCKER_LIBRARY, which wins over the chosen library folder,
+// which wins over the app-group folder.
 void setLibraryOverride(const QString& dir);
 QString libraryRoot();
+// Whether --library or WAVELOCKER_LIBRARY decides the library for this process.
+bool libraryIsOverridden();
 // The shared container the library root lives in; empty when the root was overridden,
 // since then there is no container of ours to migrate from.
 QString appGroupContainer();
@@ -20,5 +26,8 @@ QString appLibrary();
 QString pasteboards();
 // Private temporary folder (mode 0700), created on demand.
 QString tempDir();
+// Where the running instance's socket and lock live: $XDG_RUNTIME_DIR, or the temporary
+// folder when the session has none (both private to the user).
+QString runtimeDir();
 
 }  // namespace platform::Locations

@@ -3,6 +3,7 @@
 #include "audiofiles/FilePlayer.h"
 #include "platform/IdleTimer.h"
 #include "platform/Log.h"
+#include "platform/Settings.h"
 #include "platform/Notifications.h"
 #include "recording/AudioEngineState.h"
 
@@ -55,6 +56,7 @@ void setup()
         return;
     s.controller = std::make_unique<platform::HostEngine>(QLatin1String(kClientName));
     platform::HostEngine* controller = s.controller.get();
+    controller->setServerName(platform::Settings::value(QLatin1String(platform::HostEngine::kServerNameSetting)).toString());
     // The server's buffer size is every client's latency: it changes only when the user asks.
     controller->setSessionActive(true);
     controller->onSampleRateChanged = [](double rate) {

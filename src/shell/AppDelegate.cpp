@@ -15,6 +15,7 @@
 #include "recording/AudioEngine.h"
 #include "recording/UnfinishedRecording.h"
 #include "shell/FilePlayerPreview.h"
+#include "shell/Preferences.h"
 #include "wifidrive/MyWebUploader.h"
 #include "wifidrive/WiFiDriveSettings.h"
 
@@ -32,7 +33,18 @@ const QString kAutoPlayNext = QStringLiteral("AutoPlayNext");
 
 }  // namespace
 
-AppDelegate::AppDelegate(Mode mode, QObject* parent) : QObject(parent), mMode(mode) {}
+AppDelegate::AppDelegate(Mode mode, QObject* parent)
+    : QObject(parent),
+      mMode(mode),
+      mUrlCommands(std::make_unique<UrlCommands>(this)),
+      mPreferences(std::make_unique<Preferences>())
+{
+    connect(mPreferences.get(), &Preferences::libraryFolderChanged, this, [this](const QString& root) {
+        linkLocalDocuments();
+        reportMovedAsideItems();
+        libraryMoved(root);
+    });
+}
 
 AppDelegate::~AppDelegate()
 {
@@ -128,6 +140,7 @@ void AppDelegate::createWebUploader()
     GCDWebServer::setLogLevel(kWebServerLogLevel);
     mWebUploader = std::make_unique<MyWebUploader>(Utils::documentsURL());
     mWebUploader->setDelegate(this);
+    mPreferences->setWebUploader(mWebUploader.get());
     WiFiDriveSettings::apply(*mWebUploader);
 }
 
@@ -246,3 +259,39 @@ void AppDelegate::applicationDidEnterBackground()
         AudioEngine::maybeStop();
 }
 
+void AppDelegate::openURL(const QUrl& url, const OpenURLOptions& options, const UrlCommands::Answer& answer)
+{
+    mUrlCommands->openURL(url, options, answer);
+}
+
+void AppDelegate::openURLs(const HandOver& request, const std::function<void(const QList<bool>&)>& answers)
+{
+    activate();
+    if (request.urls.isEmpty()) {
+        answers({});
+        return;
+    }
+    struct Pending {
+        QList<bool> answers;
+        qsizetype left;
+    };
+    auto pending = std::make_shared<Pending>(Pending{QList<bool>(request.urls.size(), false), request.urls.size()});
+    const OpenURLOptions options{request.sourceApp, false};
+    for (qsizetype i = 0; i < request.urls.size(); ++i) {
+        openURL(QUrl(request.urls[i]), options, [pending, i, answers](bool handled) {
+            pending->answers[i] = handled;
+            if (--pending->left == 0)
+                answers(pending->answers);
+        });
+    }
+}
+
+// Headless there is no browser to show it in: the log says what a window would show.
+void AppDelegate::showFileOrFolder(const QString& path) { platform::log(QStringLiteral("Showing %1").arg(path)); }
+
+void AppDelegate::pasteImportStarted(const QString& message) { platform::log(message); }
+
+void AppDelegate::pasteImportFinished(bool succeeded)
+{
+    platform::log(succeeded ? QStringLiteral("Done") : QStringLiteral("Could not import audio"));
+}

@@ -6,12 +6,15 @@
 #include "platform/Locations.h"
 #include "platform/Log.h"
 #include "platform/PartFile.h"
+#include "platform/HostEngine.h"
 #include "platform/PasswordHash.h"
 #include "platform/Settings.h"
+#include "wifidrive/GCDWebServer.h"
 #include "wifidrive/GCDWebUploader.h"
 #include "wifidrive/WiFiDriveSettings.h"
 
 #include <QDateTime>
+#include <QDir>
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
@@ -33,6 +36,7 @@ constexpr double kMaxSampleRate = 192000;
 constexpr double kMaxBitRate = 512000;
 constexpr double kMaxTempo = 999;
 constexpr double kMaxUnzipRatio = 1e6;
+constexpr double kMaxPort = 65535;
 
 // A number as the settings file gives it back: typed, or text of a plain number.
 std::optional<double> number(const QVariant& v)
@@ -78,6 +82,13 @@ bool isBool(const QVariant& v)
         return true;
     const QString text = v.toString();
     return v.typeId() == QMetaType::QString && (text == QLatin1String("true") || text == QLatin1String("false"));
+}
+
+bool isText(const QVariant& v) { return v.typeId() == QMetaType::QString; }
+
+bool isFolderPath(const QVariant& v)
+{
+    return isText(v) && (v.toString().isEmpty() || QDir::isAbsolutePath(v.toString()));
 }
 
 // A stored password is its hash, never text (no password is stored as no value).
@@ -137,6 +148,9 @@ const std::vector<Setting>& table()
         {QStringLiteral("recording.abmonitor"), true, isBool},
         {QStringLiteral("UnzipMaxCompressionRatio"), ZipArchive::kDefaultMaxCompressionRatio,
          between(1, kMaxUnzipRatio, false)},
+        {QLatin1String(platform::Locations::kLibraryFolderSetting), QString(), isFolderPath},
+        {QLatin1String(GCDWebServer::kPortSetting), GCDWebServer::kDefaultPort, between(0, kMaxPort)},
+        {QLatin1String(platform::HostEngine::kServerNameSetting), QString(), isText},
         {WiFiDriveSettings::kPasswordKey, QString(), isPasswordHash},
         {WiFiDriveSettings::kHttpsKey, false, isBool},
     };

@@ -3,6 +3,7 @@
 #include "platform/Dispatch.h"
 #include "platform/Locations.h"
 #include "platform/Log.h"
+#include "platform/Settings.h"
 #include "platform/NetworkAddress.h"
 #include "platform/TlsContext.h"
 #include "wifidrive/GCDWebServerDelegate.h"
@@ -28,6 +29,13 @@ GCDWebServer::~GCDWebServer()
 
 void GCDWebServer::setLogLevel(int level) { gLogLevel = level; }
 int GCDWebServer::logLevel() { return gLogLevel; }
+
+int GCDWebServer::preferredPort()
+{
+    bool ok = false;
+    const int port = platform::Settings::value(QLatin1String(kPortSetting)).toInt(&ok);
+    return ok ? port : kDefaultPort;
+}
 
 bool GCDWebServer::startWithPort(int port, const QString& bonjourName)
 {

@@ -19,6 +19,9 @@ public:
     // With HTTPS, port 80 stands for 443, and 8443 takes 8080's place.
     static constexpr int kSecurePort = 443;
     static constexpr int kSecureFallbackPort = 8443;
+    // The settings key of the port the user chose for the drive; kDefaultPort when unset.
+    static constexpr const char* kPortSetting = "WebServerPort";
+    static int preferredPort();
 
     explicit GCDWebServer(QObject* parent = nullptr);
     ~GCDWebServer() override;

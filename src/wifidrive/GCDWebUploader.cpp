@@ -61,6 +61,12 @@ GCDWebUploader::GCDWebUploader(const QString& uploadDirectory, QObject* parent)
 {
 }
 
+void GCDWebUploader::setUploadDirectory(const QString& uploadDirectory)
+{
+    if (!isRunning())
+        mUploadDirectory = QDir::cleanPath(uploadDirectory);
+}
+
 void GCDWebUploader::setDelegate(GCDWebUploaderDelegate* delegate)
 {
     mDelegate = delegate;

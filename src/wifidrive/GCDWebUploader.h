@@ -22,6 +22,8 @@ public:
     explicit GCDWebUploader(const QString& uploadDirectory, QObject* parent = nullptr);
 
     const QString& uploadDirectory() const { return mUploadDirectory; }
+    // Another folder to serve (the user chose another library); only while stopped.
+    void setUploadDirectory(const QString& uploadDirectory);
     void setDelegate(GCDWebUploaderDelegate* delegate);
     GCDWebUploaderDelegate* delegate() const { return mDelegate; }
 

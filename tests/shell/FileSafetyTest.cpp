@@ -3,6 +3,7 @@
 #include "platform/PartFile.h"
 #include "support/AudioFixtures.h"
 #include "support/DecodedAudio.h"
+#include "support/SmallDisk.h"
 #include "support/TempTree.h"
 
 #include <QDir>
@@ -217,28 +218,6 @@ TEST(FileSafety, NormalizeAndTrimAtOnceInTwoProcessesEachWriteTheirOwnResult)
     }
 }
 
-namespace {
-// A small file system of its own; unmounted when done.
-class SmallDisk {
-public:
-    explicit SmallDisk(const QString& dir, const char* size) : mDir(dir)
-    {
-        QDir().mkpath(dir);
-        const QByteArray options = QByteArray("size=") + size;
-        mMounted = ::mount("tmpfs", QFile::encodeName(dir).constData(), "tmpfs", 0, options.constData()) == 0;
-    }
-    ~SmallDisk()
-    {
-        if (mMounted)
-            ::umount2(QFile::encodeName(mDir).constData(), MNT_DETACH);
-    }
-    bool mounted() const { return mMounted; }
-
-private:
-    QString mDir;
-    bool mMounted = false;
-};
-}  // namespace
 
 TEST(FileSafety, AFullDiskLeavesTheLibraryAsItWas)
 {

@@ -17,8 +17,11 @@ namespace testsupport {
 
 TempTree::TempTree()
 {
-    for (const char* sub : {"data", "cache", "config"})
+    for (const char* sub : {"data", "cache", "config", "run"})
         QDir().mkpath(path(QLatin1String(sub)));
+    // The programs a test starts find their running instance here, not another test's.
+    QFile::setPermissions(path(QStringLiteral("run")), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(path(QStringLiteral("run"))));
     qputenv("XDG_DATA_HOME", QFile::encodeName(path(QStringLiteral("data"))));
     qputenv("XDG_CACHE_HOME", QFile::encodeName(path(QStringLiteral("cache"))));
     qputenv("XDG_CONFIG_HOME", QFile::encodeName(path(QStringLiteral("config"))));

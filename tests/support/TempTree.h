@@ -7,7 +7,7 @@
 
 namespace testsupport {
 
-// A private XDG tree (data, cache, config) for one test: the library, the private documents,
+// A private XDG tree (data, cache, config, runtime) for one test: the library, the private documents,
 // the temporary folder and the settings all live inside it and vanish with it.
 class TempTree {
 public:

@@ -9,12 +9,15 @@
 #include "recording/screens/UnitControlPanel.h"
 #include "shell/FilePlayerPreview.h"
 #include "shell/screens/InfoViewController.h"
+#include "shell/screens/SettingsViewController.h"
 #include "ui/screens/NavigationController.h"
+#include "ui/screens/ProgressHUD.h"
 #include "ui/screens/Theme.h"
 #include "wifidrive/MyWebUploader.h"
 #include "wifidrive/screens/WiFiDriveViewController.h"
 
 #include <QAction>
+#include <QHBoxLayout>
 #include <QEvent>
 #include <QGuiApplication>
 #include <QLabel>
@@ -35,6 +38,9 @@ constexpr int kInfoSlideMs = 300;
 const QString kWiFiDriveActionText = QStringLiteral("WiFi Drive\u2026");
 constexpr int kWiFiDriveWidth = 420;
 constexpr int kWiFiDriveHeight = 700;
+const QString kSettingsActionText = QStringLiteral("Settings\u2026");
+constexpr int kSettingsWidth = 480;
+constexpr int kSettingsHeight = 560;
 }  // namespace
 
 AppWindow::AppWindow(QObject* parent) : AppDelegate(Mode::Window, parent) {}
@@ -58,6 +64,14 @@ void AppWindow::observeWindow()
 {
     // The web uploader exists by now.
     addWiFiDriveAction();
+    mSettingsAction = new QAction(kSettingsActionText, this);
+    mSettingsAction->setIcon(QIcon::fromTheme(QStringLiteral("preferences-system"),
+                                              mWindow->style()->standardIcon(QStyle::SP_FileDialogDetailedView)));
+    mSettingsAction->setToolTip(QStringLiteral("Settings"));
+    mSettingsAction->setShortcut(QKeySequence::Preferences);
+    mWindow->addAction(mSettingsAction);
+    connect(mSettingsAction, &QAction::triggered, this, &AppWindow::settingsTapped);
+    addBarActions();
     UnitControlPanel::installAsInterfacePresenter();
     mWindow->installEventFilter(this);
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
@@ -187,15 +201,27 @@ void AppWindow::addWiFiDriveAction()
     mWiFiDriveAction->setIcon(mWindow->style()->standardIcon(QStyle::SP_DriveNetIcon));
     mWiFiDriveAction->setToolTip(QStringLiteral("WiFi Drive"));
     connect(mWiFiDriveAction, &QAction::triggered, this, &AppWindow::wifiDriveTapped);
+}
+
+// The drive's and the settings' buttons beside the library's title.
+void AppWindow::addBarActions()
+{
     if (!mLibraryNavigation)
         return;
-    auto* button = new QToolButton;
-    button->setDefaultAction(mWiFiDriveAction);
-    button->setToolButtonStyle(Qt::ToolButtonIconOnly);
-    button->setFixedSize(kInfoButtonWidth, kInfoButtonHeight);
-    button->setAutoRaise(true);
-    button->setAccessibleName(QStringLiteral("WiFi Drive"));
-    mLibraryNavigation->setRightItem(mMaster, button);
+    auto* items = new QWidget;
+    auto* layout = new QHBoxLayout(items);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(2);
+    for (QAction* action : {mWiFiDriveAction, mSettingsAction}) {
+        auto* button = new QToolButton;
+        button->setDefaultAction(action);
+        button->setToolButtonStyle(Qt::ToolButtonIconOnly);
+        button->setFixedSize(kInfoButtonWidth, kInfoButtonHeight);
+        button->setAutoRaise(true);
+        button->setAccessibleName(action->toolTip());
+        layout->addWidget(button);
+    }
+    mLibraryNavigation->setRightItem(mMaster, items);
 }
 
 WiFiDriveViewController* AppWindow::wifiDriveViewController() const { return mWiFiDrive; }
@@ -213,4 +239,76 @@ void AppWindow::wifiDriveTapped()
     mWiFiDrive->setAttribute(Qt::WA_DeleteOnClose);
     mWiFiDrive->resize(kWiFiDriveWidth, kWiFiDriveHeight);
     mWiFiDrive->show();
+}
+
+void AppWindow::activate()
+{
+    if (!mWindow)
+        return;
+    if (mWindow->isMinimized())
+        mWindow->showMaximized();
+    mWindow->raise();
+    mWindow->activateWindow();
+}
+
+void AppWindow::showFileOrFolder(const QString& path)
+{
+    popToRootBrowser();
+    if (mMaster && !Utils::pathIsLibraryRoot(path))
+        mMaster->showFileOrFolder(path);
+}
+
+void AppWindow::popToRootBrowser()
+{
+    if (mLibraryNavigation && mMaster)
+        mLibraryNavigation->popToViewController(mMaster, false);
+}
+
+ProgressHUD* AppWindow::pasteOverlay() const { return mPasteOverlay; }
+
+void AppWindow::pasteImportStarted(const QString& message)
+{
+    mPasteOverlay = ProgressHUD::showWithMessage(mWindow.get(), message);
+    if (mPasteOverlay)
+        mPasteOverlay->setProgress(1.0f);
+}
+
+void AppWindow::pasteImportFinished(bool succeeded)
+{
+    if (!mPasteOverlay)
+        return;
+    if (succeeded)
+        mPasteOverlay->makeAutoDismissMessage(QStringLiteral("Done"));
+    else
+        mPasteOverlay->makeDismissMessage(QStringLiteral("Sorry\nCould not import audio"));
+}
+
+SettingsViewController* AppWindow::settingsViewController() const
+{
+    return mSettings ? qobject_cast<SettingsViewController*>(mSettings->viewControllers().value(0)) : nullptr;
+}
+
+void AppWindow::settingsTapped()
+{
+    if (mSettings) {
+        mSettings->raise();
+        mSettings->activateWindow();
+        return;
+    }
+    auto* settings = new SettingsViewController(preferences());
+    mSettings = new NavigationController(settings, mWindow.get());
+    mSettings->setWindowFlag(Qt::Dialog);
+    mSettings->setWindowTitle(settings->windowTitle());
+    mSettings->setAttribute(Qt::WA_DeleteOnClose);
+    mSettings->resize(kSettingsWidth, kSettingsHeight);
+    mSettings->show();
+}
+
+void AppWindow::libraryMoved(const QString& root)
+{
+    popToRootBrowser();
+    if (mDetail)
+        mDetail->setDetailItem(QString());
+    if (mMaster)
+        mMaster->setFolder(root);
 }

@@ -10,9 +10,11 @@ class DropboxScreens;
 class LibraryExchange;
 class MasterViewController;
 class NavigationController;
+class ProgressHUD;
 class QAction;
 class QLabel;
 class QSplitter;
+class SettingsViewController;
 class QWidget;
 class WiFiDriveViewController;
 
@@ -35,6 +37,18 @@ public:
     void wifiDriveTapped();
     WiFiDriveViewController* wifiDriveViewController() const;
 
+    // "Settings…": the settings panel in a window of its own, with its own navigation stack.
+    QAction* settingsAction() const { return mSettingsAction; }
+    void settingsTapped();
+    SettingsViewController* settingsViewController() const;
+
+    // URL commands in the window: the root browser shows, the overlay tells.
+    void showFileOrFolder(const QString& path) override;
+    void popToRootBrowser() override;
+    void pasteImportStarted(const QString& message) override;
+    void pasteImportFinished(bool succeeded) override;
+    ProgressHUD* pasteOverlay() const;
+
     QWidget* window() const { return mWindow.get(); }
     // The line at the foot of the window that says when the audio server went and came back.
     QLabel* serverMessage() const { return mServerMessage; }
@@ -51,12 +65,15 @@ protected:
     void createScreens() override;
     void observeWindow() override;
     QObject* alertContext() const override;
+    void activate() override;
+    void libraryMoved(const QString& root) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void createWindow();
     void addInfoButton();
     void addWiFiDriveAction();
+    void addBarActions();
 
     std::unique_ptr<QWidget> mWindow;
     QSplitter* mSplit = nullptr;
@@ -69,6 +86,9 @@ private:
     QPointer<QWidget> mInfo;
     QAction* mWiFiDriveAction = nullptr;
     QPointer<WiFiDriveViewController> mWiFiDrive;
+    QAction* mSettingsAction = nullptr;
+    QPointer<NavigationController> mSettings;
     std::unique_ptr<AudioServerStatus> mServerStatus;
-    QLabel* mServerMessage = nullptr;  // the window's word on the audio server, hidden when none
+    QLabel* mServerMessage = nullptr;
+    QPointer<ProgressHUD> mPasteOverlay;  // the window's word on the audio server, hidden when none
 };

@@ -126,7 +126,7 @@ void WiFiDriveViewController::httpsChanged(bool on)
     // A running drive starts again in the other mode, on its new address.
     if (mServer->isRunning()) {
         mServer->stop();
-        if (!mServer->startWithPort(GCDWebServer::kDefaultPort, QStringLiteral("")))
+        if (!mServer->startWithPort(GCDWebServer::preferredPort(), QStringLiteral("")))
             mSwitch->setChecked(false);
     }
     updateAddress();
@@ -153,7 +153,7 @@ void WiFiDriveViewController::switchChanged(bool on)
         return;
     if (on) {
         // The empty Bonjour name publishes under this machine's own name.
-        if (!mServer->startWithPort(GCDWebServer::kDefaultPort, QStringLiteral("")))
+        if (!mServer->startWithPort(GCDWebServer::preferredPort(), QStringLiteral("")))
             mSwitch->setChecked(false);
     } else {
         mServer->stop();
