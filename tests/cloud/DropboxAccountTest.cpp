@@ -4,6 +4,7 @@
 #include "cloud/DropboxClient.h"
 #include "cloud/DropboxLink.h"
 #include "platform/Settings.h"
+#include "support/BuildPaths.h"
 #include "support/TempTree.h"
 
 #include <QDir>
@@ -194,7 +195,7 @@ TEST(DropboxAccountTest, ToolLinksListsImportsExportsAndUnlinks)
         for (const QString& pair : env)
             pe.insert(pair.section('=', 0, 0), pair.section('=', 1));
         tool.setProcessEnvironment(pe);
-        tool.start(WL_BINARY_DIR "/wavelocker-tool", {"--library", lib, "dropbox", "link"});
+        tool.start(testsupport::binDir() + QStringLiteral("/wavelocker-tool"), {"--library", lib, "dropbox", "link"});
         QByteArray err;
         QStringList urls;
         EXPECT_TRUE(testsupport::waitUntil([&] {

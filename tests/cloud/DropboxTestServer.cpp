@@ -9,6 +9,7 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QThread>
+#include "support/BuildPaths.h"
 
 namespace testsupport {
 namespace {
@@ -46,7 +47,7 @@ bool waitForLine(QProcess& process, QByteArray& line, int timeoutMs)
 DropboxTestServer::DropboxTestServer(const QString& token) : mToken(token)
 {
     QDir().mkpath(root());
-    QStringList args = {QStringLiteral(WL_SOURCE_DIR "/tests/cloud/dropbox_test_server.py"), QStringLiteral("--root"), root(),
+    QStringList args = {(testsupport::sourceDir() + QStringLiteral("/tests/cloud/dropbox_test_server.py")), QStringLiteral("--root"), root(),
                         QStringLiteral("--app-key"), QString::fromLatin1(kAppKey)};
     if (!token.isEmpty())
         args << QStringLiteral("--token") << token;

@@ -8,12 +8,13 @@
 #include <QDir>
 #include <QProcess>
 #include <gtest/gtest.h>
+#include "support/BuildPaths.h"
 
 using namespace testsupport;
 namespace ACP = AudioCopyPaste1;
 
 namespace {
-const QString kTool = QStringLiteral(WL_BINARY_DIR "/wavelocker-tool");
+const QString kTool = (testsupport::binDir() + QStringLiteral("/wavelocker-tool"));
 
 // A shell loop of tool commands in a process of its own.
 std::unique_ptr<QProcess> startLoop(const QString& script)

@@ -17,6 +17,7 @@
 #include <QRegularExpression>
 #include <QSplitter>
 #include <gtest/gtest.h>
+#include "support/BuildPaths.h"
 
 using namespace testsupport;
 
@@ -167,7 +168,7 @@ TEST(StartUp, ServeRunsWithoutDisplayUntilTerminated)
     env.remove("WAYLAND_DISPLAY");
     env.remove("QT_QPA_PLATFORM");
     serve.setProcessEnvironment(env);
-    serve.start(QStringLiteral(WL_BINARY_DIR "/wavelocker"), {"--serve", "--library", tree.path("lib")});
+    serve.start((testsupport::binDir() + QStringLiteral("/wavelocker")), {"--serve", "--library", tree.path("lib")});
     ASSERT_TRUE(serve.waitForStarted());
     QByteArray err;
     ASSERT_TRUE(waitUntil(

@@ -8,6 +8,7 @@
 #include <QProcess>
 #include <QRegularExpression>
 #include <gtest/gtest.h>
+#include "support/BuildPaths.h"
 
 using namespace testsupport;
 
@@ -55,8 +56,8 @@ TEST(DesktopInstall, InstalledEntryHandlesTheSchemesAndUninstallRemovesIt)
 {
     TempTree tree;
     const QString prefix = tree.path("prefix");
-    const QString script = QStringLiteral(WL_SOURCE_DIR "/scripts/install.sh");
-    const QString build = QStringLiteral(WL_BINARY_DIR "/..");
+    const QString script = (testsupport::sourceDir() + QStringLiteral("/scripts/install.sh"));
+    const QString build = (testsupport::binDir() + QStringLiteral("/.."));
     const Outcome installed = run("bash", {script, "install", build, prefix});
     ASSERT_EQ(installed.exitCode, 0) << installed.out.toStdString();
     const QStringList files = filesBelow(prefix);

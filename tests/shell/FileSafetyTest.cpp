@@ -23,6 +23,7 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include "support/BuildPaths.h"
 
 using namespace testsupport;
 
@@ -76,7 +77,7 @@ QStringList cacheLeftovers(const TempTree& tree)
     return found;
 }
 
-QString tool() { return QStringLiteral(WL_BINARY_DIR "/wavelocker-tool"); }
+QString tool() { return (testsupport::binDir() + QStringLiteral("/wavelocker-tool")); }
 
 // Runs the tool and kills it after delayMs (when it still runs); the elapsed time otherwise.
 qint64 runAndKill(const QStringList& args, int delayMs)

@@ -15,6 +15,7 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
+#include "support/BuildPaths.h"
 
 using namespace testsupport;
 
@@ -26,7 +27,7 @@ public:
     explicit Instance(const QString& library)
     {
         mProcess.setProcessChannelMode(QProcess::SeparateChannels);
-        mProcess.start(QStringLiteral(WL_BINARY_DIR "/wavelocker"), {"--serve", "--library", library, "--port", "0"});
+        mProcess.start((testsupport::binDir() + QStringLiteral("/wavelocker")), {"--serve", "--library", library, "--port", "0"});
     }
     ~Instance()
     {
@@ -58,7 +59,7 @@ private:
 RunResult handOver(const QStringList& args)
 {
     QProcess p;
-    p.start(QStringLiteral(WL_BINARY_DIR "/wavelocker"), args);
+    p.start((testsupport::binDir() + QStringLiteral("/wavelocker")), args);
     RunResult r;
     if (!waitUntil([&] { return p.state() == QProcess::NotRunning; }, 60000)) {
         p.kill();
@@ -168,7 +169,7 @@ TEST(HandOver, DocumentsLandUnderFreeNamesWithTheSourceName)
     writeFile(tree.path("c/Take.wav"), "mixer");
     QProcess relative;
     relative.setWorkingDirectory(tree.path("c"));
-    relative.start(QStringLiteral(WL_BINARY_DIR "/wavelocker"), {"--source-app", "com.example.Mixer", "Take.wav"});
+    relative.start((testsupport::binDir() + QStringLiteral("/wavelocker")), {"--source-app", "com.example.Mixer", "Take.wav"});
     ASSERT_TRUE(waitUntil([&] { return relative.state() == QProcess::NotRunning; }, 30000));
     EXPECT_EQ(relative.exitCode(), 0);
     EXPECT_EQ(readFile(lib + "/Mixer - Take.wav"), "mixer");
@@ -290,7 +291,7 @@ TEST(HandOver, OneInstanceThroughStaleSocketsCrashesAndRaces)
     for (int i = 0; i < 4; ++i) {
         writeFile(tree.path(QStringLiteral("in%1/Take.wav").arg(i)), QByteArray::number(i));
         auto client = std::make_unique<QProcess>();
-        client->start(QStringLiteral(WL_BINARY_DIR "/wavelocker"), {tree.path(QStringLiteral("in%1/Take.wav").arg(i))});
+        client->start((testsupport::binDir() + QStringLiteral("/wavelocker")), {tree.path(QStringLiteral("in%1/Take.wav").arg(i))});
         clients.push_back(std::move(client));
     }
     ASSERT_TRUE(waitUntil([&] { return first.process().state() == QProcess::NotRunning

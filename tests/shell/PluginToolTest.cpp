@@ -9,6 +9,7 @@
 #include <QProcess>
 #include <cmath>
 #include <gtest/gtest.h>
+#include "support/BuildPaths.h"
 
 using namespace testsupport;
 
@@ -147,7 +148,7 @@ TEST(PluginTool, UnitsListsTypesAndCodesAndSkipsWhatCrashedOrIsBroken)
     ASSERT_TRUE(writeFile(bundles + "/broken.lv2/manifest.ttl", "@prefix x: <garbage> . <urn:a> x:y [ ;;; \n"));
     QDir().mkpath(bundles + "/crash.lv2");
     for (const char* name : {"manifest.ttl", "crash.ttl", "crash.so"})
-        ASSERT_TRUE(QFile::copy(QStringLiteral(WL_TEST_LV2_DIR "/crash.lv2/") + name, bundles + "/crash.lv2/" + name));
+        ASSERT_TRUE(QFile::copy((testsupport::lv2Dir() + QStringLiteral("/crash.lv2/")) + name, bundles + "/crash.lv2/" + name));
     const QStringList env{"LV2_PATH=" + bundles + ":/usr/lib/lv2"};
 
     RunResult r = runProgram("wavelocker-tool", {"units"}, env);

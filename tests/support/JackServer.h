@@ -30,6 +30,7 @@ public:
     QStringList ports() const;
 
 private:
+    bool startOnce();
     QByteArray runClient(const QString& program, const QStringList& args, bool* ok = nullptr) const;
 
     QString mName;

@@ -12,6 +12,7 @@
 #include <QFile>
 #include <QProcess>
 #include <QThread>
+#include "support/BuildPaths.h"
 
 namespace testsupport {
 
@@ -108,7 +109,7 @@ RunResult runProgram(const QString& name, const QStringList& args, const QString
         env.insert(kv.left(eq), kv.mid(eq + 1));
     }
     p.setProcessEnvironment(env);
-    p.start(QStringLiteral(WL_BINARY_DIR "/") + name, args);
+    p.start((testsupport::binDir() + QStringLiteral("/")) + name, args);
     RunResult r;
     if (!p.waitForFinished(timeoutMs)) {
         p.kill();

@@ -3,11 +3,12 @@
 
 #include <QProcess>
 #include <QTemporaryDir>
+#include "support/BuildPaths.h"
 
 using namespace testsupport;
 
 namespace {
-const QString kBrowserDir = QStringLiteral(WL_SOURCE_DIR "/tests/wifidrive/browser");
+const QString kBrowserDir = (testsupport::sourceDir() + QStringLiteral("/tests/wifidrive/browser"));
 constexpr int kBrowserTimeoutMs = 120000;
 
 // Runs one page script against the started uploader; its output when it fails.

@@ -13,6 +13,7 @@
 #include <sys/mount.h>
 #include <thread>
 #include <unistd.h>
+#include "support/BuildPaths.h"
 
 using namespace testsupport;
 
@@ -41,7 +42,7 @@ QByteArray randomBytes(qsizetype size)
 // `wavelocker --serve` on a free port; the port once it said so.
 int startServer(QProcess& serve, const QString& lib)
 {
-    serve.start(QStringLiteral(WL_BINARY_DIR "/wavelocker"), {"--serve", "--library", lib, "--port", "0"});
+    serve.start((testsupport::binDir() + QStringLiteral("/wavelocker")), {"--serve", "--library", lib, "--port", "0"});
     QByteArray log;
     const QRegularExpression started(QStringLiteral("Web server started on port (\\d+)"));
     QRegularExpressionMatch match;

@@ -13,13 +13,14 @@
 #include <QUrl>
 #include <sys/socket.h>
 #include <unistd.h>
+#include "support/BuildPaths.h"
 
 using namespace testsupport;
 
 namespace {
 
 const QString kPassword = QStringLiteral("correct horse battery staple");
-const QString kBrowserDir = QStringLiteral(WL_SOURCE_DIR "/tests/wifidrive/browser");
+const QString kBrowserDir = (testsupport::sourceDir() + QStringLiteral("/tests/wifidrive/browser"));
 
 QByteArray loginRequest(int port, const QByteArray& password, const QByteArray& origin)
 {

@@ -10,6 +10,7 @@
 #include <QProcess>
 #include <QRegularExpression>
 #include <gtest/gtest.h>
+#include "support/BuildPaths.h"
 
 using namespace testsupport;
 
@@ -40,7 +41,7 @@ TEST(WiFiDriveStart, ServeOptionStartsTheServiceAndLogsItsAddress)
     const QString lib = tree.path("served");
     writeFile(lib + "/Take.wav", "take");
     QProcess serve;
-    serve.start(QStringLiteral(WL_BINARY_DIR "/wavelocker"), {"--serve", "--library", lib, "--port", "0"});
+    serve.start((testsupport::binDir() + QStringLiteral("/wavelocker")), {"--serve", "--library", lib, "--port", "0"});
     QByteArray log;
     const QRegularExpression started(QStringLiteral("Web server started on port (\\d+) and reachable at http://"));
     QRegularExpressionMatch match;
