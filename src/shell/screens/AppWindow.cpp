@@ -6,6 +6,7 @@
 #include "cloud/screens/DropboxScreens.h"
 #include "library/screens/MasterViewController.h"
 #include "recording/AudioServerStatus.h"
+#include "recording/screens/AudioSettingsViewController.h"
 #include "recording/screens/UnitControlPanel.h"
 #include "shell/FilePlayerPreview.h"
 #include "shell/screens/InfoViewController.h"
@@ -295,7 +296,7 @@ void AppWindow::settingsTapped()
         mSettings->activateWindow();
         return;
     }
-    auto* settings = new SettingsViewController(preferences());
+    auto* settings = new SettingsViewController(preferences(), [] { return new AudioSettingsViewController; });
     mSettings = new NavigationController(settings, mWindow.get());
     mSettings->setWindowFlag(Qt::Dialog);
     mSettings->setWindowTitle(settings->windowTitle());
