@@ -138,6 +138,7 @@ void AppWindow::createScreens()
         label->setVisible(!text.isEmpty());
     });
     mMaster->setFolder(Utils::documentsURL());
+    urlCommands()->setPasteHandler([this](const QString& name) { return !mMaster->audioPaste(name).isEmpty(); });
     mWindow->showMaximized();
     addInfoButton();
 }
@@ -301,6 +302,7 @@ void AppWindow::settingsTapped()
         return;
     }
     auto* settings = new SettingsViewController(preferences(), [] { return new AudioSettingsViewController; });
+    settings->setDropboxScreens(mDropboxScreens);
     mSettings = new NavigationController(settings, mWindow.get());
     mSettings->setWindowFlag(Qt::Dialog);
     mSettings->setWindowTitle(settings->windowTitle());
