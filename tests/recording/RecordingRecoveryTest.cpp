@@ -102,7 +102,7 @@ TEST(RecordingRecovery, TakeKilledMidwayIsRecoveredInEveryFormat)
             const auto m = testsupport::matchKnownSignal(heard, 2, signal.framesPlayed());
             ASSERT_TRUE(m.found);
             EXPECT_EQ(m.mismatchAt, -1);
-            EXPECT_EQ(m.repeats, 0);
+            EXPECT_LE(uint64_t(m.repeats), signal.cyclesMissed());  // cycles the source was not run in
             EXPECT_LT(m.framesSkipped, 44100 / 2);  // cycles the loaded server dropped, if any
         } else {
             // A clean 1 kHz sine at half scale in the middle of the take.
