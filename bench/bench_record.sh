@@ -26,7 +26,10 @@ trap stop_server EXIT
 export JACK_DEFAULT_SERVER="wlbench-record-$$"
 JACK_NO_AUDIO_RESERVATION=1 jackd -n "$JACK_DEFAULT_SERVER" --no-realtime -d dummy -r $RATE -p $BUFFER >server.log 2>&1 &
 JACKD=$!
-jack_wait -s "$JACK_DEFAULT_SERVER" -w -t 10 >/dev/null 2>&1
+if ! jack_wait -s "$JACK_DEFAULT_SERVER" -w -t 20 >/dev/null 2>&1; then
+  echo "record: jackd did not come up (a JACK install takes at most 8 servers at once)"
+  exit 1
+fi
 
 # take SECONDS: records; prints "frames dropouts cpu_seconds peak_kib"
 take() {

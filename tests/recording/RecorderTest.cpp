@@ -239,6 +239,18 @@ TEST_F(RecorderTest, StopCancelAndRestart)
     EXPECT_EQ(Recorder::durationText(83.456), QStringLiteral("01:23.45"));
     EXPECT_EQ(stateChanges, 4);
     EXPECT_TRUE(recorder->cancel());  // not recording: the screen may close
+
+    // A recorder that goes away mid-take leaves a complete take for recovery, calling nobody.
+    take = {};
+    ASSERT_TRUE(recorder->setRecState(true));
+    const QString left = recorder->recordURL();
+    EXPECT_TRUE(Recorder::hasUnfinishedRecording().isEmpty());  // held while recorded
+    ASSERT_TRUE(waitUntil([&] { return recorder->recDuration() > 0.3; }, 20000));
+    recorder.reset();
+    EXPECT_EQ(take.calls, 0);
+    EXPECT_EQ(Recorder::hasUnfinishedRecording(), left);
+    EXPECT_GT(testsupport::decodeFile(left).frames(), 44100 / 4);
+    EXPECT_FALSE(AudioEngine::recState());
 }
 
 namespace {
