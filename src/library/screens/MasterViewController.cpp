@@ -144,7 +144,7 @@ QString MasterViewController::headerText() const { return mHeader->isVisible() ?
 
 const LibraryItemList& MasterViewController::addingFileList() const { return mModel->addingFileList(); }
 
-QString MasterViewController::sortButtonText() const { return mSortButton->text(); }
+QString MasterViewController::sortButtonText() const { return mSortButton->plainText(); }
 
 void MasterViewController::update() { mModel->update(); }
 
