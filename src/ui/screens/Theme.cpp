@@ -2,6 +2,9 @@
 
 #include <QApplication>
 #include <QColor>
+#include <QDir>
+#include <QFileInfo>
+#include <QStandardPaths>
 #include <QPalette>
 #include <QWidget>
 
@@ -11,7 +14,51 @@ const QColor kWindow(0x1c, 0x1c, 0x1e);
 const QColor kBase(0x12, 0x12, 0x14);
 const QColor kButton(0x2c, 0x2c, 0x2e);
 const QColor kHighlight(0x0a, 0x5c, 0xc4);
+// Installed with the program (Debian's adwaita-icon-theme): complete for files and folders.
+const QString kInstalledIconTheme = QStringLiteral("Adwaita");
+const QString kBareTheme = QStringLiteral("hicolor");
+
+bool iconThemeExists(const QString& name)
+{
+    for (const QString& dir : QIcon::themeSearchPaths())
+        if (QFileInfo::exists(QDir(dir).filePath(name + QStringLiteral("/index.theme"))))
+            return true;
+    return false;
+}
 }  // namespace
+
+void useDesktopIconTheme()
+{
+    static bool done = false;
+    if (done)
+        return;
+    done = true;
+    // Platforms without a desktop theme (offscreen, bare X) may not look in the XDG folders.
+    QStringList paths = QIcon::themeSearchPaths();
+    for (const QString& dir :
+         QStandardPaths::locateAll(QStandardPaths::GenericDataLocation, QStringLiteral("icons"), QStandardPaths::LocateDirectory))
+        if (!paths.contains(dir))
+            paths << dir;
+    QIcon::setThemeSearchPaths(paths);
+    const QString current = QIcon::themeName();
+    if (current.isEmpty() || current == kBareTheme || !iconThemeExists(current)) {
+        if (iconThemeExists(kInstalledIconTheme))
+            QIcon::setThemeName(kInstalledIconTheme);
+    } else if (QIcon::fallbackThemeName().isEmpty() || QIcon::fallbackThemeName() == kBareTheme) {
+        // A desktop theme that lacks a name still finds it here before the bare one.
+        if (iconThemeExists(kInstalledIconTheme))
+            QIcon::setFallbackThemeName(kInstalledIconTheme);
+    }
+}
+
+QIcon themeIcon(const QStringList& names, const QIcon& fallback)
+{
+    useDesktopIconTheme();
+    for (const QString& name : names)
+        if (QIcon::hasThemeIcon(name))
+            return QIcon::fromTheme(name);
+    return fallback;
+}
 
 QColor white(double alpha)
 {

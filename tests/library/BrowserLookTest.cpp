@@ -1,13 +1,19 @@
 #include "audiofiles/screens/DetailViewController.h"
 #include "library/FileListModel.h"
 #include "library/FileSort.h"
+#include "library/RowTexts.h"
+#include "library/Utils.h"
+#include "library/screens/FileRowDelegate.h"
 #include "library/screens/MasterViewController.h"
 #include "library/screens/SortButton.h"
 #include "platform/Settings.h"
 #include "support/TempTree.h"
 #include "ui/screens/NavigationController.h"
 
+#include <QApplication>
 #include <QDateTime>
+#include <QDir>
+#include <QSet>
 #include <QFile>
 #include <QTest>
 #include <gtest/gtest.h>
@@ -89,4 +95,57 @@ TEST(SortButton, ClicksStepThroughEveryMode)
     MasterViewController::saveDefaults();
     EXPECT_EQ(platform::Settings::value("SortMode").toInt(), FileSort::kByDate);
     FileSort::setSortMode(FileSort::kByName);
+}
+
+// Each kind of row gets the desktop theme's icon for it, most specific name first, and the
+// theme the program installs has one for every kind.
+TEST(RowIcons, EachKindHasItsThemeIcon)
+{
+    TempTree tree;
+    const QString lib = tree.library();
+    auto file = [&](const QString& name) {
+        LibraryItem item;
+        item.path = lib + QLatin1Char('/') + name;
+        return item;
+    };
+    auto folder = [&](const QString& path) {
+        LibraryItem item;
+        item.path = path;
+        item.isDirectory = true;
+        return item;
+    };
+    const QStringList wav = RowTexts::iconNamesForItem(file("take.wav"));
+    EXPECT_EQ(wav.first(), "audio-x-wav");
+    EXPECT_TRUE(wav.contains("audio-x-generic"));
+    EXPECT_EQ(RowTexts::iconNamesForItem(file("song.mid")).mid(0, 2), QStringList({"audio-midi", "audio-x-midi"}));
+    const QStringList font = RowTexts::iconNamesForItem(file("piano.sf2"));
+    EXPECT_TRUE(font.indexOf("audio-x-soundfont") >= 0 && font.indexOf("audio-x-soundfont") < font.indexOf("audio-x-generic"));
+    const QStringList zip = RowTexts::iconNamesForItem(file("pack.zip"));
+    EXPECT_EQ(zip.first(), "application-zip");
+    EXPECT_TRUE(zip.contains("package-x-generic"));
+    EXPECT_EQ(RowTexts::iconNamesForItem(file("notes.txt")).first(), "text-plain");
+    EXPECT_EQ(RowTexts::iconNamesForItem(file("mystery")), QStringList({"application-x-generic"}));
+    EXPECT_EQ(RowTexts::iconNamesForItem(folder(lib + "/Sets")), QStringList({"folder"}));
+    EXPECT_EQ(RowTexts::iconNamesForItem(folder(Utils::trashcanURL())).first(), "user-trash");
+    // Every list ends in a name that any full theme has.
+    for (const QString name : {"take.wav", "song.mid", "piano.sf2", "pack.zip", "notes.txt", "mystery"})
+        EXPECT_EQ(RowTexts::iconNamesForItem(file(name)).last(), "application-x-generic");
+
+    // Drawn: the icons come from the installed theme, not from the style's stand-ins.
+    writeFile(lib + "/take.wav", "x");
+    writeFile(lib + "/pack.zip", "x");
+    writeFile(lib + "/notes.txt", "x");
+    QDir().mkpath(lib + "/Sets");
+    FileListModel model;
+    model.setFolder(lib);
+    model.update();
+    ASSERT_TRUE(waitUntil([&] { return model.isLoaded(); }));
+    FileRowDelegate delegate;
+    QSet<qint64> distinct;
+    for (const QString name : {"take.wav", "pack.zip", "notes.txt", "Sets"}) {
+        const QIcon icon = delegate.iconForIndex(model.index(model.rowForItemWithPath(lib + "/" + name)), QApplication::style());
+        EXPECT_FALSE(icon.name().isEmpty()) << name.toStdString();
+        distinct.insert(icon.cacheKey());
+    }
+    EXPECT_EQ(distinct.size(), 4);
 }
