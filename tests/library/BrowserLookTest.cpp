@@ -149,3 +149,31 @@ TEST(RowIcons, EachKindHasItsThemeIcon)
     }
     EXPECT_EQ(distinct.size(), 4);
 }
+
+// A search that finds nothing says so over the empty list; clearing it brings the rows back.
+TEST(BrowserLook, SearchWithoutResultsSaysSo)
+{
+    TempTree tree;
+    const QString lib = tree.library();
+    writeFile(lib + "/kick.wav", "x");
+    writeFile(lib + "/snare.wav", "x");
+    DetailViewController detail;
+    auto* master = new MasterViewController;
+    master->setDetailViewController(&detail);
+    NavigationController navigation(master);
+    navigation.resize(400, 500);
+    navigation.show();
+    master->setFolder(lib);
+    ASSERT_TRUE(waitUntil([&] { return master->model()->isLoaded(); }));
+    EXPECT_EQ(master->emptyText(), "");
+
+    master->handleSearch("kick");
+    EXPECT_EQ(master->model()->rowCount(), 1);
+    EXPECT_EQ(master->emptyText(), "");
+    master->handleSearch("hihat");
+    EXPECT_EQ(master->model()->rowCount(), 0);
+    EXPECT_EQ(master->emptyText(), "No results");
+    master->cancelSearch();
+    EXPECT_EQ(master->model()->rowCount(), 2);
+    EXPECT_EQ(master->emptyText(), "");
+}

@@ -5,6 +5,7 @@
 #include "audiofiles/screens/WaveView.h"
 #include "library/FileListModel.h"
 #include "library/screens/MasterViewController.h"
+#include "platform/Settings.h"
 #include "shell/screens/AppWindow.h"
 #include "support/AudioFixtures.h"
 #include "support/TempTree.h"
@@ -57,6 +58,11 @@ QString nameOf(const QWidget* w)
     return QStringLiteral("%1 '%2'").arg(QString::fromLatin1(w->metaObject()->className()), text);
 }
 
+QString rectText(const QRect& r)
+{
+    return QStringLiteral("%1,%2 %3x%4").arg(r.x()).arg(r.y()).arg(r.width()).arg(r.height());
+}
+
 struct Shown {
     const QWidget* widget;
     QRect rect;  // in the window, cut to what its scroll area shows
@@ -93,7 +99,8 @@ QStringList layoutProblems(QWidget* window)
             if (a.widget->isAncestorOf(b.widget) || b.widget->isAncestorOf(a.widget))
                 continue;
             if (a.rect.intersects(b.rect))
-                problems << QStringLiteral("%1 and %2 overlap").arg(nameOf(a.widget), nameOf(b.widget));
+                problems << QStringLiteral("%1 (%2) and %3 (%4) overlap")
+                                .arg(nameOf(a.widget), rectText(a.rect), nameOf(b.widget), rectText(b.rect));
         }
     return problems;
 }
@@ -185,4 +192,42 @@ TEST(WindowLayout, EveryScreenFitsFromSmallToLargeWindows)
                 break;
             }
     }
+}
+
+// The window's title names the file shown; its size and the column widths come back at the
+// next start.
+TEST(WindowLayout, TitleFollowsTheFileAndSizesComeBack)
+{
+    TempTree tree;
+    const QString lib = tree.library();
+    writeToneWav(lib + "/Kick.wav", 1, 44100, 4410);
+    qputenv("JACK_DEFAULT_SERVER", "wltest-nobody-home");
+    QList<int> columns;
+    {
+        AppWindow app;
+        app.didFinishLaunching();
+        QWidget* window = app.window();
+        EXPECT_EQ(window->windowTitle(), "Wavelocker");
+        ASSERT_TRUE(waitUntil([&] { return app.masterViewController()->model()->isLoaded(); }));
+        app.masterViewController()->openFile(lib + "/Kick.wav");
+        EXPECT_EQ(window->windowTitle(), "Kick.wav \u2014 Wavelocker");
+        EXPECT_FALSE(app.detailNavigationController()->isBarVisible());
+        app.detailViewController()->setDetailItem(QString());
+        EXPECT_EQ(window->windowTitle(), "Wavelocker");
+
+        window->showNormal();
+        window->setGeometry(40, 30, 730, 450);
+        waitUntil([&] { return window->size() == QSize(730, 450); }, 2000);
+        app.splitViewController()->setSizes({250, 480});
+        columns = app.splitViewController()->sizes();
+        window->close();  // as the window manager's close button does
+        ASSERT_TRUE(platform::Settings::contains("WindowGeometry"));
+    }
+    platform::Settings::sync();
+    AppWindow again;
+    again.didFinishLaunching();
+    QWidget* window = again.window();
+    EXPECT_FALSE(window->isMaximized());
+    EXPECT_EQ(window->size(), QSize(730, 450));
+    EXPECT_EQ(again.splitViewController()->sizes(), columns);
 }

@@ -45,9 +45,11 @@ QIcon FileRowDelegate::iconForIndex(const QModelIndex& index, const QStyle* styl
     return *found;
 }
 
-QSize FileRowDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const
+// The row takes the list's width, whatever it is: a width of its own would add a horizontal
+// scroll bar whenever the vertical one appears.
+QSize FileRowDelegate::sizeHint(const QStyleOptionViewItem&, const QModelIndex&) const
 {
-    return {option.rect.width(), kRowHeight};
+    return {0, kRowHeight};
 }
 
 QRect FileRowDelegate::previewButtonRect(const QRect& rowRect)

@@ -23,6 +23,7 @@
 
 namespace {
 const QString kParentFolder = QStringLiteral("/..");
+const QString kNoResults = QStringLiteral("No results");
 }  // namespace
 
 MasterViewController::MasterViewController(QWidget* parent)
@@ -31,6 +32,7 @@ MasterViewController::MasterViewController(QWidget* parent)
       mTable(new QListView(this)),
       mRowDelegate(new FileRowDelegate(this)),
       mHeader(new QLabel(this)),
+      mEmptyText(new QLabel(kNoResults)),
       mSearchField(new QLineEdit(this)),
       mSortButton(new SortButton(this)),
       mPreview(new LibraryPreview(mModel, this))
@@ -41,6 +43,7 @@ MasterViewController::MasterViewController(QWidget* parent)
 
     mSearchField->setPlaceholderText(QStringLiteral("Search"));
     mSearchField->setClearButtonEnabled(true);
+    mSearchField->setToolTip(QStringLiteral("Show only the items whose names contain this text"));
     auto* searchRow = new QVBoxLayout;
     searchRow->setContentsMargins(8, 6, 8, 6);
     searchRow->addWidget(mSearchField);
@@ -59,7 +62,14 @@ MasterViewController::MasterViewController(QWidget* parent)
     mTable->setEditTriggers(QAbstractItemView::NoEditTriggers);
     mTable->setFrameShape(QFrame::NoFrame);
     mTable->setMouseTracking(true);
+    mTable->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    mTable->setTextElideMode(Qt::ElideMiddle);
     layout->addWidget(mTable, 1);
+    // Over the list's empty space, centred by a layout of its own.
+    auto* emptyLayout = new QVBoxLayout(mTable->viewport());
+    emptyLayout->addWidget(mEmptyText, 0, Qt::AlignCenter);
+    mEmptyText->setForegroundRole(QPalette::PlaceholderText);
+    mEmptyText->hide();
 
     layout->addWidget(mSortButton);
     mActions = new ItemActionsController(this);
@@ -75,6 +85,9 @@ MasterViewController::MasterViewController(QWidget* parent)
     });
     connect(mModel, &FileListModel::listingFinished, this, &MasterViewController::listingFinished);
     connect(mModel, &FileListModel::headerTextChanged, this, &MasterViewController::updateHeader);
+    connect(mModel, &FileListModel::modelReset, this, &MasterViewController::updateEmptyText);
+    connect(mModel, &FileListModel::rowsInserted, this, &MasterViewController::updateEmptyText);
+    connect(mModel, &FileListModel::rowsRemoved, this, &MasterViewController::updateEmptyText);
     connect(mTable, &QListView::clicked, this, &MasterViewController::rowClicked);
     connect(mSortButton, &SortButton::clicked, this, &MasterViewController::sortPress);
     connect(mSearchField, &QLineEdit::textChanged, this, &MasterViewController::handleSearch);
@@ -165,6 +178,13 @@ void MasterViewController::updateHeader()
     const QString text = mModel->headerText();
     mHeader->setText(text);
     mHeader->setHidden(text.isEmpty());
+}
+
+QString MasterViewController::emptyText() const { return mEmptyText->isVisibleTo(mTable) ? mEmptyText->text() : QString(); }
+
+void MasterViewController::updateEmptyText()
+{
+    mEmptyText->setVisible(mModel->isSearching() && mModel->rowCount() == 0);
 }
 
 void MasterViewController::sortPress()

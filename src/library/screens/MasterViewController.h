@@ -54,6 +54,8 @@ public:
     FileRowDelegate* rowDelegate() const { return mRowDelegate; }
     ItemActionsController* actions() const { return mActions; }
     QString headerText() const;
+    // "No results" over the list while a search finds nothing; empty otherwise.
+    QString emptyText() const;
     QString sortButtonText() const;
     const LibraryItemList& addingFileList() const;
 
@@ -97,11 +99,13 @@ private:
     void listingFinished();
     void rowClicked(const QModelIndex& index);
     void updateHeader();
+    void updateEmptyText();
 
     FileListModel* mModel;
     QListView* mTable;
     FileRowDelegate* mRowDelegate;
     QLabel* mHeader;
+    QLabel* mEmptyText;
     QLineEdit* mSearchField;
     SortButton* mSortButton;
     DetailScreen* mDetail = nullptr;

@@ -1,11 +1,14 @@
 #include "ui/screens/Theme.h"
 
 #include <QApplication>
+#include <algorithm>
 #include <QColor>
 #include <QDir>
 #include <QFileInfo>
 #include <QStandardPaths>
 #include <QPalette>
+#include <QProxyStyle>
+#include <QStyleFactory>
 #include <QWidget>
 
 namespace Theme {
@@ -18,6 +21,26 @@ const QColor kHighlight(0x0a, 0x5c, 0xc4);
 const QString kInstalledIconTheme = QStringLiteral("Adwaita");
 const QString kBareTheme = QStringLiteral("hicolor");
 
+const char* const kCompactProperty = "compactButton";
+constexpr int kCompactPadding = 10;
+
+// Fusion gives every push button with text at least 80 pixels; compact ones get their text's.
+class CompactButtonStyle : public QProxyStyle {
+public:
+    CompactButtonStyle() : QProxyStyle(QStyleFactory::create(QStringLiteral("Fusion"))) {}
+
+    QSize sizeFromContents(ContentsType type, const QStyleOption* option, const QSize& contents,
+                           const QWidget* widget) const override
+    {
+        QSize size = QProxyStyle::sizeFromContents(type, option, contents, widget);
+        if (type == CT_PushButton && widget && widget->property(kCompactProperty).toBool()) {
+            const int frame = 2 * (pixelMetric(PM_ButtonMargin, option, widget) + pixelMetric(PM_DefaultFrameWidth, option, widget));
+            size.setWidth(std::min(size.width(), std::max(contents.width() + frame + kCompactPadding, size.height())));
+        }
+        return size;
+    }
+};
+
 bool iconThemeExists(const QString& name)
 {
     for (const QString& dir : QIcon::themeSearchPaths())
@@ -26,6 +49,12 @@ bool iconThemeExists(const QString& name)
     return false;
 }
 }  // namespace
+
+void setCompact(QWidget* button)
+{
+    button->setProperty(kCompactProperty, true);
+    button->updateGeometry();
+}
 
 void useDesktopIconTheme()
 {
@@ -70,7 +99,8 @@ QColor white(double alpha)
 void applyDarkAppearance(QWidget* window)
 {
     // A widget's own style doesn't reach its children, so the style is the application's.
-    QApplication::setStyle(QStringLiteral("Fusion"));
+    if (!dynamic_cast<CompactButtonStyle*>(QApplication::style()))
+        QApplication::setStyle(new CompactButtonStyle);
     QPalette p;
     p.setColor(QPalette::Window, kWindow);
     p.setColor(QPalette::WindowText, Qt::white);

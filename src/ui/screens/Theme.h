@@ -12,6 +12,10 @@ namespace Theme {
 // Forces the dark palette and style on a window and everything inside it, and on the
 // application's other windows (dialogs, menus, message boxes).
 void applyDarkAppearance(QWidget* window);
+// A push button as wide as its text, not the style's wide minimum: rows of them fit narrow
+// columns. Works through the style that applyDarkAppearance sets.
+void setCompact(QWidget* button);
+
 // The first of names that the desktop's icon theme has, else fallback. A desktop without a
 // theme of its own (a bare window manager) gets the one the program installs with it.
 QIcon themeIcon(const QStringList& names, const QIcon& fallback = {});
