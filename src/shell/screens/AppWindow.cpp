@@ -6,6 +6,7 @@
 #include "cloud/screens/DropboxScreens.h"
 #include "library/screens/MasterViewController.h"
 #include "recording/AudioServerStatus.h"
+#include "recording/screens/AudioSettingsViewController.h"
 #include "recording/screens/UnitControlPanel.h"
 #include "platform/Settings.h"
 #include "shell/FilePlayerPreview.h"
@@ -143,6 +144,7 @@ void AppWindow::createScreens()
         label->setVisible(!text.isEmpty());
     });
     mMaster->setFolder(Utils::documentsURL());
+    urlCommands()->setPasteHandler([this](const QString& name) { return !mMaster->audioPaste(name).isEmpty(); });
     connect(mDetail, &QWidget::windowTitleChanged, this, &AppWindow::updateWindowTitle);
     restoreWindowState();
     addInfoButton();
@@ -342,7 +344,8 @@ void AppWindow::settingsTapped()
         mSettings->activateWindow();
         return;
     }
-    auto* settings = new SettingsViewController(preferences());
+    auto* settings = new SettingsViewController(preferences(), [] { return new AudioSettingsViewController; });
+    settings->setDropboxScreens(mDropboxScreens);
     mSettings = new NavigationController(settings, mWindow.get());
     mSettings->setWindowFlag(Qt::Dialog);
     mSettings->setWindowTitle(settings->windowTitle());
