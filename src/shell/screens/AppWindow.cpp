@@ -2,6 +2,7 @@
 
 #include "audiofiles/screens/DetailViewController.h"
 #include "exchange/screens/LibraryExchange.h"
+#include "library/UndoStack.h"
 #include "library/Utils.h"
 #include "cloud/screens/DropboxScreens.h"
 #include "library/screens/MasterViewController.h"
@@ -114,6 +115,9 @@ void AppWindow::createScreens()
     mExchange = new LibraryExchange(this);
     mExchange->setPreviewPlayer(preview());
     mMaster->setPasteboardScreen(mExchange);
+    mUndo = new UndoStack(this);
+    mMaster->setUndoStack(mUndo);
+    connect(mUndo, &UndoStack::itemMoved, mMaster, &MasterViewController::followMove);
     mDetail->setPasteboardScreen(mExchange);
 
     mLibraryNavigation = new NavigationController(mMaster);
