@@ -14,6 +14,7 @@ class ProgressHUD;
 class QAction;
 class QLabel;
 class QSplitter;
+class QTimer;
 class SettingsViewController;
 class UndoStack;
 class QWidget;
@@ -77,6 +78,10 @@ private:
     void addInfoButton();
     void addWiFiDriveAction();
     void addBarActions();
+    // The window's size, place and column widths: kept in the settings, put back at start.
+    void restoreWindowState();
+    void saveWindowState();
+    void updateWindowTitle(const QString& fileName);
 
     std::unique_ptr<QWidget> mWindow;
     QSplitter* mSplit = nullptr;
@@ -94,5 +99,6 @@ private:
     QPointer<NavigationController> mSettings;
     std::unique_ptr<AudioServerStatus> mServerStatus;
     QLabel* mServerMessage = nullptr;
-    QPointer<ProgressHUD> mPasteOverlay;  // the window's word on the audio server, hidden when none
+    QPointer<ProgressHUD> mPasteOverlay;
+    QTimer* mSaveWindowState = nullptr;  // the window's word on the audio server, hidden when none
 };
