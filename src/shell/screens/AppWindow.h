@@ -11,6 +11,7 @@ class LibraryExchange;
 class MasterViewController;
 class NavigationController;
 class ProgressHUD;
+class RecorderViewController;
 class QAction;
 class QLabel;
 class QSplitter;
@@ -41,6 +42,13 @@ public:
     QAction* settingsAction() const { return mSettingsAction; }
     void settingsTapped();
     SettingsViewController* settingsViewController() const;
+
+    // The recorder screen on the library's stack for browser's folder (the one open already
+    // when there is one); toggle presses REC. The screen is answered.
+    RecorderViewController* openRecorder(MasterViewController* browser, bool toggle);
+    RecorderViewController* recorderViewController() const { return mRecorder; }
+    // Takes the recorder screen off the stack (the recorder goes with it).
+    void closeRecorder();
 
     // URL commands in the window: the root browser shows, the overlay tells.
     void showFileOrFolder(const QString& path) override;
@@ -90,5 +98,7 @@ private:
     QPointer<NavigationController> mSettings;
     std::unique_ptr<AudioServerStatus> mServerStatus;
     QLabel* mServerMessage = nullptr;
-    QPointer<ProgressHUD> mPasteOverlay;  // the window's word on the audio server, hidden when none
+    QPointer<ProgressHUD> mPasteOverlay;
+    QPointer<RecorderViewController> mRecorder;
+    QPointer<ProgressHUD> mNormalizing;  // the window's word on the audio server, hidden when none
 };
