@@ -5,8 +5,12 @@
 #include "platform/Log.h"
 #include "platform/SndfileAudioWriter.h"
 
+#include <QFile>
 #include <bit>
+#include <cerrno>
 #include <cmath>
+#include <fcntl.h>
+#include <unistd.h>
 
 extern "C" {
 #include <libavutil/channel_layout.h>
@@ -43,6 +47,25 @@ std::unique_ptr<AudioFileWriter> AudioFileWriter::create(const QString& path, ui
     return writer;
 }
 
+std::unique_ptr<AudioFileWriter> AudioFileWriter::createRecoverable(const QString& path, uint32_t fileType,
+                                                                    const StreamDescription& fileFormat)
+{
+    QString reason;
+    std::unique_ptr<AudioFileWriter> writer;
+    if (SndfileAudioWriter::handles(fileType, fileFormat) && fileFormat.formatID == fourCC("lpcm")) {
+        writer = SndfileAudioWriter::create(path, fileType, fileFormat, 0, &reason, true);
+    } else if (fileType == fourCC("m4af") && (fileFormat.formatID == fourCC("aac ") || fileFormat.formatID == fourCC("alac"))) {
+        if (const CodecModule* codecs = codecModule(&reason))
+            writer = codecs->createFragmentedWriter(path, fileFormat, &reason);
+    } else {
+        reason = QStringLiteral("can't write '%1' data in a '%2' file recoverably")
+                     .arg(fourCCString(fileFormat.formatID), fourCCString(fileType));
+    }
+    if (!writer)
+        log(QStringLiteral("Could not create audio file %1: %2").arg(path, reason));
+    return writer;
+}
+
 AudioFileWriter::AudioFileWriter(QString path, const StreamDescription& fileFormat)
     : mPath(std::move(path)),
       mFormat(fileFormat),
@@ -51,7 +74,23 @@ AudioFileWriter::AudioFileWriter(QString path, const StreamDescription& fileForm
 {
 }
 
-AudioFileWriter::~AudioFileWriter() = default;
+AudioFileWriter::~AudioFileWriter()
+{
+    if (mSyncFd >= 0)
+        ::close(mSyncFd);
+}
+
+bool AudioFileWriter::checkpoint()
+{
+    if (mClosed)
+        return false;
+    if (!checkpointFile())
+        return false;
+    if (mSyncFd < 0)
+        mSyncFd = ::open(QFile::encodeName(mPath).constData(), O_RDONLY | O_CLOEXEC);
+    // fdatasync reaches the file's data and size whichever descriptor names it.
+    return mSyncFd >= 0 && ::fdatasync(mSyncFd) == 0;
+}
 
 void AudioFileWriter::SwrDeleter::operator()(SwrContext* s) const { swr_free(&s); }
 

@@ -300,6 +300,27 @@ void HostEngine::connectHardware()
     connectAll(JackPortIsInput, false, mPorts->out);
 }
 
+QStringList HostEngine::receiverSources() const
+{
+    QStringList sources;
+    if (!mClient)
+        return sources;
+    jack_client_t* c = client(mClient);
+    for (int i = 0; i < kHostChannels; ++i) {
+        const char** peers = jack_port_get_all_connections(c, mPorts->receiver[i]);
+        if (!peers)
+            continue;
+        for (int p = 0; peers[p]; ++p) {
+            jack_port_t* peer = jack_port_by_name(c, peers[p]);
+            const QString name = QString::fromUtf8(peers[p]);
+            if (peer && !(jack_port_flags(peer) & JackPortIsPhysical) && !sources.contains(name))
+                sources << name;
+        }
+        jack_free(peers);
+    }
+    return sources;
+}
+
 void HostEngine::updateConnections()
 {
     if (!mClient)

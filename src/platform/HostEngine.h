@@ -105,6 +105,8 @@ public:
     bool connectedToSelf() const { return mConnectedToSelf; }
     // Full names of our ports, for routing by other code and by tests.
     QStringList receiverPortNames() const;
+    // The ports of other programs feeding the receiver now (hardware left out), in order.
+    QStringList receiverSources() const;
     QStringList senderPortNames() const;
     QStringList outputPortNames() const;
     QString midiInputPortName() const;
