@@ -106,6 +106,29 @@ int deleteMany(const QStringList& paths, const QDateTime& timestamp)
     return removed;
 }
 
+const QString kDeleteForGoodMessage = QStringLiteral("They can't be put back.");
+
+int deleteForGood(const QStringList& paths)
+{
+    int removed = 0;
+    for (const QString& path : paths) {
+        if (Utils::pathIsSystemItem(path)) {
+            Utils::showAlert(QStringLiteral("Oops"),
+                             QStringLiteral("'%1' is a system item and can't be deleted!").arg(nameOf(path)));
+            continue;
+        }
+        if (!Utils::removeItem(path)) {
+            Utils::showAlert(QStringLiteral("Delete"), QStringLiteral("Could not delete '%1'").arg(nameOf(path)));
+            continue;
+        }
+        ++removed;
+        const QString parent = QFileInfo(path).path();
+        if (Utils::pathIsTrashcan(QFileInfo(parent).path()))
+            Utils::maybeDeleteEmptyFolder(parent);
+    }
+    return removed;
+}
+
 QList<std::pair<QString, QString>> moveItems(const QStringList& paths, const QString& destination,
                                              const QString& listedFolder)
 {

@@ -35,6 +35,10 @@ bool deleteItem(const QString& path);
 // Trashes every item into one batch named by timestamp; system items are refused and failures
 // shown with an alert. Answers how many items were removed.
 int deleteMany(const QStringList& paths, const QDateTime& timestamp);
+extern const QString kDeleteForGoodMessage;  // "They can't be put back."
+// Removes the items for good, wherever they are; system items are refused and failures shown.
+// Answers how many items were removed.
+int deleteForGood(const QStringList& paths);
 
 // Moves every item into destination, skipping clashes and system items with an alert.
 // Answers the (old, new) paths that moved. An emptied trash batch folder is removed.

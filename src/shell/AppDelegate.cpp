@@ -3,6 +3,7 @@
 #include "cloud/DropboxAccount.h"
 #include "cloud/DropboxClient.h"
 #include "audiofiles/FilePlayer.h"
+#include "exchange/LibraryPasteboard.h"
 #include "library/FileSort.h"
 #include "library/TrashReminder.h"
 #include "library/Utils.h"
@@ -39,6 +40,9 @@ AppDelegate::AppDelegate(Mode mode, QObject* parent)
       mUrlCommands(std::make_unique<UrlCommands>(this)),
       mPreferences(std::make_unique<Preferences>())
 {
+    // Without a window the paste lands in the library's root; the window's browser takes over.
+    mUrlCommands->setPasteHandler(
+        [](const QString& name) { return !LibraryPasteboard::audioPaste(Utils::documentsURL(), name).isEmpty(); });
     connect(mPreferences.get(), &Preferences::libraryFolderChanged, this, [this](const QString& root) {
         linkLocalDocuments();
         reportMovedAsideItems();

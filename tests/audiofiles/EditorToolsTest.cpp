@@ -3,6 +3,7 @@
 #include "audiofiles/screens/TrimPanel.h"
 #include "audiofiles/screens/WaveView.h"
 #include "library/FileListModel.h"
+#include "library/screens/FileListView.h"
 #include "library/screens/MasterViewController.h"
 #include "library/Utils.h"
 #include "platform/AudioFileReader.h"

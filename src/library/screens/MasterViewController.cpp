@@ -2,9 +2,11 @@
 
 #include "library/DetailScreen.h"
 #include "library/FileListModel.h"
+#include "library/screens/FileListView.h"
 #include "library/screens/FileRowDelegate.h"
 #include "library/FileSort.h"
 #include "library/FolderListing.h"
+#include "library/ItemSelection.h"
 #include "library/screens/ItemActionsController.h"
 #include "library/PasteboardScreen.h"
 #include "library/PreviewPlayer.h"
@@ -18,7 +20,6 @@
 #include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
-#include <QListView>
 #include <QHBoxLayout>
 #include <QPushButton>
 #include <QVBoxLayout>
@@ -33,7 +34,8 @@ MasterViewController::RecorderOpener gRecorderOpener;
 MasterViewController::MasterViewController(QWidget* parent)
     : QWidget(parent),
       mModel(new FileListModel(this)),
-      mTable(new QListView(this)),
+      mTable(new FileListView(this)),
+      mSelection(new ItemSelection(mModel, this)),
       mRowDelegate(new FileRowDelegate(this)),
       mHeader(new QLabel(this)),
       mSearchField(new QLineEdit(this)),
@@ -59,9 +61,12 @@ MasterViewController::MasterViewController(QWidget* parent)
     layout->addWidget(mHeader);
 
     mTable->setModel(mModel);
+    mTable->setSelectionModel(mSelection->selectionModel());
     mTable->setItemDelegate(mRowDelegate);
     mTable->setUniformItemSizes(true);
-    mTable->setSelectionMode(QAbstractItemView::SingleSelection);
+    // Ctrl- and Shift-clicks pick several rows whatever the mode.
+    mTable->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    mTable->setContextMenuPolicy(Qt::CustomContextMenu);
     mTable->setEditTriggers(QAbstractItemView::NoEditTriggers);
     mTable->setFrameShape(QFrame::NoFrame);
     mTable->setMouseTracking(true);
@@ -78,7 +83,7 @@ MasterViewController::MasterViewController(QWidget* parent)
     connect(mRecordButton, &QPushButton::clicked, this, &MasterViewController::recordPress);
     bottom->addWidget(mRecordButton);
     layout->addLayout(bottom);
-    mActions = new ItemActionsController(this);
+    mActions = new ItemActionsController(this, mSelection);
     layout->addWidget(mActions->toolbar());
     updateSortButton();
     updateHeader();
@@ -92,6 +97,21 @@ MasterViewController::MasterViewController(QWidget* parent)
     connect(mModel, &FileListModel::listingFinished, this, &MasterViewController::listingFinished);
     connect(mModel, &FileListModel::headerTextChanged, this, &MasterViewController::updateHeader);
     connect(mTable, &QListView::clicked, this, &MasterViewController::rowClicked);
+    connect(mTable, &FileListView::currentMovedByKey, this, &MasterViewController::currentMovedByKey);
+    connect(mTable, &FileListView::openRequested, this, [this](const QModelIndex& index) {
+        if (index.isValid() && index.row() < mModel->filelist().size())
+            openItem(mModel->itemAt(index.row()));
+    });
+    connect(mTable, &QListView::customContextMenuRequested, this, [this](const QPoint& at) {
+        const QModelIndex index = mTable->indexAt(at);
+        if (mModel->isLoaded() && index.isValid() && index.row() < mModel->filelist().size())
+            mActions->showMenuForItem(mModel->itemAt(index.row()));
+    });
+    connect(mActions, &ItemActionsController::editingChanged, this, [this](bool editing) {
+        // While editing, a plain click picks a row instead of opening it.
+        mTable->setSelectionMode(editing ? QAbstractItemView::MultiSelection : QAbstractItemView::ExtendedSelection);
+    });
+    connect(mActions, &ItemActionsController::itemMoved, this, &MasterViewController::followMove);
     connect(mSortButton, &SortButton::clicked, this, &MasterViewController::sortPress);
     connect(mSearchField, &QLineEdit::textChanged, this, &MasterViewController::handleSearch);
     connect(mRowDelegate, &FileRowDelegate::previewButtonClicked, this, [this](const QModelIndex& index) {
@@ -156,13 +176,7 @@ void MasterViewController::setPasteboardScreen(PasteboardScreen* pasteboard)
     mActions->setPasteboardScreen(pasteboard);
     pasteboard->attachToList(
         mTable, [this] { return folder(); },
-        [this] {
-            QStringList paths = mActions->actionList();
-            const QModelIndex current = mTable->currentIndex();
-            if (paths.isEmpty() && current.isValid() && current.row() < mModel->filelist().size())
-                paths << mModel->itemAt(current.row()).path;
-            return paths;
-        });
+        [this] { return mSelection->targetPaths(); });
 }
 
 QString MasterViewController::audioPaste(const QString& name)
@@ -309,13 +323,52 @@ int MasterViewController::rowForItemWithPath(const QString& path) const { return
 
 void MasterViewController::rowClicked(const QModelIndex& index)
 {
-    if (!index.isValid() || mModel->isArriving(mModel->itemAt(index.row()).path))
+    if (!index.isValid() || index.row() >= mModel->filelist().size() || mActions->isEditing()
+        || mTable->lastPressPicksOnly())
         return;
-    const LibraryItem& item = mModel->itemAt(index.row());
-    if (item.isDirectory)
+    openItem(mModel->itemAt(index.row()));
+}
+
+void MasterViewController::currentMovedByKey(const QModelIndex& index)
+{
+    // The editor follows the keyboard from file to file; folders open only on Enter.
+    if (mActions->isEditing() || !index.isValid() || index.row() >= mModel->filelist().size())
+        return;
+    const LibraryItem item = mModel->itemAt(index.row());
+    if (!item.isDirectory && !mModel->isArriving(item.path) && mDetail && mDetail->detailItem() != item.path)
+        mDetail->setDetailItem(item.path);
+}
+
+void MasterViewController::openItem(const LibraryItem& item)
+{
+    if (mModel->isArriving(item.path))
+        return;
+    if (item.isDirectory) {
         enterFolder(item.path, true);
-    else
+        // Back on this level, the list shows the editor's file, not the folder left.
+        mSelection->clear();
+        selectCurrentPath();
+    } else {
         openFile(item.path);
+    }
+}
+
+void MasterViewController::openCurrent()
+{
+    if (const std::optional<LibraryItem> current = mSelection->currentItem())
+        openItem(*current);
+}
+
+void MasterViewController::followMove(const QString& path, const QString& newPath)
+{
+    if (!mDetail)
+        return;
+    mDetail->waveformRenamed(path, newPath);
+    const QString shown = mDetail->detailItem();
+    if (shown == path)
+        mDetail->setDetailItem(newPath);
+    else if (shown.startsWith(path + QLatin1Char('/')))
+        mDetail->setDetailItem(newPath + shown.mid(path.size()));
 }
 
 MasterViewController* MasterViewController::enterFolder(const QString& path, bool animated)

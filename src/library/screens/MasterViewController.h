@@ -12,13 +12,14 @@
 class DetailScreen;
 class DropboxScreen;
 class FileListModel;
+class FileListView;
 class FileRowDelegate;
+class ItemSelection;
 class ItemActionsController;
 class PasteboardScreen;
 class QLabel;
 class QLineEdit;
 class QPushButton;
-class QListView;
 class SortButton;
 
 // The library browser: one folder as a sorted list that follows the folder's changes, with
@@ -52,7 +53,9 @@ public:
     int folderLevel() const { return mFolderLevel; }
 
     FileListModel* model() const { return mModel; }
-    QListView* tableView() const { return mTable; }
+    FileListView* tableView() const { return mTable; }
+    // The picked rows and the current one; the file actions and the menu bar work on it.
+    ItemSelection* selection() const { return mSelection; }
     FileRowDelegate* rowDelegate() const { return mRowDelegate; }
     ItemActionsController* actions() const { return mActions; }
     QString headerText() const;
@@ -65,6 +68,12 @@ public:
     void updateDirExternal();
     void handleSearch(const QString& text);
     void cancelSearch();
+
+    // Enter on the current row: a folder opens as the next level, a file in the editor.
+    void openItem(const LibraryItem& item);
+    void openCurrent();
+    // The item at path moved to newPath (a move, a rename, an undo): the editor follows it.
+    void followMove(const QString& path, const QString& newPath);
 
     void showFile(const QString& path);
     void openFile(const QString& path);
@@ -108,10 +117,12 @@ private:
     void directoryDidChange(DirectoryWatcher* watcher) override;
     void listingFinished();
     void rowClicked(const QModelIndex& index);
+    void currentMovedByKey(const QModelIndex& index);
     void updateHeader();
 
     FileListModel* mModel;
-    QListView* mTable;
+    FileListView* mTable;
+    ItemSelection* mSelection;
     FileRowDelegate* mRowDelegate;
     QLabel* mHeader;
     QLineEdit* mSearchField;

@@ -150,6 +150,7 @@ void AppWindow::createScreens()
         label->setVisible(!text.isEmpty());
     });
     mMaster->setFolder(Utils::documentsURL());
+    urlCommands()->setPasteHandler([this](const QString& name) { return !mMaster->audioPaste(name).isEmpty(); });
     mWindow->showMaximized();
     addInfoButton();
 }
