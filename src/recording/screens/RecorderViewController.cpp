@@ -209,13 +209,13 @@ void RecorderViewController::build()
     connect(mMonitor, &QPushButton::clicked, this, &RecorderViewController::monitorPress);
     connect(mPlay, &QPushButton::clicked, this, &RecorderViewController::playPressed);
 
-    auto* slots = new QGridLayout;
-    slots->setHorizontalSpacing(8);
-    slots->setVerticalSpacing(2);
+    auto* slotGrid = new QGridLayout;
+    slotGrid->setHorizontalSpacing(8);
+    slotGrid->setVerticalSpacing(2);
     auto* sourceTitle = new QLabel(kSource);
     auto* effectsTitle = new QLabel(kEffects);
-    slots->addWidget(sourceTitle, 0, 0, Qt::AlignCenter);
-    slots->addWidget(effectsTitle, 0, 1, 1, 3, Qt::AlignCenter);
+    slotGrid->addWidget(sourceTitle, 0, 0, Qt::AlignCenter);
+    slotGrid->addWidget(effectsTitle, 0, 1, 1, 3, Qt::AlignCenter);
     for (int slot = 0; slot < AudioEngine::kSlotCount; ++slot) {
         auto* button = new QToolButton;
         button->setFixedSize(kSlotButton, kSlotButton);
@@ -230,10 +230,10 @@ void RecorderViewController::build()
         connect(change, &QToolButton::clicked, this, [this, slot] { changeSlotPressed(slot); });
         mSlots[size_t(slot)] = button;
         mChangeSlots[size_t(slot)] = change;
-        slots->addWidget(button, 1, slot, Qt::AlignCenter);
-        slots->addWidget(change, 2, slot, Qt::AlignCenter);
+        slotGrid->addWidget(button, 1, slot, Qt::AlignCenter);
+        slotGrid->addWidget(change, 2, slot, Qt::AlignCenter);
     }
-    layout->addLayout(slots);
+    layout->addLayout(slotGrid);
     layout->addStretch(1);
 
     mClose = new QPushButton(kClose, this);
@@ -402,7 +402,8 @@ QString RecorderViewController::slot0Title() const
 
 void RecorderViewController::monitorPress()
 {
-    AudioEngine::setMonitoring(!mMonitor->isChecked());
+    // The button has already flipped by the time the click arrives: the state before it is the engine's.
+    AudioEngine::setMonitoring(!AudioEngine::isMonitoring());
     updateMonitorButton();
 }
 

@@ -9,9 +9,9 @@
 class LevelMeter;
 class NavigationController;
 class QLabel;
-class QPushButton;
+#include <QPushButton>
 class QSlider;
-class QToolButton;
+#include <QToolButton>
 class Recorder;
 
 // The recorder screen: the take's duration, the REC and STOP buttons, the level meter and

@@ -11,7 +11,7 @@ class LibraryExchange;
 class MasterViewController;
 class NavigationController;
 class ProgressHUD;
-class RecorderViewController;
+#include "recording/screens/RecorderViewController.h"
 class QAction;
 class QLabel;
 class QSplitter;
