@@ -25,7 +25,7 @@ struct CodecModule {
                                                                QString* reason);
     // Copies the packets of an M4A, fragmented or cut off after its last complete fragment,
     // into a plain M4A at dest; the number of frames it holds, or -1.
-    int64_t (*remuxToM4A)(const QString& src, const QString& dest, QString* reason);
+    int64_t (*remuxToM4A)(const QString& src, const QString& dest, int64_t knownFrames, QString* reason);
 };
 
 // The loaded module; nullptr with the reason when it can't be found or loaded (logged once).

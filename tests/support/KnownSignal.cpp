@@ -106,6 +106,14 @@ SignalMatch matchKnownSignal(const std::vector<float>& s, int channels, uint64_t
                 break;
         if (next == index + kResyncWindow) {
             m.mismatchAt = f;
+            m.silenceAtMismatch = true;
+            for (int64_t i = f; i < std::min(m.frames, f + kRun); ++i)
+                m.silenceAtMismatch = m.silenceAtMismatch && s[size_t(i * channels)] == 0;
+            for (uint64_t back = 1; back < std::min<uint64_t>(index, kResyncWindow); ++back)
+                if (agrees(s, channels, f, index - back, m.frames)) {
+                    m.repeatedFrom = int64_t(back);
+                    break;
+                }
             return m;
         }
         ++m.jumps;

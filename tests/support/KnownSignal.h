@@ -42,6 +42,10 @@ struct SignalMatch {
     int jumps = 0;             // forward discontinuities (cycles lost to server xruns)
     int64_t framesSkipped = 0;
     int64_t mismatchAt = -1;   // first frame that matched nothing, -1 when all did
+    // At the mismatch: the frames there are silence, or repeat the signal from this many
+    // frames back (0 when neither).
+    bool silenceAtMismatch = false;
+    int64_t repeatedFrom = 0;
 };
 SignalMatch matchKnownSignal(const std::vector<float>& interleaved, int channels, uint64_t searchLimit);
 

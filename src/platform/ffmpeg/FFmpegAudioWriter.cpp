@@ -280,7 +280,7 @@ bool FFmpegAudioWriter::finishFile()
     // then the fragmented file stays whole.
     const QString plain = mPath + QStringLiteral(".plain");
     QString reason;
-    if (ffmpeg::remuxToM4A(mPath, plain, &reason) < 0 ||
+    if (ffmpeg::remuxToM4A(mPath, plain, mH->samplesSent + mH->enc->initial_padding, &reason) < 0 ||
         std::rename(QFile::encodeName(plain).constData(), QFile::encodeName(mPath).constData()) != 0) {
         log(QStringLiteral("Could not finish %1: %2").arg(mPath, reason));
         QFile::remove(plain);

@@ -36,7 +36,7 @@ int64_t fail(QString* reason, const QString& text)
 
 }  // namespace
 
-int64_t remuxToM4A(const QString& src, const QString& dest, QString* reason)
+int64_t remuxToM4A(const QString& src, const QString& dest, int64_t knownFrames, QString* reason)
 {
     quietLibraryLog();
     Contexts c;
@@ -69,21 +69,42 @@ int64_t remuxToM4A(const QString& src, const QString& dest, QString* reason)
         return fail(reason, errorText(err));
 
     int64_t frames = 0;
+    const AVRational samples{1, source->codecpar->sample_rate};
+    const int64_t packetFrames = source->codecpar->frame_size > 0 ? source->codecpar->frame_size : 1024;
+    // One packet is held back, so the last one is known when it is written.
+    AVPacket* held = av_packet_alloc();
+    bool holding = false;
+    auto writeHeld = [&](bool last) {
+        int64_t duration = av_rescale_q(held->duration, source->time_base, samples);
+        if (last && knownFrames > frames)
+            duration = knownFrames - frames;
+        else if (duration <= 0)
+            duration = packetFrames;
+        frames += duration;
+        held->duration = av_rescale_q(duration, samples, source->time_base);
+        held->stream_index = stream->index;
+        av_packet_rescale_ts(held, source->time_base, stream->time_base);
+        held->pos = -1;
+        const int e = av_interleaved_write_frame(c.out, held);
+        av_packet_unref(held);
+        return e;
+    };
     // A fragment cut off by a crash ends the packets; everything before it is kept.
-    while (av_read_frame(c.in, c.packet) >= 0) {
+    while (err >= 0 && av_read_frame(c.in, c.packet) >= 0) {
         if (c.packet->stream_index != audio || c.packet->size <= 0) {
             av_packet_unref(c.packet);
             continue;
         }
-        frames += av_rescale_q(c.packet->duration, source->time_base, AVRational{1, source->codecpar->sample_rate});
-        c.packet->stream_index = stream->index;
-        av_packet_rescale_ts(c.packet, source->time_base, stream->time_base);
-        c.packet->pos = -1;
-        err = av_interleaved_write_frame(c.out, c.packet);
-        av_packet_unref(c.packet);
-        if (err < 0)
-            return fail(reason, errorText(err));
+        if (holding)
+            err = writeHeld(false);
+        av_packet_move_ref(held, c.packet);
+        holding = true;
     }
+    if (err >= 0 && holding)
+        err = writeHeld(true);
+    av_packet_free(&held);
+    if (err < 0)
+        return fail(reason, errorText(err));
     err = av_write_trailer(c.out);
     const int closeErr = avio_closep(&c.out->pb);
     if (err < 0 || closeErr < 0)

@@ -314,6 +314,7 @@ void AppWindow::settingsTapped()
         return;
     }
     auto* settings = new SettingsViewController(preferences(), [] { return new AudioSettingsViewController; });
+    settings->setDropboxScreens(mDropboxScreens);
     mSettings = new NavigationController(settings, mWindow.get());
     mSettings->setWindowFlag(Qt::Dialog);
     mSettings->setWindowTitle(settings->windowTitle());
