@@ -9,6 +9,7 @@
 #include "recording/screens/RecorderViewController.h"
 #include "shell/screens/AppWindow.h"
 #include "support/JackServer.h"
+#include "support/KnownSignal.h"
 #include "support/TempTree.h"
 #include "ui/screens/NavigationController.h"
 
@@ -53,13 +54,24 @@ TEST(RecorderWindow, RecordButtonTakeArrivesNormalizedAndOpens)
     EXPECT_TRUE(waitUntil([&] { return !app.recorderViewController(); }, 10000));
     EXPECT_EQ(Recorder::currentRecorder(), nullptr);
 
-    // The remote toggle opens the recorder on the last browser and starts a take.
+    // The remote toggle opens the recorder on the last browser and starts a take. A compressed
+    // take normalizes long after the list saw it arrive; it opens all the same.
+    platform::Settings::setValue(RecordingSettings::kFormatKey, 3);
+    KnownSignalClient signal;
+    ASSERT_TRUE(signal.start());
+    signal.setSine(440, 0.5f);
+    const QStringList receiver = AudioEngine::audioController()->receiverPortNames();
+    for (int i = 0; i < 2; ++i)
+        ASSERT_TRUE(server.connect(signal.outputPorts().value(i), receiver.value(i)));
+    ASSERT_TRUE(waitUntil([] { return AudioEngine::audiobusConnected(); }));
     ASSERT_TRUE(RecorderLauncher::openAndToggleRecorder());
     screen = app.recorderViewController();
     ASSERT_TRUE(screen);
     EXPECT_TRUE(screen->recorder()->isRecording());
-    EXPECT_TRUE(waitUntil([&] { return screen->recorder()->recDuration() > 0.2; }, 30000));
+    EXPECT_TRUE(waitUntil([&] { return screen->recorder()->recDuration() > 3.0; }, 30000));
     ASSERT_TRUE(RecorderLauncher::openAndToggleRecorder());
-    EXPECT_TRUE(waitUntil([&] { return QFileInfo::exists(lib + "/Takes/Recorded Audio(1).wav"); }, 60000));
+    const QString compressed = lib + "/Takes/wlsignal.m4a";
+    EXPECT_TRUE(waitUntil([&] { return app.detailViewController()->detailItem() == compressed; }, 60000))
+        << app.detailViewController()->detailItem().toStdString();
     EXPECT_TRUE(alerts.alerts().isEmpty()) << alerts.alerts().join('\n').toStdString();
 }

@@ -19,6 +19,7 @@
 #include <cmath>
 
 namespace {
+constexpr int kSheetPadding = 48;
 const QString kTitle = QStringLiteral("Rec Settings");
 const QString kFormatTitle = QStringLiteral("Format");
 const QString kFormatSheet = QStringLiteral("Choose format");
@@ -60,9 +61,13 @@ int segmentOf(const std::array<int, N>& values, int value)
     return it == values.end() ? -1 : int(it - values.begin());
 }
 
+// Segments share what width they get: each control asks for room for its titles.
+constexpr int kSegmentWidth = 48;
+
 SegmentedControl* toggle(bool on)
 {
     auto* c = new SegmentedControl(kOffOn);
+    c->setMinimumWidth(2 * kSegmentWidth);
     c->setSelectedSegmentIndex(on ? 1 : 0);
     return c;
 }
@@ -92,6 +97,7 @@ void RecSettingsViewController::build()
     SettingsRows::add(rows, kFormatTitle, mFormat);
 
     mChannels = new SegmentedControl(kChannelTitles);
+    mChannels->setMinimumWidth(3 * kSegmentWidth);
     mChannels->setSelectedSegmentIndex(s.channels == 2 ? 0 : 1);
     connect(mChannels, &SegmentedControl::segmentChosen, this, &RecSettingsViewController::channelsChanged);
     SettingsRows::add(rows, kChannelsTitle, mChannels);
@@ -106,15 +112,14 @@ void RecSettingsViewController::build()
     connect(mBitrate, &SegmentedControl::segmentChosen, this, &RecSettingsViewController::bitrateChanged);
     bitControls->addWidget(mBits);
     bitControls->addWidget(mBitrate);
-    bitControls->setMinimumWidth(200);
-    mBitLabel = SettingsRows::add(rows, kBitDepthTitle, bitControls).title;
+    bitControls->setMinimumWidth(int(kBitrateTitles.size()) * kSegmentWidth);
+    mBitLabel = SettingsRows::addStacked(rows, kBitDepthTitle, bitControls).title;
 
     mRate = new SegmentedControl(kRateTitles);
     mRate->setSelectedSegmentIndex(segmentOf(kRateValues, s.samplerate));
-    mRate->setMinimumWidth(240);
+    mRate->setMinimumWidth(int(kRateTitles.size()) * kSegmentWidth);
     connect(mRate, &SegmentedControl::segmentChosen, this, &RecSettingsViewController::rateSelected);
-    mRateLabel = SettingsRows::add(rows, kRateTitle, mRate).title;
-    mRateLabel->setWordWrap(true);
+    mRateLabel = SettingsRows::addStacked(rows, kRateTitle, mRate).title;
 
     mNormalize = toggle(s.normalize);
     connect(mNormalize, &SegmentedControl::segmentChosen, this,
@@ -148,6 +153,8 @@ void RecSettingsViewController::formatPress()
     mSheet = new QMenu(this);
     mSheet->setAttribute(Qt::WA_DeleteOnClose);
     mSheet->addSection(kFormatSheet);
+    // Wide enough for the sheet's title, which a section header does not widen the menu for.
+    mSheet->setMinimumWidth(mSheet->fontMetrics().horizontalAdvance(kFormatSheet) + kSheetPadding);
     const QStringList& names = Utils::recFormatNames();
     for (int i = 0; i < names.size(); ++i)
         connect(mSheet->addAction(names[i]), &QAction::triggered, this, [this, i] { formatSelected(i); });

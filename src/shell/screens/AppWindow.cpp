@@ -22,6 +22,7 @@
 #include "wifidrive/screens/WiFiDriveViewController.h"
 
 #include <QAction>
+#include <QFileInfo>
 #include <QHBoxLayout>
 #include <QEvent>
 #include <QGuiApplication>
@@ -345,9 +346,23 @@ RecorderViewController* AppWindow::openRecorder(MasterViewController* browser, b
             else
                 mNormalizing->setMessage(message);
         };
-        hooks.delivered = [this](const QString&, bool autoOpen) {
-            if (autoOpen)
-                closeRecorder();
+        hooks.delivered = [this](const QString& path, bool autoOpen) {
+            if (!autoOpen)
+                return;
+            closeRecorder();
+            // A normalized take is replaced in place after the list saw it arrive, so the
+            // list's own opening may have passed: open it here when its row is there.
+            if (!mLibraryNavigation || (mDetail && mDetail->detailItem() == path))
+                return;
+            const QString folder = QFileInfo(path).absolutePath();
+            for (QWidget* w : mLibraryNavigation->viewControllers()) {
+                auto* browser = qobject_cast<MasterViewController*>(w);
+                if (browser && browser->folder() == folder && browser->rowForItemWithPath(path) >= 0) {
+                    Utils::clearLastNewFile();
+                    browser->openFile(path);
+                    return;
+                }
+            }
         };
         hooks.failed = [this](const QString& error) {
             if (mNormalizing)
