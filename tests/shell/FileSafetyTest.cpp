@@ -3,6 +3,7 @@
 #include "platform/HeldTemporaryFile.h"
 #include "platform/PartFile.h"
 #include "support/AudioFixtures.h"
+#include "support/BuildPaths.h"
 #include "support/DecodedAudio.h"
 #include "support/SmallDisk.h"
 #include "support/TempTree.h"
@@ -24,7 +25,6 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include "support/BuildPaths.h"
 
 using namespace testsupport;
 

@@ -1,5 +1,6 @@
 // URLs handed to a running `wavelocker --serve` by a second `wavelocker URL` process: the
 // answers, where documents land, and what bad input and a second instance get.
+#include "support/BuildPaths.h"
 #include "support/SmallDisk.h"
 #include "support/TempTree.h"
 
@@ -15,7 +16,6 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
-#include "support/BuildPaths.h"
 
 using namespace testsupport;
 

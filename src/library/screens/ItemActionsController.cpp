@@ -33,6 +33,14 @@
 namespace {
 const QString kCancel = QStringLiteral("Cancel");
 
+QList<UndoStack::Step> stepsOf(const FileActions::Moves& moves)
+{
+    QList<UndoStack::Step> steps;
+    for (const auto& [from, to] : moves)
+        steps << UndoStack::Step{from, to};
+    return steps;
+}
+
 enum class ExportChoice { OpenWith, SaveCopy };
 
 QString titleOf(const LibraryItem& item) { return item.title.isEmpty() ? lastPathComponent(item.path) : item.title; }
@@ -203,6 +211,7 @@ void ItemActionsController::perform(ItemMenuEntry entry, const LibraryItem& item
             Utils::rememberNewFile(note);  // opened once the list shows it
         break;
     }
+    case ItemMenuEntry::PutBack: putBack({item.path}); break;
     case ItemMenuEntry::Delete:
     case ItemMenuEntry::MoveToTrash: deleteItem(item); break;
     }
@@ -210,15 +219,20 @@ void ItemActionsController::perform(ItemMenuEntry entry, const LibraryItem& item
 
 void ItemActionsController::deleteItem(const LibraryItem& item)
 {
+    const auto trash = [undo = mUndo](const QString& path) {
+        QString trashed;
+        if (FileActions::deleteItem(path, &trashed) && undo && !trashed.isEmpty())
+            undo->push(UndoStack::Action::Trash, {{path, trashed}});
+    };
     const auto question = FileActions::deleteQuestion(item.path, item.isDirectory);
     if (!question) {
-        FileActions::deleteItem(item.path);
+        trash(item.path);
         return;
     }
     askQuestion<bool>(mBrowser->window(), question->title, question->message,
-                      {{kCancel, std::nullopt}, {question->word, true}}, [path = item.path](std::optional<bool> yes) {
+                      {{kCancel, std::nullopt}, {question->word, true}}, [trash, path = item.path](std::optional<bool> yes) {
                           if (yes)
-                              FileActions::deleteItem(path);
+                              trash(path);
                       });
 }
 
@@ -269,7 +283,10 @@ void ItemActionsController::deleteManyPress()
                           if (!yes)
                               return;
                           // One moment for the whole action: every item lands in one trash batch.
-                          FileActions::deleteMany(paths, QDateTime::currentDateTime());
+                          FileActions::Moves trashed;
+                          FileActions::deleteMany(paths, QDateTime::currentDateTime(), &trashed);
+                          if (mUndo)
+                              mUndo->push(UndoStack::Action::Trash, stepsOf(trashed));
                           setEditing(false);
                       });
 }
@@ -309,8 +326,11 @@ void ItemActionsController::moveAction(const QStringList& paths)
     picker->completionBlock = [this, paths](const QString& destination) {
         if (destination.isNull())
             return;
-        for (const auto& [from, to] : FileActions::moveItems(paths, destination, mBrowser->folder()))
+        const FileActions::Moves moved = FileActions::moveItems(paths, destination, mBrowser->folder());
+        for (const auto& [from, to] : moved)
             emit itemMoved(from, to);
+        if (mUndo)
+            mUndo->push(UndoStack::Action::Move, stepsOf(moved));
         setEditing(false);
     };
     picker->open();
@@ -339,8 +359,26 @@ void ItemActionsController::renameAction(const LibraryItem& item)
             return;
         setEditing(false);
         emit itemMoved(path, renamed);
+        if (mUndo)
+            mUndo->push(UndoStack::Action::Rename, {{path, renamed}});
     };
     editor->open();
+}
+
+void ItemActionsController::putBackAction() { putBack(mSelection->targetPaths()); }
+
+void ItemActionsController::putBack(const QStringList& paths)
+{
+    FileActions::Moves back;
+    for (const QString& path : paths) {
+        const QString restored = FileActions::putBack(path);
+        if (!restored.isEmpty())
+            back.append({path, restored});
+    }
+    if (mUndo)
+        mUndo->push(UndoStack::Action::PutBack, stepsOf(back));
+    if (mEditing)
+        setEditing(false);
 }
 
 void ItemActionsController::addFolderPress() { mAddMenu->popup(mAddButton->mapToGlobal(QPoint(0, mAddButton->height()))); }
@@ -353,8 +391,11 @@ void ItemActionsController::addFolder()
     editor->setButtonTitle(QStringLiteral("Create"));
     editor->setName(QStringLiteral("New Folder"));
     editor->completionBlock = [this](const QString& name) {
-        if (!name.isNull())
-            FileActions::createFolder(mBrowser->folder(), name);
+        if (name.isNull())
+            return;
+        const QString created = FileActions::createFolder(mBrowser->folder(), name);
+        if (!created.isEmpty() && mUndo)
+            mUndo->push(UndoStack::Action::NewFolder, {{QString(), created}});
     };
     editor->open();
 }

@@ -4,8 +4,10 @@
 #include "library/ItemSelection.h"
 #include "library/MusicImport.h"
 #include "library/LibraryItem.h"
+#include "library/UndoStack.h"
 
 #include <QObject>
+#include <QPointer>
 #include <QStringList>
 #include <functional>
 #include <memory>
@@ -27,6 +29,10 @@ public:
     ~ItemActionsController() override;
 
     ItemSelection* selection() const { return mSelection; }
+    // Where trash, move, rename, new folder and put back are recorded for undo; every browser
+    // of the stack shares the window's. Without one nothing is recorded.
+    void setUndoStack(UndoStack* undo) { mUndo = undo; }
+    UndoStack* undoStack() const { return mUndo; }
 
     // The row of buttons the browser shows under its list.
     QWidget* toolbar() const { return mToolbar; }
@@ -54,6 +60,9 @@ public:
     void selectKind(ItemSelection::Kind kind);
     void moveAction(const QStringList& paths);
     void renameAction(const LibraryItem& item);
+    // Puts the picked items of the Trash (or the current one) back where they came from.
+    void putBackAction();
+    void putBack(const QStringList& paths);
     void addFolderPress();
     void addFolder();
     void addNotes();
@@ -87,6 +96,7 @@ private:
 
     MasterViewController* mBrowser;
     ItemSelection* mSelection;
+    QPointer<UndoStack> mUndo;
     QWidget* mToolbar;
     QPushButton* mEditButton;
     QPushButton* mAddButton;

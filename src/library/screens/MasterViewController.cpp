@@ -179,6 +179,10 @@ void MasterViewController::setPasteboardScreen(PasteboardScreen* pasteboard)
         [this] { return mSelection->targetPaths(); });
 }
 
+void MasterViewController::setUndoStack(UndoStack* undo) { mActions->setUndoStack(undo); }
+
+UndoStack* MasterViewController::undoStack() const { return mActions->undoStack(); }
+
 QString MasterViewController::audioPaste(const QString& name)
 {
     return mPasteboard ? mPasteboard->audioPaste(this, folder(), name) : QString();
@@ -382,6 +386,7 @@ MasterViewController* MasterViewController::enterFolder(const QString& path, boo
     browser->setWindowTitle(lastPathComponent(path));
     browser->setNavigationController(mNavigation);
     browser->setPasteboardScreen(mPasteboard);
+    browser->setUndoStack(undoStack());
     if (mNavigation)
         mNavigation->pushViewController(browser, animated);
     else

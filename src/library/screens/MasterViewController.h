@@ -21,6 +21,7 @@ class QLabel;
 class QLineEdit;
 class QPushButton;
 class SortButton;
+class UndoStack;
 
 // The library browser: one folder as a sorted list that follows the folder's changes, with
 // search, sorting and navigation into folders. One browser per level of the library's
@@ -51,6 +52,10 @@ public:
     NavigationController* navigationController() const { return mNavigation; }
     void setFolderLevel(int level) { mFolderLevel = level; }
     int folderLevel() const { return mFolderLevel; }
+
+    // The window's undo stack, shared by every browser of the stack.
+    void setUndoStack(UndoStack* undo);
+    UndoStack* undoStack() const;
 
     FileListModel* model() const { return mModel; }
     FileListView* tableView() const { return mTable; }

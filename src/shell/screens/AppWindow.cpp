@@ -2,6 +2,7 @@
 
 #include "audiofiles/screens/DetailViewController.h"
 #include "exchange/screens/LibraryExchange.h"
+#include "library/UndoStack.h"
 #include "library/Utils.h"
 #include "platform/Alerts.h"
 #include "cloud/screens/DropboxScreens.h"
@@ -123,6 +124,9 @@ void AppWindow::createScreens()
     mExchange = new LibraryExchange(this);
     mExchange->setPreviewPlayer(preview());
     mMaster->setPasteboardScreen(mExchange);
+    mUndo = new UndoStack(this);
+    mMaster->setUndoStack(mUndo);
+    connect(mUndo, &UndoStack::itemMoved, mMaster, &MasterViewController::followMove);
     mDetail->setPasteboardScreen(mExchange);
 
     mLibraryNavigation = new NavigationController(mMaster);

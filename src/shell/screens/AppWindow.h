@@ -16,6 +16,7 @@ class QAction;
 class QLabel;
 class QSplitter;
 class SettingsViewController;
+class UndoStack;
 class QWidget;
 class WiFiDriveViewController;
 
@@ -68,6 +69,8 @@ public:
     DropboxScreens* dropboxScreens() const { return mDropboxScreens; }
     DetailViewController* detailViewController() const { return mDetail; }
     LibraryExchange* libraryExchange() const { return mExchange; }
+    // Undo and redo of the browsers' trash, move, rename, new folder and put back.
+    UndoStack* undoStack() const { return mUndo; }
 
 protected:
     void createScreens() override;
@@ -91,6 +94,7 @@ private:
     DropboxScreens* mDropboxScreens = nullptr;
     DetailViewController* mDetail = nullptr;
     LibraryExchange* mExchange = nullptr;
+    UndoStack* mUndo = nullptr;
     QPointer<QWidget> mInfo;
     QAction* mWiFiDriveAction = nullptr;
     QPointer<WiFiDriveViewController> mWiFiDrive;
