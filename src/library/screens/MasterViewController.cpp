@@ -29,6 +29,7 @@ const QString kParentFolder = QStringLiteral("/..");
 const QString kRecordMark = QStringLiteral("\u25CF");
 const QString kRecordTitle = QStringLiteral("Record");
 MasterViewController::RecorderOpener gRecorderOpener;
+const QString kNoResults = QStringLiteral("No results");
 }  // namespace
 
 MasterViewController::MasterViewController(QWidget* parent)
@@ -38,6 +39,7 @@ MasterViewController::MasterViewController(QWidget* parent)
       mSelection(new ItemSelection(mModel, this)),
       mRowDelegate(new FileRowDelegate(this)),
       mHeader(new QLabel(this)),
+      mEmptyText(new QLabel(kNoResults)),
       mSearchField(new QLineEdit(this)),
       mSortButton(new SortButton(this)),
       mRecordButton(new QPushButton(kRecordMark, this)),
@@ -49,6 +51,7 @@ MasterViewController::MasterViewController(QWidget* parent)
 
     mSearchField->setPlaceholderText(QStringLiteral("Search"));
     mSearchField->setClearButtonEnabled(true);
+    mSearchField->setToolTip(QStringLiteral("Show only the items whose names contain this text"));
     auto* searchRow = new QVBoxLayout;
     searchRow->setContentsMargins(8, 6, 8, 6);
     searchRow->addWidget(mSearchField);
@@ -70,7 +73,14 @@ MasterViewController::MasterViewController(QWidget* parent)
     mTable->setEditTriggers(QAbstractItemView::NoEditTriggers);
     mTable->setFrameShape(QFrame::NoFrame);
     mTable->setMouseTracking(true);
+    mTable->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    mTable->setTextElideMode(Qt::ElideMiddle);
     layout->addWidget(mTable, 1);
+    // Over the list's empty space, centred by a layout of its own.
+    auto* emptyLayout = new QVBoxLayout(mTable->viewport());
+    emptyLayout->addWidget(mEmptyText, 0, Qt::AlignCenter);
+    mEmptyText->setForegroundRole(QPalette::PlaceholderText);
+    mEmptyText->hide();
 
     auto* bottom = new QHBoxLayout;
     bottom->setContentsMargins(0, 0, 6, 0);
@@ -96,6 +106,9 @@ MasterViewController::MasterViewController(QWidget* parent)
     });
     connect(mModel, &FileListModel::listingFinished, this, &MasterViewController::listingFinished);
     connect(mModel, &FileListModel::headerTextChanged, this, &MasterViewController::updateHeader);
+    connect(mModel, &FileListModel::modelReset, this, &MasterViewController::updateEmptyText);
+    connect(mModel, &FileListModel::rowsInserted, this, &MasterViewController::updateEmptyText);
+    connect(mModel, &FileListModel::rowsRemoved, this, &MasterViewController::updateEmptyText);
     connect(mTable, &QListView::clicked, this, &MasterViewController::rowClicked);
     connect(mTable, &FileListView::currentMovedByKey, this, &MasterViewController::currentMovedByKey);
     connect(mTable, &FileListView::openRequested, this, [this](const QModelIndex& index) {
@@ -192,7 +205,7 @@ QString MasterViewController::headerText() const { return mHeader->isVisible() ?
 
 const LibraryItemList& MasterViewController::addingFileList() const { return mModel->addingFileList(); }
 
-QString MasterViewController::sortButtonText() const { return mSortButton->text(); }
+QString MasterViewController::sortButtonText() const { return mSortButton->plainText(); }
 
 void MasterViewController::update() { mModel->update(); }
 
@@ -213,6 +226,13 @@ void MasterViewController::updateHeader()
     const QString text = mModel->headerText();
     mHeader->setText(text);
     mHeader->setHidden(text.isEmpty());
+}
+
+QString MasterViewController::emptyText() const { return mEmptyText->isVisibleTo(mTable) ? mEmptyText->text() : QString(); }
+
+void MasterViewController::updateEmptyText()
+{
+    mEmptyText->setVisible(mModel->isSearching() && mModel->rowCount() == 0);
 }
 
 void MasterViewController::sortPress()

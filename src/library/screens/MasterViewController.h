@@ -64,6 +64,8 @@ public:
     FileRowDelegate* rowDelegate() const { return mRowDelegate; }
     ItemActionsController* actions() const { return mActions; }
     QString headerText() const;
+    // "No results" over the list while a search finds nothing; empty otherwise.
+    QString emptyText() const;
     QString sortButtonText() const;
     const LibraryItemList& addingFileList() const;
 
@@ -124,12 +126,14 @@ private:
     void rowClicked(const QModelIndex& index);
     void currentMovedByKey(const QModelIndex& index);
     void updateHeader();
+    void updateEmptyText();
 
     FileListModel* mModel;
     FileListView* mTable;
     ItemSelection* mSelection;
     FileRowDelegate* mRowDelegate;
     QLabel* mHeader;
+    QLabel* mEmptyText;
     QLineEdit* mSearchField;
     SortButton* mSortButton;
     QPushButton* mRecordButton;

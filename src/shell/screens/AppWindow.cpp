@@ -13,6 +13,7 @@
 #include "recording/screens/AudioSettingsViewController.h"
 #include "recording/screens/RecorderViewController.h"
 #include "recording/screens/UnitControlPanel.h"
+#include "platform/Settings.h"
 #include "shell/FilePlayerPreview.h"
 #include "shell/screens/InfoViewController.h"
 #include "shell/screens/SettingsViewController.h"
@@ -31,11 +32,13 @@
 #include <QPropertyAnimation>
 #include <QSplitter>
 #include <QStyle>
+#include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
 
 namespace {
 const QString kLibraryTitle = QStringLiteral("Library");
+const QString kAppTitle = QStringLiteral("Wavelocker");
 constexpr int kInfoButtonWidth = 30;
 constexpr int kInfoButtonHeight = 22;
 constexpr int kMasterColumnWidth = 380;
@@ -48,6 +51,11 @@ constexpr int kWiFiDriveHeight = 700;
 const QString kSettingsActionText = QStringLiteral("Settings\u2026");
 constexpr int kSettingsWidth = 480;
 constexpr int kSettingsHeight = 560;
+const QString kWindowGeometryKey = QStringLiteral("WindowGeometry");
+const QString kColumnsKey = QStringLiteral("WindowColumns");
+const QString kWindowTitleFormat = QStringLiteral("%1 \u2014 Wavelocker");
+// Resizing and moving are saved once they have stopped for a moment, not on every step.
+constexpr int kSaveStateDelayMs = 500;
 }  // namespace
 
 AppWindow::AppWindow(QObject* parent) : AppDelegate(Mode::Window, parent) {}
@@ -94,7 +102,7 @@ void AppWindow::observeWindow()
 void AppWindow::createWindow()
 {
     mWindow = std::make_unique<QWidget>();
-    mWindow->setWindowTitle(QStringLiteral("Wavelocker"));
+    mWindow->setWindowTitle(kAppTitle);
     mWindow->resize(kWindowWidth, kWindowHeight);
     Theme::applyDarkAppearance(mWindow.get());
 }
@@ -132,6 +140,8 @@ void AppWindow::createScreens()
     mLibraryNavigation = new NavigationController(mMaster);
     mMaster->setNavigationController(mLibraryNavigation);
     mDetailNavigation = new NavigationController(mDetail);
+    // The editor's own bar carries its title and buttons.
+    mDetailNavigation->setBarHiddenAtRoot(true);
     mSplit = new QSplitter(Qt::Horizontal);
     mSplit->addWidget(mLibraryNavigation);
     mSplit->addWidget(mDetailNavigation);
@@ -156,13 +166,44 @@ void AppWindow::createScreens()
     });
     mMaster->setFolder(Utils::documentsURL());
     urlCommands()->setPasteHandler([this](const QString& name) { return !mMaster->audioPaste(name).isEmpty(); });
-    mWindow->showMaximized();
+    connect(mDetail, &QWidget::windowTitleChanged, this, &AppWindow::updateWindowTitle);
+    restoreWindowState();
     addInfoButton();
+}
+
+void AppWindow::restoreWindowState()
+{
+    mSaveWindowState = new QTimer(this);
+    mSaveWindowState->setSingleShot(true);
+    mSaveWindowState->setInterval(kSaveStateDelayMs);
+    connect(mSaveWindowState, &QTimer::timeout, this, &AppWindow::saveWindowState);
+    connect(mSplit, &QSplitter::splitterMoved, mSaveWindowState, qOverload<>(&QTimer::start));
+    mSplit->restoreState(platform::Settings::value(kColumnsKey).toByteArray());
+    // Qt puts a window saved on a screen that has gone back onto one that is there.
+    if (mWindow->restoreGeometry(platform::Settings::value(kWindowGeometryKey).toByteArray()))
+        mWindow->show();
+    else
+        mWindow->showMaximized();
+}
+
+void AppWindow::saveWindowState()
+{
+    if (!mWindow || !mSplit)
+        return;
+    platform::Settings::setValue(kWindowGeometryKey, mWindow->saveGeometry());
+    platform::Settings::setValue(kColumnsKey, mSplit->saveState());
+}
+
+void AppWindow::updateWindowTitle(const QString& fileName)
+{
+    if (mWindow)
+        mWindow->setWindowTitle(fileName.isEmpty() ? kAppTitle : kWindowTitleFormat.arg(fileName));
 }
 
 void AppWindow::addInfoButton()
 {
     auto* info = new QToolButton;
+    info->setToolTip(QStringLiteral("About, help and disk usage"));
     info->setIcon(info->style()->standardIcon(QStyle::SP_MessageBoxInformation));
     info->setFixedSize(kInfoButtonWidth, kInfoButtonHeight);
     info->setAutoRaise(true);
@@ -173,8 +214,13 @@ void AppWindow::addInfoButton()
 
 bool AppWindow::eventFilter(QObject* watched, QEvent* event)
 {
-    if (watched == mWindow.get() && event->type() == QEvent::Hide)
+    if (watched == mWindow.get() && event->type() == QEvent::Hide) {
+        saveWindowState();
         applicationDidEnterBackground();
+    }
+    if (watched == mWindow.get() && (event->type() == QEvent::Resize || event->type() == QEvent::Move) && mSaveWindowState &&
+        mWindow->isVisible())
+        mSaveWindowState->start();
     return QObject::eventFilter(watched, event);
 }
 
@@ -187,6 +233,7 @@ void AppWindow::infoTapped()
     auto* done = new QToolButton;
     done->setText(QStringLiteral("Done"));
     done->setAutoRaise(true);
+    done->setToolTip(QStringLiteral("Close the Info screen"));
     connect(done, &QToolButton::clicked, this, &AppWindow::closeInfo);
     navigation->setLeftItem(info, done);
     navigation->setAutoFillBackground(true);

@@ -15,6 +15,7 @@ class ProgressHUD;
 class QAction;
 class QLabel;
 class QSplitter;
+class QTimer;
 class SettingsViewController;
 class UndoStack;
 class QWidget;
@@ -85,6 +86,10 @@ private:
     void addInfoButton();
     void addWiFiDriveAction();
     void addBarActions();
+    // The window's size, place and column widths: kept in the settings, put back at start.
+    void restoreWindowState();
+    void saveWindowState();
+    void updateWindowTitle(const QString& fileName);
 
     std::unique_ptr<QWidget> mWindow;
     QSplitter* mSplit = nullptr;
@@ -104,5 +109,6 @@ private:
     QLabel* mServerMessage = nullptr;
     QPointer<ProgressHUD> mPasteOverlay;
     QPointer<RecorderViewController> mRecorder;
-    QPointer<ProgressHUD> mNormalizing;  // the window's word on the audio server, hidden when none
+    QPointer<ProgressHUD> mNormalizing;
+    QTimer* mSaveWindowState = nullptr;  // the window's word on the audio server, hidden when none
 };
