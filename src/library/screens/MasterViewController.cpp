@@ -20,10 +20,15 @@
 #include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
+#include <QHBoxLayout>
+#include <QPushButton>
 #include <QVBoxLayout>
 
 namespace {
 const QString kParentFolder = QStringLiteral("/..");
+const QString kRecordMark = QStringLiteral("\u25CF");
+const QString kRecordTitle = QStringLiteral("Record");
+MasterViewController::RecorderOpener gRecorderOpener;
 const QString kNoResults = QStringLiteral("No results");
 }  // namespace
 
@@ -37,6 +42,7 @@ MasterViewController::MasterViewController(QWidget* parent)
       mEmptyText(new QLabel(kNoResults)),
       mSearchField(new QLineEdit(this)),
       mSortButton(new SortButton(this)),
+      mRecordButton(new QPushButton(kRecordMark, this)),
       mPreview(new LibraryPreview(mModel, this))
 {
     auto* layout = new QVBoxLayout(this);
@@ -76,7 +82,17 @@ MasterViewController::MasterViewController(QWidget* parent)
     mEmptyText->setForegroundRole(QPalette::PlaceholderText);
     mEmptyText->hide();
 
-    layout->addWidget(mSortButton);
+    auto* bottom = new QHBoxLayout;
+    bottom->setContentsMargins(0, 0, 6, 0);
+    bottom->addWidget(mSortButton, 1);
+    mRecordButton->setToolTip(kRecordTitle);
+    mRecordButton->setAccessibleName(kRecordTitle);
+    mRecordButton->setFixedSize(34, 28);
+    mRecordButton->setStyleSheet(QStringLiteral("QPushButton { color: #e0402f; font-size: 18px; }"));
+    mRecordButton->setVisible(bool(gRecorderOpener));
+    connect(mRecordButton, &QPushButton::clicked, this, &MasterViewController::recordPress);
+    bottom->addWidget(mRecordButton);
+    layout->addLayout(bottom);
     mActions = new ItemActionsController(this, mSelection);
     layout->addWidget(mActions->toolbar());
     updateSortButton();
@@ -123,6 +139,20 @@ MasterViewController::~MasterViewController()
     mModel->cancelUpdate();
     if (mDirWatcher)
         mDirWatcher->invalidate();
+}
+
+void MasterViewController::setRecorderOpener(RecorderOpener opener) { gRecorderOpener = std::move(opener); }
+
+void MasterViewController::recordPress()
+{
+    if (gRecorderOpener)
+        gRecorderOpener(this, false);
+}
+
+void MasterViewController::openAndToggleRecorder()
+{
+    if (gRecorderOpener)
+        gRecorderOpener(this, true);
 }
 
 void MasterViewController::setFolder(const QString& folder)

@@ -6,6 +6,7 @@
 
 #include <QPointer>
 #include <QWidget>
+#include <functional>
 #include <memory>
 
 class DetailScreen;
@@ -18,6 +19,7 @@ class ItemActionsController;
 class PasteboardScreen;
 class QLabel;
 class QLineEdit;
+class QPushButton;
 class SortButton;
 class UndoStack;
 
@@ -101,6 +103,16 @@ public:
     // Stores the sort mode.
     static void saveDefaults();
 
+    // The recorder lives above the library: the window installs how a browser opens it
+    // (toggle: and presses REC). Without an opener the record button is hidden.
+    using RecorderOpener = std::function<void(MasterViewController* browser, bool toggle)>;
+    static void setRecorderOpener(RecorderOpener opener);
+    QPushButton* recordButton() const { return mRecordButton; }
+    // The record button: opens the recorder screen for this folder.
+    void recordPress();
+    // Opens the recorder screen and toggles recording.
+    void openAndToggleRecorder();
+
 signals:
     // An item vanished from the folder (after the rows are gone); whatever showed or played
     // it lets go of it.
@@ -124,6 +136,7 @@ private:
     QLabel* mEmptyText;
     QLineEdit* mSearchField;
     SortButton* mSortButton;
+    QPushButton* mRecordButton;
     DetailScreen* mDetail = nullptr;
     DropboxScreen* mDropbox = nullptr;
     QPointer<NavigationController> mNavigation;

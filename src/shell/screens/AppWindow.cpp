@@ -7,10 +7,14 @@
 #include "exchange/screens/LibraryExchange.h"
 #include "library/UndoStack.h"
 #include "library/Utils.h"
+#include "platform/Alerts.h"
 #include "cloud/screens/DropboxScreens.h"
 #include "library/screens/MasterViewController.h"
 #include "recording/AudioServerStatus.h"
+#include "recording/Recorder.h"
+#include "recording/TakeDelivery.h"
 #include "recording/screens/AudioSettingsViewController.h"
+#include "recording/screens/RecorderViewController.h"
 #include "recording/screens/UnitControlPanel.h"
 #include "platform/Settings.h"
 #include "shell/FilePlayerPreview.h"
@@ -23,6 +27,7 @@
 #include "wifidrive/screens/WiFiDriveViewController.h"
 
 #include <QAction>
+#include <QFileInfo>
 #include <QHBoxLayout>
 #include <QEvent>
 #include <QGuiApplication>
@@ -108,6 +113,18 @@ void AppWindow::createWindow()
 void AppWindow::createScreens()
 {
     createWindow();
+    MasterViewController::setRecorderOpener(
+        [this](MasterViewController* browser, bool toggle) { openRecorder(browser, toggle); });
+    // A remote record toggle: the recorder of the last browser on the stack.
+    RecorderLauncher::setOpener([this]() -> Recorder* {
+        MasterViewController* browser = nullptr;
+        if (mLibraryNavigation)
+            for (QWidget* w : mLibraryNavigation->viewControllers())
+                if (auto* b = qobject_cast<MasterViewController*>(w))
+                    browser = b;
+        RecorderViewController* screen = browser ? openRecorder(browser, false) : nullptr;
+        return screen ? screen->recorder() : nullptr;
+    });
     mDetail = new DetailViewController;
     mMaster = new MasterViewController;
     mMaster->setWindowTitle(kLibraryTitle);
@@ -375,6 +392,68 @@ void AppWindow::settingsTapped()
     mSettings->setAttribute(Qt::WA_DeleteOnClose);
     mSettings->resize(kSettingsWidth, kSettingsHeight);
     mSettings->show();
+}
+
+RecorderViewController* AppWindow::openRecorder(MasterViewController* browser, bool toggle)
+{
+    if (!mLibraryNavigation || !browser)
+        return nullptr;
+    if (mRecorder) {
+        mLibraryNavigation->popToViewController(mRecorder, true);
+    } else {
+        if (mLibraryNavigation->viewControllers().contains(browser))
+            mLibraryNavigation->popToViewController(browser, false);
+        mRecorder = new RecorderViewController;
+        mLibraryNavigation->pushViewController(mRecorder, true);
+        mRecorder->installBarItems(mLibraryNavigation);
+        connect(mRecorder, &RecorderViewController::closeRequested, this, &AppWindow::closeRecorder);
+        TakeDelivery::Hooks hooks;
+        hooks.progress = [this](const QString& message) {
+            if (!mNormalizing)
+                mNormalizing = ProgressHUD::showWithMessage(mWindow.get(), message);
+            else if (message == QLatin1String("Normalized"))
+                mNormalizing->makeAutoDismissMessage(message);
+            else
+                mNormalizing->setMessage(message);
+        };
+        hooks.delivered = [this](const QString& path, bool autoOpen) {
+            if (!autoOpen)
+                return;
+            closeRecorder();
+            // A normalized take is replaced in place after the list saw it arrive, so the
+            // list's own opening may have passed: open it here when its row is there.
+            if (!mLibraryNavigation || (mDetail && mDetail->detailItem() == path))
+                return;
+            const QString folder = QFileInfo(path).absolutePath();
+            for (QWidget* w : mLibraryNavigation->viewControllers()) {
+                auto* browser = qobject_cast<MasterViewController*>(w);
+                if (browser && browser->folder() == folder && browser->rowForItemWithPath(path) >= 0) {
+                    Utils::clearLastNewFile();
+                    browser->openFile(path);
+                    return;
+                }
+            }
+        };
+        hooks.failed = [this](const QString& error) {
+            if (mNormalizing)
+                mNormalizing->dismiss();
+            platform::showAlert(QStringLiteral("Sorry"), error, mWindow.get());
+        };
+        mRecorder->recorder()->setDoneBlock(TakeDelivery::doneBlock(browser->folder(), this, std::move(hooks)));
+    }
+    if (toggle)
+        mRecorder->recPress();
+    return mRecorder;
+}
+
+void AppWindow::closeRecorder()
+{
+    if (!mRecorder || !mLibraryNavigation)
+        return;
+    const QList<QWidget*>& stack = mLibraryNavigation->viewControllers();
+    const int at = int(stack.indexOf(mRecorder));
+    if (at > 0)
+        mLibraryNavigation->popToViewController(stack[at - 1], true);
 }
 
 void AppWindow::libraryMoved(const QString& root)

@@ -12,6 +12,7 @@ class LibraryExchange;
 class MasterViewController;
 class NavigationController;
 class ProgressHUD;
+#include "recording/screens/RecorderViewController.h"
 class QAction;
 class QLabel;
 class QSplitter;
@@ -44,6 +45,13 @@ public:
     QAction* settingsAction() const { return mSettingsAction; }
     void settingsTapped();
     SettingsViewController* settingsViewController() const;
+
+    // The recorder screen on the library's stack for browser's folder (the one open already
+    // when there is one); toggle presses REC. The screen is answered.
+    RecorderViewController* openRecorder(MasterViewController* browser, bool toggle);
+    RecorderViewController* recorderViewController() const { return mRecorder; }
+    // Takes the recorder screen off the stack (the recorder goes with it).
+    void closeRecorder();
 
     // URL commands in the window: the root browser shows, the overlay tells.
     void showFileOrFolder(const QString& path) override;
@@ -108,5 +116,7 @@ private:
     std::unique_ptr<AudioServerStatus> mServerStatus;
     QLabel* mServerMessage = nullptr;
     QPointer<ProgressHUD> mPasteOverlay;
+    QPointer<RecorderViewController> mRecorder;
+    QPointer<ProgressHUD> mNormalizing;
     QTimer* mSaveWindowState = nullptr;  // the window's word on the audio server, hidden when none
 };
