@@ -102,6 +102,9 @@ Recorder::~Recorder()
         mReceiver->recording.store(false, std::memory_order_release);
         detach();
         mReceiver->writing.store(0);
+        mDoneBlock = nullptr;
+        AudioEngine::setRecState(false);
+        platform::log(QStringLiteral("Recording left at %1 for recovery").arg(mRecordURL));
         finishRecording(true);
     }
     detach();
