@@ -182,7 +182,11 @@ bool AudioFileWriter::close()
         ok = n >= 0 && (n == 0 || writeFile(mConverted.data(), n));
     }
     mClosed = true;
-    return finishFile() && ok;
+    ok = finishFile() && ok;
+    // A recoverable file leaves complete and on the disk, header included.
+    if (ok && mSyncFd >= 0)
+        ::fdatasync(mSyncFd);
+    return ok;
 }
 
 }  // namespace platform

@@ -3,6 +3,8 @@
 #include "platform/ffmpeg/FFmpegSupport.h"
 
 #include <QFile>
+#include <fcntl.h>
+#include <unistd.h>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -109,6 +111,13 @@ int64_t remuxToM4A(const QString& src, const QString& dest, int64_t knownFrames,
     const int closeErr = avio_closep(&c.out->pb);
     if (err < 0 || closeErr < 0)
         return fail(reason, errorText(err < 0 ? err : closeErr));
+    // On the disk before it replaces the fragments: a power cut then finds one or the other whole.
+    const int fd = ::open(out.constData(), O_RDONLY | O_CLOEXEC);
+    const bool synced = fd >= 0 && ::fdatasync(fd) == 0;
+    if (fd >= 0)
+        ::close(fd);
+    if (!synced)
+        return fail(reason, QStringLiteral("could not write %1 to the disk").arg(dest));
     return frames;
 }
 
