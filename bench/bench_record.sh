@@ -59,7 +59,7 @@ wanted=$((LONG * RATE))
 lost=$((wanted > long_frames ? wanted - long_frames : 0))
 echo "record ${LONG} s at $RATE Hz, 32-bit stereo, writer stalled ${STALL_MS} ms a second:" \
   "$long_frames frames written ($on_disk in the file), $lost frames short of ${LONG} s," \
-  "$long_drops dropouts (server xruns and ring overflows) over both takes; cycles the server found late:" \
+  "$long_drops dropouts (server xruns and ring overflows); cycles the server found late over both takes:" \
   "wavelocker $(late Wavelocker), jack_simple_client beside it $(late jack_simple_client)," \
   "the server's own $(grep -a -c 'JackTimedDriver::Process XRun' server.log || true)"
 echo "record peak memory: ${short_kib} KiB for ${SHORT} s, ${long_kib} KiB for ${LONG} s, ratio $(ratio "$long_kib" "$short_kib")"
