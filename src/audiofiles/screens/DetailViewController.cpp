@@ -160,7 +160,6 @@ void DetailViewController::buildBars()
     });
     connect(mToolsMenu->addAction(QStringLiteral("Convert")), &QAction::triggered, this,
             &DetailViewController::showConvert);
-    mToolsMenu->addAction(QStringLiteral("Cancel"));
 }
 
 void DetailViewController::buildTransport()

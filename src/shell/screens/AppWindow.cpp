@@ -11,6 +11,7 @@
 #include "recording/screens/UnitControlPanel.h"
 #include "shell/FilePlayerPreview.h"
 #include "shell/screens/InfoViewController.h"
+#include "shell/screens/MainMenu.h"
 #include "shell/screens/SettingsViewController.h"
 #include "ui/screens/NavigationController.h"
 #include "ui/screens/ProgressHUD.h"
@@ -74,6 +75,7 @@ void AppWindow::observeWindow()
     mWindow->addAction(mSettingsAction);
     connect(mSettingsAction, &QAction::triggered, this, &AppWindow::settingsTapped);
     addBarActions();
+    mMainMenu = new MainMenu(this);
     UnitControlPanel::installAsInterfacePresenter();
     mWindow->installEventFilter(this);
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {

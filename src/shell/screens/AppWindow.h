@@ -8,6 +8,7 @@ class AudioServerStatus;
 class DetailViewController;
 class DropboxScreens;
 class LibraryExchange;
+class MainMenu;
 class MasterViewController;
 class NavigationController;
 class ProgressHUD;
@@ -63,6 +64,7 @@ public:
     LibraryExchange* libraryExchange() const { return mExchange; }
     // Undo and redo of the browsers' trash, move, rename, new folder and put back.
     UndoStack* undoStack() const { return mUndo; }
+    MainMenu* mainMenu() const { return mMainMenu; }
 
 protected:
     void createScreens() override;
@@ -87,6 +89,7 @@ private:
     DetailViewController* mDetail = nullptr;
     LibraryExchange* mExchange = nullptr;
     UndoStack* mUndo = nullptr;
+    MainMenu* mMainMenu = nullptr;
     QPointer<QWidget> mInfo;
     QAction* mWiFiDriveAction = nullptr;
     QPointer<WiFiDriveViewController> mWiFiDrive;
