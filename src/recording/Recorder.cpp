@@ -213,6 +213,13 @@ QString Recorder::suggestedName() const
     return base;
 }
 
+void Recorder::useSettings(const RecordingSettings* settings)
+{
+    mSettingsOverride.reset();
+    if (settings)
+        mSettingsOverride = *settings;
+}
+
 bool Recorder::setRecState(bool recording)
 {
     platform::log(QStringLiteral("setRecstate: %1").arg(yesNo(recording)));
@@ -249,7 +256,7 @@ bool Recorder::startRecording()
         return false;
     }
     mCancel = false;
-    const RecordingSettings settings = RecordingSettings::current();
+    const RecordingSettings settings = mSettingsOverride.value_or(RecordingSettings::current());
     platform::StreamDescription format;
     format.sampleRate = settings.samplerate;
     format.channelsPerFrame = uint32_t(settings.channels);
@@ -258,10 +265,23 @@ bool Recorder::startRecording()
     int bitRate = settings.bitrate == 0 ? kDefaultBitRate : settings.bitrate;
 
     const QString path = UnfinishedRecording::temporaryRecordingPath(settings.format);
+    // A take cut off earlier (by another process going down) is saved before this one replaces it.
+    for (int i = 0; i < Utils::kRecFormatCount && QFileInfo::exists(path) && !UnfinishedRecording::hasUnfinishedRecording().isEmpty(); ++i) {
+        const UnfinishedRecording::Recovery r = UnfinishedRecording::recover(Utils::documentsURL());
+        if (r.savedAs.isEmpty())
+            break;
+        Utils::showAlert(QStringLiteral("Found lost recording"), r.message, mAlertContext);
+    }
+    // Another process recording now writes there: its take is not ours to replace.
+    if (!mLock.acquire(path)) {
+        platform::log(QStringLiteral("Another recording is being written to %1").arg(path));
+        return false;
+    }
     platform::log(QStringLiteral("Recording to %1").arg(path));
     auto file = platform::AudioFileWriter::createRecoverable(path, Utils::fileTypeForRecFormat(settings.format), format);
     if (!file) {
         platform::log(QStringLiteral("Could not create audiofile for writing"));
+        mLock.release();
         return false;
     }
     const bool compressed = format.formatID != platform::fourCC("lpcm");
@@ -273,6 +293,7 @@ bool Recorder::startRecording()
         platform::log(QStringLiteral("Could not set client format on audiofile"));
         file.reset();
         QFile::remove(path);
+        mLock.release();
         return false;
     }
     if (compressed) {
@@ -295,6 +316,7 @@ bool Recorder::startRecording()
         platform::log(QStringLiteral("Could not create audiofile for writing"));
         file.reset();
         QFile::remove(path);
+        mLock.release();
         return false;
     }
     auto take = std::make_unique<TakeWriter>(std::move(file), platform::kHostChannels, clientRate);
@@ -457,6 +479,7 @@ void Recorder::finishRecording(bool finished)
         emit durationChanged(0);
     }
     mCancel = false;
+    mLock.release();
     gFileOpen = false;
     emit takeFinished(cancelled);
 }

@@ -1,6 +1,7 @@
 #pragma once
 #include "recording/RecordLevels.h"
 #include "recording/RecordingSettings.h"
+#include "recording/UnfinishedRecording.h"
 
 #include <QObject>
 #include <QString>
@@ -9,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 
 class TakeWriter;
 
@@ -49,6 +51,10 @@ public:
     void setDoneBlock(DoneBlock block) { mDoneBlock = std::move(block); }
     // Parent for the alerts this recorder shows ("Could not start recording", "Recording Error").
     void setAlertContext(QObject* context) { mAlertContext = context; }
+
+    // Takes from now on start with these settings instead of the stored "recording.*" ones
+    // (the command line's recorder); nullptr goes back to the stored ones.
+    void useSettings(const RecordingSettings* settings);
 
     // Starts (true) or stops (false) a take with every step of the recorder; the answer is
     // whether a take is being recorded afterwards.
@@ -120,9 +126,11 @@ private:
 
     std::shared_ptr<Receiver> mReceiver;
     std::unique_ptr<TakeWriter> mTake;
+    UnfinishedRecording::TakeLock mLock;
     DoneBlock mDoneBlock;
     QObject* mAlertContext = nullptr;
     RecordingSettings mTakeSettings;
+    std::optional<RecordingSettings> mSettingsOverride;
     QString mRecordURL;
     State mState = State::Idle;
     bool mCancel = false;

@@ -28,7 +28,6 @@
 namespace {
 const QString kOldDocuments = QStringLiteral("/Documents");
 const QString kKeptInOldDocuments = QStringLiteral("Kormix Recordings");
-const QString kRecoveredPattern = QStringLiteral("yyyy-MM-dd HH:mm:ss");
 constexpr int kWebServerLogLevel = 2;
 const QString kAutoPlayNext = QStringLiteral("AutoPlayNext");
 
@@ -213,27 +212,9 @@ void AppDelegate::checkTrash() { TrashReminder::checkTrash(); }
 
 void AppDelegate::recoverUnfinishedRecording()
 {
-    const QString found = UnfinishedRecording::hasUnfinishedRecording();
-    if (found.isEmpty())
-        return;
-    platform::log(QStringLiteral("Found unfinished recording: %1").arg(found));
-    const QString extension = QFileInfo(found).suffix();
-    const QString name = QStringLiteral("Recovered %1.%2")
-                             .arg(QDateTime::currentDateTime().toString(kRecoveredPattern), extension);
-    QString error;
-    if (!Utils::moveItemNoReplace(found, Utils::uniquePathKeepingDot(Utils::documentsURL() + QLatin1Char('/') + name),
-                                  &error)) {
-        // Left where it is, so the next start finds it again.
-        platform::log(QStringLiteral("ERROR saving the lost recording: %1").arg(error));
-        return;
-    }
-    const QString message =
-        extension == QLatin1String("m4a")
-            ? QStringLiteral("A lost recording was found and saved as '%1'. Since it's in compressed M4A format it "
-                             "can not be played, but you might find software online that can repair it.")
-                  .arg(name)
-            : QStringLiteral("A lost recording was recovered and saved as '%1'").arg(name);
-    Utils::showAlert(QStringLiteral("Found lost recording"), message, alertContext());
+    const UnfinishedRecording::Recovery r = UnfinishedRecording::recover(Utils::documentsURL());
+    if (!r.savedAs.isEmpty())
+        Utils::showAlert(QStringLiteral("Found lost recording"), r.message, alertContext());
 }
 
 void AppDelegate::observeLifecycle()

@@ -67,11 +67,18 @@ TEST(TakeWriter, EveryFrameOnDiskInOrderAndReadableMidTake)
         int failures = 0;
         take->start([&](TakeWriter::Failure) { ++failures; });
         const uint64_t first = 12345;
-        uint64_t pushed = pushSignal(*take, first, uint64_t(kRate * 1.6), true);
-        // Past the first checkpoint: the file as it lies on disk now is a playable take.
+        // In real time until a checkpoint has passed: the file as it lies on disk then is a
+        // playable take.
         const QString copy = tree.path(QStringLiteral("midtake.") + Utils::fileExtensionForRecFormat(c.format));
-        QFile::remove(copy);
-        ASSERT_TRUE(QFile::copy(path, copy));
+        uint64_t pushed = 0;
+        int64_t copied = 0;
+        for (int i = 0; i < 200 && copied < int64_t(kRate / 2); ++i) {
+            pushed += pushSignal(*take, first + pushed, uint64_t(kRate / 10), true);
+            QFile::remove(copy);
+            ASSERT_TRUE(QFile::copy(path, copy));
+            copied = testsupport::decodeFile(copy).frames();
+        }
+        ASSERT_GE(copied, int64_t(kRate / 2));
         pushed += pushSignal(*take, first + pushed, uint64_t(kRate * 0.5), false);
         ASSERT_TRUE(take->finish());
         EXPECT_EQ(failures, 0);
@@ -87,7 +94,6 @@ TEST(TakeWriter, EveryFrameOnDiskInOrderAndReadableMidTake)
         EXPECT_EQ(m.mismatchAt, -1);
 
         const auto partial = testsupport::decodeFile(copy);
-        EXPECT_GE(partial.frames(), int64_t(kRate * 0.9));
         const auto pm = testsupport::matchKnownSignal(partial.samples, 2, first + 1);
         EXPECT_EQ(pm.start, first);
         EXPECT_EQ(pm.mismatchAt, -1);

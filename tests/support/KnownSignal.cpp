@@ -18,8 +18,12 @@ float knownSample(uint64_t frame, int channel)
 
 class KnownSignalClient::Channel : public platform::HostChannel {
 public:
-    void render(float* const* buffers, uint32_t frames, const platform::AudioTimeStamp&) override
+    void render(float* const* buffers, uint32_t frames, const platform::AudioTimeStamp& time) override
     {
+        const auto cycleStart = uint64_t(time.sampleTime);
+        if (mLastCycle != 0 && cycleStart > mLastCycle + frames)
+            mMissed.fetch_add((cycleStart - mLastCycle) / frames - 1, std::memory_order_relaxed);
+        mLastCycle = cycleStart;
         const uint64_t start = mFrames.load(std::memory_order_relaxed);
         const double frequency = mFrequency.load(std::memory_order_relaxed);
         const float amplitude = mAmplitude.load(std::memory_order_relaxed);
@@ -31,6 +35,8 @@ public:
         mFrames.store(start + frames, std::memory_order_relaxed);
     }
     std::atomic<uint64_t> mFrames{0};
+    std::atomic<uint64_t> mMissed{0};
+    uint64_t mLastCycle = 0;
     std::atomic<double> mFrequency{0};
     std::atomic<float> mAmplitude{0};
 };
@@ -56,6 +62,7 @@ bool KnownSignalClient::start()
 
 QStringList KnownSignalClient::outputPorts() const { return mEngine->outputPortNames(); }
 uint64_t KnownSignalClient::framesPlayed() const { return mChannel->mFrames.load(); }
+uint64_t KnownSignalClient::cyclesMissed() const { return mChannel->mMissed.load(); }
 void KnownSignalClient::setSine(double frequency, float amplitude)
 {
     mChannel->mAmplitude = amplitude;
@@ -104,6 +111,19 @@ SignalMatch matchKnownSignal(const std::vector<float>& s, int channels, uint64_t
         for (; next < index + kResyncWindow; ++next)
             if (agrees(s, channels, f, next, m.frames))
                 break;
+        if (next == index + kResyncWindow) {
+            // Heard again: the source's last cycle repeated. Only a whole run directly behind.
+            uint64_t back = 1;
+            for (; back <= std::min<uint64_t>(index, 8192); ++back)
+                if (agrees(s, channels, f, index - back, m.frames))
+                    break;
+            if (back <= std::min<uint64_t>(index, 8192)) {
+                ++m.repeats;
+                m.framesRepeated += int64_t(back);
+                index -= back;
+                continue;
+            }
+        }
         if (next == index + kResyncWindow) {
             m.mismatchAt = f;
             m.silenceAtMismatch = true;

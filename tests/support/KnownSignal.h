@@ -24,6 +24,9 @@ public:
     bool start();
     QStringList outputPorts() const;
     uint64_t framesPlayed() const;
+    // Cycles of the server this client was not run in (its port then holds the last cycle's
+    // audio again for whoever reads it).
+    uint64_t cyclesMissed() const;
     void setSine(double frequency, float amplitude);
 
 private:
@@ -41,6 +44,8 @@ struct SignalMatch {
     int64_t frames = 0;
     int jumps = 0;             // forward discontinuities (cycles lost to server xruns)
     int64_t framesSkipped = 0;
+    int repeats = 0;           // runs heard again (a cycle the source was not run in)
+    int64_t framesRepeated = 0;
     int64_t mismatchAt = -1;   // first frame that matched nothing, -1 when all did
     // At the mismatch: the frames there are silence, or repeat the signal from this many
     // frames back (0 when neither).
