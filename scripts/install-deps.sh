@@ -23,6 +23,8 @@ PACKAGES=(
   chromium curl wrk xvfb xauth dbus python3
   # desktop integration: the entry, MIME and AppStream databases and their checks
   desktop-file-utils appstream xdg-utils shared-mime-info
+  # the file and folder icons where the desktop has no icon theme of its own
+  adwaita-icon-theme
 )
 
 missing=()

@@ -291,6 +291,8 @@ QVariant FileListModel::data(const QModelIndex& index, int role) const
         return RowTexts::rowForItem(item).subtitle;
     case ImageNameRole:
         return RowTexts::rowForItem(item).imageName;
+    case IconNamesRole:
+        return RowTexts::iconNamesForItem(item);
     case Qt::AccessibleDescriptionRole:
         return RowTexts::rowForItem(item).accessibilityHint;
     case PathRole:

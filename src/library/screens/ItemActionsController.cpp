@@ -18,7 +18,9 @@
 #include "platform/Background.h"
 #include "platform/Dispatch.h"
 #include "platform/Log.h"
+#include "ui/screens/FlowLayout.h"
 #include "ui/screens/ProgressHUD.h"
+#include "ui/screens/Theme.h"
 
 #include <QDesktopServices>
 #include <QFileDialog>
@@ -100,13 +102,19 @@ ItemActionsController::ItemActionsController(MasterViewController* browser, Item
       mDropboxButton(new QPushButton(QStringLiteral("Dropbox"), mToolbar)),
       mDeleteButton(new QPushButton(mToolbar))
 {
-    auto* layout = new QHBoxLayout(mToolbar);
+    // Wraps onto a second row in a narrow column instead of widening the window.
+    auto* layout = new FlowLayout(mToolbar, 4);
     layout->setContentsMargins(6, 4, 6, 4);
     for (QPushButton* b : {mAddButton, mImportButton, mSelectButton, mMoveButton, mDropboxButton, mDeleteButton})
         layout->addWidget(b);
-    layout->addStretch();
-    layout->addWidget(mEditButton);
+    layout->addRightAlignedWidget(mEditButton);
+    for (QPushButton* b : {mAddButton, mImportButton, mSelectButton, mMoveButton, mDropboxButton, mDeleteButton, mEditButton})
+        Theme::setCompact(b);
     mAddButton->setToolTip(QStringLiteral("Add Folder or New Notes"));
+    mImportButton->setToolTip(QStringLiteral("Import files, a folder, music or from Dropbox"));
+    mEditButton->setToolTip(QStringLiteral("Choose several items to move, copy or delete"));
+    mSelectButton->setToolTip(QStringLiteral("Select all files, all folders or both"));
+    mMoveButton->setToolTip(QStringLiteral("Move the selected items to another folder"));
 
     mImportMenu = new QMenu(mImportButton);
     mImportMenu->addAction(QStringLiteral("Import Files..."), this, &ItemActionsController::importDocuments);
@@ -258,6 +266,7 @@ void ItemActionsController::updateToolbar()
     mDropboxButton->setVisible(mEditing);
     mDeleteButton->setVisible(mEditing);
     mDeleteButton->setText(FileActions::deleteWordForFolder(mBrowser->folder()));
+    mDeleteButton->setToolTip(QStringLiteral("%1 the selected items").arg(mDeleteButton->text()));
     const bool any = mEditing && !actionList().isEmpty();
     mMoveButton->setEnabled(any);
     mDropboxButton->setEnabled(any);

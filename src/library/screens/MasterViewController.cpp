@@ -20,10 +20,16 @@
 #include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
+#include <QHBoxLayout>
+#include <QPushButton>
 #include <QVBoxLayout>
 
 namespace {
 const QString kParentFolder = QStringLiteral("/..");
+const QString kRecordMark = QStringLiteral("\u25CF");
+const QString kRecordTitle = QStringLiteral("Record");
+MasterViewController::RecorderOpener gRecorderOpener;
+const QString kNoResults = QStringLiteral("No results");
 }  // namespace
 
 MasterViewController::MasterViewController(QWidget* parent)
@@ -33,8 +39,10 @@ MasterViewController::MasterViewController(QWidget* parent)
       mSelection(new ItemSelection(mModel, this)),
       mRowDelegate(new FileRowDelegate(this)),
       mHeader(new QLabel(this)),
+      mEmptyText(new QLabel(kNoResults)),
       mSearchField(new QLineEdit(this)),
       mSortButton(new SortButton(this)),
+      mRecordButton(new QPushButton(kRecordMark, this)),
       mPreview(new LibraryPreview(mModel, this))
 {
     auto* layout = new QVBoxLayout(this);
@@ -43,6 +51,7 @@ MasterViewController::MasterViewController(QWidget* parent)
 
     mSearchField->setPlaceholderText(QStringLiteral("Search"));
     mSearchField->setClearButtonEnabled(true);
+    mSearchField->setToolTip(QStringLiteral("Show only the items whose names contain this text"));
     auto* searchRow = new QVBoxLayout;
     searchRow->setContentsMargins(8, 6, 8, 6);
     searchRow->addWidget(mSearchField);
@@ -64,9 +73,26 @@ MasterViewController::MasterViewController(QWidget* parent)
     mTable->setEditTriggers(QAbstractItemView::NoEditTriggers);
     mTable->setFrameShape(QFrame::NoFrame);
     mTable->setMouseTracking(true);
+    mTable->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    mTable->setTextElideMode(Qt::ElideMiddle);
     layout->addWidget(mTable, 1);
+    // Over the list's empty space, centred by a layout of its own.
+    auto* emptyLayout = new QVBoxLayout(mTable->viewport());
+    emptyLayout->addWidget(mEmptyText, 0, Qt::AlignCenter);
+    mEmptyText->setForegroundRole(QPalette::PlaceholderText);
+    mEmptyText->hide();
 
-    layout->addWidget(mSortButton);
+    auto* bottom = new QHBoxLayout;
+    bottom->setContentsMargins(0, 0, 6, 0);
+    bottom->addWidget(mSortButton, 1);
+    mRecordButton->setToolTip(kRecordTitle);
+    mRecordButton->setAccessibleName(kRecordTitle);
+    mRecordButton->setFixedSize(34, 28);
+    mRecordButton->setStyleSheet(QStringLiteral("QPushButton { color: #e0402f; font-size: 18px; }"));
+    mRecordButton->setVisible(bool(gRecorderOpener));
+    connect(mRecordButton, &QPushButton::clicked, this, &MasterViewController::recordPress);
+    bottom->addWidget(mRecordButton);
+    layout->addLayout(bottom);
     mActions = new ItemActionsController(this, mSelection);
     layout->addWidget(mActions->toolbar());
     updateSortButton();
@@ -80,6 +106,9 @@ MasterViewController::MasterViewController(QWidget* parent)
     });
     connect(mModel, &FileListModel::listingFinished, this, &MasterViewController::listingFinished);
     connect(mModel, &FileListModel::headerTextChanged, this, &MasterViewController::updateHeader);
+    connect(mModel, &FileListModel::modelReset, this, &MasterViewController::updateEmptyText);
+    connect(mModel, &FileListModel::rowsInserted, this, &MasterViewController::updateEmptyText);
+    connect(mModel, &FileListModel::rowsRemoved, this, &MasterViewController::updateEmptyText);
     connect(mTable, &QListView::clicked, this, &MasterViewController::rowClicked);
     connect(mTable, &FileListView::currentMovedByKey, this, &MasterViewController::currentMovedByKey);
     connect(mTable, &FileListView::openRequested, this, [this](const QModelIndex& index) {
@@ -110,6 +139,20 @@ MasterViewController::~MasterViewController()
     mModel->cancelUpdate();
     if (mDirWatcher)
         mDirWatcher->invalidate();
+}
+
+void MasterViewController::setRecorderOpener(RecorderOpener opener) { gRecorderOpener = std::move(opener); }
+
+void MasterViewController::recordPress()
+{
+    if (gRecorderOpener)
+        gRecorderOpener(this, false);
+}
+
+void MasterViewController::openAndToggleRecorder()
+{
+    if (gRecorderOpener)
+        gRecorderOpener(this, true);
 }
 
 void MasterViewController::setFolder(const QString& folder)
@@ -162,7 +205,7 @@ QString MasterViewController::headerText() const { return mHeader->isVisible() ?
 
 const LibraryItemList& MasterViewController::addingFileList() const { return mModel->addingFileList(); }
 
-QString MasterViewController::sortButtonText() const { return mSortButton->text(); }
+QString MasterViewController::sortButtonText() const { return mSortButton->plainText(); }
 
 void MasterViewController::update() { mModel->update(); }
 
@@ -183,6 +226,13 @@ void MasterViewController::updateHeader()
     const QString text = mModel->headerText();
     mHeader->setText(text);
     mHeader->setHidden(text.isEmpty());
+}
+
+QString MasterViewController::emptyText() const { return mEmptyText->isVisibleTo(mTable) ? mEmptyText->text() : QString(); }
+
+void MasterViewController::updateEmptyText()
+{
+    mEmptyText->setVisible(mModel->isSearching() && mModel->rowCount() == 0);
 }
 
 void MasterViewController::sortPress()

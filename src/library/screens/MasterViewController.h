@@ -6,6 +6,7 @@
 
 #include <QPointer>
 #include <QWidget>
+#include <functional>
 #include <memory>
 
 class DetailScreen;
@@ -18,6 +19,7 @@ class ItemActionsController;
 class PasteboardScreen;
 class QLabel;
 class QLineEdit;
+class QPushButton;
 class SortButton;
 class UndoStack;
 
@@ -62,6 +64,8 @@ public:
     FileRowDelegate* rowDelegate() const { return mRowDelegate; }
     ItemActionsController* actions() const { return mActions; }
     QString headerText() const;
+    // "No results" over the list while a search finds nothing; empty otherwise.
+    QString emptyText() const;
     QString sortButtonText() const;
     const LibraryItemList& addingFileList() const;
 
@@ -103,6 +107,16 @@ public:
     // Stores the sort mode.
     static void saveDefaults();
 
+    // The recorder lives above the library: the window installs how a browser opens it
+    // (toggle: and presses REC). Without an opener the record button is hidden.
+    using RecorderOpener = std::function<void(MasterViewController* browser, bool toggle)>;
+    static void setRecorderOpener(RecorderOpener opener);
+    QPushButton* recordButton() const { return mRecordButton; }
+    // The record button: opens the recorder screen for this folder.
+    void recordPress();
+    // Opens the recorder screen and toggles recording.
+    void openAndToggleRecorder();
+
 signals:
     // An item vanished from the folder (after the rows are gone); whatever showed or played
     // it lets go of it.
@@ -116,14 +130,17 @@ private:
     void rowClicked(const QModelIndex& index);
     void currentMovedByKey(const QModelIndex& index);
     void updateHeader();
+    void updateEmptyText();
 
     FileListModel* mModel;
     FileListView* mTable;
     ItemSelection* mSelection;
     FileRowDelegate* mRowDelegate;
     QLabel* mHeader;
+    QLabel* mEmptyText;
     QLineEdit* mSearchField;
     SortButton* mSortButton;
+    QPushButton* mRecordButton;
     DetailScreen* mDetail = nullptr;
     DropboxScreen* mDropbox = nullptr;
     QPointer<NavigationController> mNavigation;

@@ -14,6 +14,7 @@
 #include <cmath>
 
 namespace {
+constexpr int kSheetPadding = 48;
 const QString kTitle = QStringLiteral("Audio Settings");
 const QString kGainTitle = QStringLiteral("Mic input gain");
 const QString kMeasurementTitle = QStringLiteral("Measurement mode");
@@ -141,6 +142,8 @@ void AudioSettingsViewController::sampleRatePress()
     mSheet = new QMenu(this);
     mSheet->setAttribute(Qt::WA_DeleteOnClose);
     mSheet->addSection(kRateSheet);
+    // Wide enough for the sheet's title, which a section header does not widen the menu for.
+    mSheet->setMinimumWidth(mSheet->fontMetrics().horizontalAdvance(kRateSheet) + kSheetPadding);
     const long current = std::lround(mSettings->currentSampleRate());
     for (size_t i = 0; i < HardwareSettings::kRateChoices.size(); ++i) {
         const int rate = HardwareSettings::kRateChoices[i];
@@ -158,6 +161,8 @@ void AudioSettingsViewController::bufferPress()
     mSheet = new QMenu(this);
     mSheet->setAttribute(Qt::WA_DeleteOnClose);
     mSheet->addSection(kBufferSheet);
+    // Wide enough for the sheet's title, which a section header does not widen the menu for.
+    mSheet->setMinimumWidth(mSheet->fontMetrics().horizontalAdvance(kBufferSheet) + kSheetPadding);
     const uint32_t current = mSettings->currentBufferFrames();
     for (size_t i = 0; i < HardwareSettings::kBufferChoices.size(); ++i) {
         const uint32_t frames = HardwareSettings::kBufferChoices[i];

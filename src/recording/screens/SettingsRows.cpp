@@ -47,6 +47,21 @@ Row add(QVBoxLayout* rows, const QString& title, QWidget* control, const QString
     return r;
 }
 
+Row addStacked(QVBoxLayout* rows, const QString& title, QWidget* control)
+{
+    Row r;
+    r.row = new QWidget;
+    auto* layout = new QVBoxLayout(r.row);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(4);
+    r.title = new QLabel(title);
+    r.title->setBuddy(control);
+    layout->addWidget(r.title);
+    layout->addWidget(control);
+    rows->addWidget(r.row);
+    return r;
+}
+
 QVBoxLayout* makeScreen(QWidget* screen)
 {
     screen->setAutoFillBackground(true);

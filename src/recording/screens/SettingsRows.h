@@ -16,6 +16,8 @@ struct Row {
 };
 
 Row add(QVBoxLayout* rows, const QString& title, QWidget* control, const QString& subtitle = {});
+// A row whose wide control goes under its title.
+Row addStacked(QVBoxLayout* rows, const QString& title, QWidget* control);
 // The screens' dark background; rows go into the returned layout, which scrolls when tall.
 QVBoxLayout* makeScreen(QWidget* screen);
 // Pushes screen on the navigation stack of from, or shows it as a dialog over from's window.

@@ -12,9 +12,11 @@ class MainMenu;
 class MasterViewController;
 class NavigationController;
 class ProgressHUD;
+#include "recording/screens/RecorderViewController.h"
 class QAction;
 class QLabel;
 class QSplitter;
+class QTimer;
 class SettingsViewController;
 class UndoStack;
 class QWidget;
@@ -43,6 +45,13 @@ public:
     QAction* settingsAction() const { return mSettingsAction; }
     void settingsTapped();
     SettingsViewController* settingsViewController() const;
+
+    // The recorder screen on the library's stack for browser's folder (the one open already
+    // when there is one); toggle presses REC. The screen is answered.
+    RecorderViewController* openRecorder(MasterViewController* browser, bool toggle);
+    RecorderViewController* recorderViewController() const { return mRecorder; }
+    // Takes the recorder screen off the stack (the recorder goes with it).
+    void closeRecorder();
 
     // URL commands in the window: the root browser shows, the overlay tells.
     void showFileOrFolder(const QString& path) override;
@@ -79,6 +88,10 @@ private:
     void addInfoButton();
     void addWiFiDriveAction();
     void addBarActions();
+    // The window's size, place and column widths: kept in the settings, put back at start.
+    void restoreWindowState();
+    void saveWindowState();
+    void updateWindowTitle(const QString& fileName);
 
     std::unique_ptr<QWidget> mWindow;
     QSplitter* mSplit = nullptr;
@@ -97,5 +110,8 @@ private:
     QPointer<NavigationController> mSettings;
     std::unique_ptr<AudioServerStatus> mServerStatus;
     QLabel* mServerMessage = nullptr;
-    QPointer<ProgressHUD> mPasteOverlay;  // the window's word on the audio server, hidden when none
+    QPointer<ProgressHUD> mPasteOverlay;
+    QPointer<RecorderViewController> mRecorder;
+    QPointer<ProgressHUD> mNormalizing;
+    QTimer* mSaveWindowState = nullptr;  // the window's word on the audio server, hidden when none
 };
