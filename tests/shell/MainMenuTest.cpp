@@ -103,7 +103,7 @@ TEST(MainMenu, EveryCommandIsThereWithItsKeys)
         {"Open", "Return"}, {"Back", "Alt+Left"}, {"Enclosing Folder", "Alt+Up"}, {"Folder Path", ""},
         {"Sort by Name", ""}, {"Sort by Date", ""}, {"Sort by Size", ""}, {"Refresh", "F5"},
         {"Play", "Space"}, {"Rewind", "Ctrl+Home"}, {"Loop", "Ctrl+L"}, {"Preview", "Ctrl+Shift+Space"},
-        {"Stop Preview", ""}, {"Auto-Play Next", ""},
+        {"Stop Preview", ""}, {"Auto-Play Next", ""}, {"Recorder", "Ctrl+R"}, {"Record", "Ctrl+Shift+R"},
         {"Trim & Fade", "Ctrl+T"}, {"Normalize", ""}, {"Convert", ""}, {"Copy to AudioCopy", ""},
         {"AudioCopy Pasteboards", ""}, {"Add as FilePlayer in Kormix", ""}, {"WiFi Drive", ""}, {"Link Dropbox", ""},
         {"Unlink Dropbox", ""}, {"Settings", "Ctrl+,"},

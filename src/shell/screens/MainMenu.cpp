@@ -76,8 +76,12 @@ MainMenu::MainMenu(AppWindow* app) : QObject(app), mApp(app), mBar(new QMenuBar(
 MasterViewController* MainMenu::browser() const
 {
     NavigationController* navigation = mApp->libraryNavigationController();
-    auto* top = navigation ? qobject_cast<MasterViewController*>(navigation->topViewController()) : nullptr;
-    return top ? top : mApp->masterViewController();
+    // The library level nearest the top: the recorder's screen can sit above it.
+    const QList<QWidget*> stack = navigation ? navigation->viewControllers() : QList<QWidget*>();
+    for (auto it = stack.rbegin(); it != stack.rend(); ++it)
+        if (auto* browser = qobject_cast<MasterViewController*>(*it))
+            return browser;
+    return mApp->masterViewController();
 }
 
 void MainMenu::followBrowser()
@@ -208,6 +212,9 @@ void MainMenu::buildPlay()
     add(menu, QStringLiteral("Stop Preview"), {}, [this] { browser()->stopPreview(); });
     QAction* next = add(menu, QStringLiteral("Auto-Play Next"), {}, [] { AudioEngine::setAutoPlayNext(!AudioEngine::autoPlayNext()); });
     next->setCheckable(true);
+    menu->addSeparator();
+    add(menu, QStringLiteral("Recorder"), QKeySequence(QStringLiteral("Ctrl+R")), [this] { mApp->openRecorder(browser(), false); });
+    add(menu, QStringLiteral("Record"), QKeySequence(QStringLiteral("Ctrl+Shift+R")), [this] { mApp->openRecorder(browser(), true); });
 }
 
 void MainMenu::buildTools()
