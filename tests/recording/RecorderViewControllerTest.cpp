@@ -158,3 +158,31 @@ TEST_F(RecorderViewControllerTest, MonitorLevelAndFilePlayerSource)
     EXPECT_TRUE(waitUntil([&] { return screen.playButton()->isHidden(); }));
     EXPECT_EQ(screen.slotButton(0)->toolTip(), "Hardware input");
 }
+
+// STOP (or Cancel) pressed before the audio thread has seen the take start still ends it:
+// delivered once, or deleted, and the next take can start.
+TEST_F(RecorderViewControllerTest, InstantStopAndCancelEndTheTake)
+{
+    RecorderViewController screen;
+    int calls = 0;
+    screen.recorder()->setDoneBlock([&](bool finished, const QString& path, const QString&) {
+        ++calls;
+        EXPECT_TRUE(finished);
+        EXPECT_TRUE(QFile::rename(path, tree.path(QStringLiteral("instant%1.wav").arg(calls))));
+    });
+    for (int round = 1; round <= 4; ++round) {
+        screen.recPress();
+        ASSERT_TRUE(screen.recorder()->isRecording());
+        screen.recPress();
+        ASSERT_TRUE(waitUntil([&] { return screen.recorder()->state() == Recorder::State::Idle; }, 20000))
+            << "round " << round;
+        EXPECT_EQ(calls, round);
+    }
+    screen.recPress();
+    const QString take = screen.recorder()->recordURL();
+    screen.cancelPress();
+    ASSERT_TRUE(waitUntil([&] { return screen.recorder()->state() == Recorder::State::Idle; }, 20000));
+    EXPECT_EQ(calls, 4);
+    EXPECT_FALSE(QFileInfo::exists(take));
+    EXPECT_EQ(screen.recButton()->isChecked(), false);
+}
