@@ -186,3 +186,27 @@ TEST_F(RecorderViewControllerTest, InstantStopAndCancelEndTheTake)
     EXPECT_FALSE(QFileInfo::exists(take));
     EXPECT_EQ(screen.recButton()->isChecked(), false);
 }
+
+// Without a server there is no input: the screen says so and leaves the meter still; REC
+// then fails with its alert.
+TEST(RecorderViewControllerNoServer, NoInputsAlertAndNoStart)
+{
+    TempTree tree;
+    AlertCapture alerts;
+    qputenv("JACK_DEFAULT_SERVER", "wltest-nobody-home");
+    AudioEngine::setup();
+    {
+        RecorderViewController screen;
+        ASSERT_FALSE(alerts.alerts().isEmpty());
+        EXPECT_EQ(alerts.alerts()[0],
+                  "Can not record|No audio inputs available. This could be due to the audio server's setup, please "
+                  "try and restart the JACK server and all your audio programs.");
+        EXPECT_FALSE(screen.levelMeter()->isUpdating());
+        screen.recButton()->click();
+        EXPECT_FALSE(screen.recorder()->isRecording());
+        EXPECT_TRUE(alerts.alerts().contains("Sorry|Could not start recording"));
+        EXPECT_FALSE(screen.recButton()->isChecked());
+        EXPECT_TRUE(screen.stopButton()->isChecked());
+    }
+    AudioEngine::teardown();
+}

@@ -5,6 +5,7 @@
 #include <memory>
 
 class AudioServerStatus;
+class BatchToolsController;
 class DetailViewController;
 class DropboxScreens;
 class LibraryExchange;
@@ -71,6 +72,12 @@ public:
     DropboxScreens* dropboxScreens() const { return mDropboxScreens; }
     DetailViewController* detailViewController() const { return mDetail; }
     LibraryExchange* libraryExchange() const { return mExchange; }
+    // Normalize and Convert over the files picked in the library list; its two actions are
+    // in the list's item menu and on the window.
+    BatchToolsController* batchTools() const { return mBatchTools; }
+    // What the browser on top of the library's stack acts on: the picked items, else the
+    // current one.
+    QStringList selectedLibraryPaths() const;
     // Undo and redo of the browsers' trash, move, rename, new folder and put back.
     UndoStack* undoStack() const { return mUndo; }
     MainMenu* mainMenu() const { return mMainMenu; }
@@ -101,6 +108,7 @@ private:
     DropboxScreens* mDropboxScreens = nullptr;
     DetailViewController* mDetail = nullptr;
     LibraryExchange* mExchange = nullptr;
+    BatchToolsController* mBatchTools = nullptr;
     UndoStack* mUndo = nullptr;
     MainMenu* mMainMenu = nullptr;
     QPointer<QWidget> mInfo;
