@@ -21,7 +21,11 @@ if ! command -v jackd >/dev/null; then
   exit 0
 fi
 JACKD=""
-stop_server() { [ -z "$JACKD" ] || { kill "$JACKD" 2>/dev/null || true; wait "$JACKD" 2>/dev/null || true; JACKD=""; }; }
+REF=""
+stop_server() {
+  [ -z "$REF" ] || { kill -KILL "$REF" 2>/dev/null || true; wait "$REF" 2>/dev/null || true; REF=""; }
+  [ -z "$JACKD" ] || { kill "$JACKD" 2>/dev/null || true; wait "$JACKD" 2>/dev/null || true; JACKD=""; }
+}
 trap stop_server EXIT
 export JACK_DEFAULT_SERVER="wlbench-record-$$"
 JACK_NO_AUDIO_RESERVATION=1 jackd -n "$JACK_DEFAULT_SERVER" --no-realtime -d dummy -r $RATE -p $BUFFER >server.log 2>&1 &
@@ -30,6 +34,10 @@ if ! jack_wait -s "$JACK_DEFAULT_SERVER" -w -t 20 >/dev/null 2>&1; then
   echo "record: jackd did not come up (a JACK install takes at most 8 servers at once)"
   exit 1
 fi
+# jack_simple_client (a sine on two ports) beside it: how often the server finds a trivial
+# client late on this machine, for contrast with ours.
+jack_simple_client >/dev/null 2>&1 &
+REF=$!
 
 # take SECONDS: records; prints "frames dropouts cpu_seconds peak_kib"
 take() {
@@ -51,8 +59,9 @@ wanted=$((LONG * RATE))
 lost=$((wanted > long_frames ? wanted - long_frames : 0))
 echo "record ${LONG} s at $RATE Hz, 32-bit stereo, writer stalled ${STALL_MS} ms a second:" \
   "$long_frames frames written ($on_disk in the file), $lost frames short of ${LONG} s," \
-  "$long_drops dropouts (server xruns and ring overflows); cycles the server found wavelocker late in:" \
-  "$(late Wavelocker), the server's own late cycles $(grep -a -c 'JackTimedDriver::Process XRun' server.log || true)"
+  "$long_drops dropouts (server xruns and ring overflows) over both takes; cycles the server found late:" \
+  "wavelocker $(late Wavelocker), jack_simple_client beside it $(late jack_simple_client)," \
+  "the server's own $(grep -a -c 'JackTimedDriver::Process XRun' server.log || true)"
 echo "record peak memory: ${short_kib} KiB for ${SHORT} s, ${long_kib} KiB for ${LONG} s, ratio $(ratio "$long_kib" "$short_kib")"
 buffers=$(echo "($LONG - $SHORT) * $RATE / $BUFFER" | bc -l)
 buffer_us=$(echo "$BUFFER * 1000000 / $RATE" | bc -l)

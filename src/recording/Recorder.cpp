@@ -281,8 +281,14 @@ bool Recorder::startRecording()
         Utils::showAlert(QStringLiteral("Found lost recording"), r.message, mAlertContext);
     }
     // Another process recording now writes there: its take is not ours to replace.
-    if (!mLock.acquire(path)) {
+    switch (mLock.acquire(path)) {
+    case UnfinishedRecording::TakeLock::Result::Held:
+        break;
+    case UnfinishedRecording::TakeLock::Result::InUse:
         platform::log(QStringLiteral("Another recording is being written to %1").arg(path));
+        return false;
+    case UnfinishedRecording::TakeLock::Result::Failed:
+        platform::log(QStringLiteral("Could not create audiofile for writing"));
         return false;
     }
     platform::log(QStringLiteral("Recording to %1").arg(path));

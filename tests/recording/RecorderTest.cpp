@@ -14,6 +14,7 @@
 #include "support/TempTree.h"
 
 #include <QFile>
+#include <QDir>
 #include <QFileInfo>
 #include <gtest/gtest.h>
 #include <algorithm>
@@ -344,6 +345,41 @@ TEST_F(RecorderTest, WriteErrorKeepsWhatWasWritten)
     ASSERT_TRUE(m.found);
     EXPECT_EQ(m.mismatchAt, -1);
     EXPECT_LE(uint64_t(m.repeats), signal.cyclesMissed());
+}
+
+// A disk with little room left says so while recording, before it is full; a temporary
+// folder that can't be written stops the start with the recorder's message.
+TEST_F(RecorderTest, LowDiskWarningAndAnUnwritableFolder)
+{
+    patchSignal();
+    makeRecorder();
+    storeSettings(0, 32, 2);
+    {
+        testsupport::SmallMount disk(platform::Locations::tempDir(), "3m");
+        if (!disk.mounted())
+            GTEST_SKIP() << "mounting a small disk needs CAP_SYS_ADMIN";
+        double warned = -1;
+        QObject::connect(recorder.get(), &Recorder::diskSpaceLow, [&](double left) { warned = left; });
+        ASSERT_TRUE(recorder->setRecState(true));
+        ASSERT_TRUE(waitUntil([&] { return warned >= 0; }, 20000));
+        EXPECT_LT(warned, Recorder::kLowDiskSeconds);
+        EXPECT_GT(recorder->secondsLeftOnDisk(), 0);
+        recorder->setRecState(false);
+        ASSERT_TRUE(waitUntil([&] { return recorder->state() == Recorder::State::Idle; }, 20000));
+        EXPECT_EQ(take.calls, 1);
+        QFile::remove(take.path);
+    }
+    // Where the temporary folder should be, a file.
+    const QString folder = platform::Locations::tempDir();
+    ASSERT_TRUE(QDir(folder).removeRecursively());
+    ASSERT_TRUE(testsupport::writeFile(folder, "not a folder"));
+    testsupport::LogCapture logs;
+    testsupport::AlertCapture alerts;
+    EXPECT_FALSE(recorder->toggleRecord());
+    EXPECT_TRUE(logs.contains(QStringLiteral("Could not create audiofile for writing")));
+    EXPECT_EQ(alerts.alerts(), QStringList{"Sorry|Could not start recording"});
+    EXPECT_FALSE(AudioEngine::recState());
+    QFile::remove(folder);
 }
 
 // The server going away mid-take ends it: what was recorded is kept and delivered.
