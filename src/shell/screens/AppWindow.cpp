@@ -460,6 +460,9 @@ void AppWindow::closeRecorder()
 
 void AppWindow::libraryMoved(const QString& root)
 {
+    // Steps recorded in the old library name places that are no longer the library.
+    if (mUndo)
+        mUndo->clear();
     popToRootBrowser();
     if (mDetail)
         mDetail->setDetailItem(QString());
