@@ -3,6 +3,7 @@
 #include "recording/Recorder.h"
 #include "recording/RecordingSettings.h"
 #include "recording/screens/LevelMeter.h"
+#include "recording/screens/RAUViewController.h"
 #include "recording/screens/RecSettingsViewController.h"
 #include "recording/screens/RecorderViewController.h"
 #include "support/JackServer.h"
@@ -12,6 +13,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLabel>
+#include <QListWidget>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QSlider>
@@ -209,4 +211,28 @@ TEST(RecorderViewControllerNoServer, NoInputsAlertAndNoStart)
         EXPECT_TRUE(screen.stopButton()->isChecked());
     }
     AudioEngine::teardown();
+}
+
+// A slot's arrow opens the chooser on the stack; the unit picked loads under a spinner and the
+// slot shows it.
+TEST_F(RecorderViewControllerTest, ChooserLoadsIntoTheSlot)
+{
+    auto* screen = new RecorderViewController;
+    NavigationController navigation(screen);
+    screen->changeSlotButton(0)->click();
+    auto* chooser = qobject_cast<RAUViewController*>(navigation.topViewController());
+    ASSERT_TRUE(chooser);
+    EXPECT_EQ(chooser->windowTitle(), "Choose source");
+    QListWidgetItem* player = nullptr;
+    for (int i = 0; i < chooser->list()->count(); ++i)
+        if (chooser->list()->item(i)->text().startsWith("File Player"))
+            player = chooser->list()->item(i);
+    ASSERT_TRUE(player);
+    chooser->choose(player);
+    EXPECT_EQ(navigation.topViewController(), screen);
+    EXPECT_TRUE(screen->slotIsLoading(0));
+    EXPECT_TRUE(waitUntil([&] { return !screen->slotIsLoading(0); }));
+    EXPECT_EQ(AudioEngine::rauAtSlot(0), AudioEngine::fakePlayerRau());
+    EXPECT_EQ(screen->slotButton(0)->toolTip(), AudioEngine::fakePlayerRau()->name());
+    EXPECT_FALSE(screen->playButton()->isHidden());
 }

@@ -19,6 +19,7 @@
 #include "platform/Settings.h"
 #include "shell/FilePlayerPreview.h"
 #include "shell/screens/InfoViewController.h"
+#include "shell/screens/MainMenu.h"
 #include "shell/screens/SettingsViewController.h"
 #include "ui/screens/NavigationController.h"
 #include "ui/screens/ProgressHUD.h"
@@ -90,6 +91,7 @@ void AppWindow::observeWindow()
     mWindow->addAction(mSettingsAction);
     connect(mSettingsAction, &QAction::triggered, this, &AppWindow::settingsTapped);
     addBarActions();
+    mMainMenu = new MainMenu(this);
     UnitControlPanel::installAsInterfacePresenter();
     mWindow->installEventFilter(this);
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
@@ -458,6 +460,9 @@ void AppWindow::closeRecorder()
 
 void AppWindow::libraryMoved(const QString& root)
 {
+    // Steps recorded in the old library name places that are no longer the library.
+    if (mUndo)
+        mUndo->clear();
     popToRootBrowser();
     if (mDetail)
         mDetail->setDetailItem(QString());

@@ -9,6 +9,7 @@ class BatchToolsController;
 class DetailViewController;
 class DropboxScreens;
 class LibraryExchange;
+class MainMenu;
 class MasterViewController;
 class NavigationController;
 class ProgressHUD;
@@ -79,6 +80,7 @@ public:
     QStringList selectedLibraryPaths() const;
     // Undo and redo of the browsers' trash, move, rename, new folder and put back.
     UndoStack* undoStack() const { return mUndo; }
+    MainMenu* mainMenu() const { return mMainMenu; }
 
 protected:
     void createScreens() override;
@@ -108,6 +110,7 @@ private:
     LibraryExchange* mExchange = nullptr;
     BatchToolsController* mBatchTools = nullptr;
     UndoStack* mUndo = nullptr;
+    MainMenu* mMainMenu = nullptr;
     QPointer<QWidget> mInfo;
     QAction* mWiFiDriveAction = nullptr;
     QPointer<WiFiDriveViewController> mWiFiDrive;
