@@ -14,7 +14,6 @@ void ContentHasher::addData(const char* data, qint64 size)
         size -= take;
         if (mInBlock == kBlockSize) {
             mOverall.addData(mBlock.result());
-            mBlock.reset();
             mInBlock = 0;
         }
     }
@@ -24,7 +23,6 @@ QString ContentHasher::result()
 {
     if (mInBlock > 0) {
         mOverall.addData(mBlock.result());
-        mBlock.reset();
         mInBlock = 0;
     }
     return QString::fromLatin1(mOverall.result().toHex());

@@ -1,6 +1,7 @@
 #pragma once
+#include "platform/Sha256.h"
+
 #include <QByteArray>
-#include <QCryptographicHash>
 #include <QString>
 
 namespace cloud {
@@ -20,8 +21,8 @@ public:
     static QString hashOfFile(const QString& path);
 
 private:
-    QCryptographicHash mBlock{QCryptographicHash::Sha256};
-    QCryptographicHash mOverall{QCryptographicHash::Sha256};
+    platform::Sha256 mBlock;
+    platform::Sha256 mOverall;
     qint64 mInBlock = 0;
 };
 

@@ -10,6 +10,7 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QUrlQuery>
+#include <memory>
 
 namespace cloud {
 namespace {
@@ -159,38 +160,46 @@ void DropboxAccount::storeTokens(const Tokens& tokens, std::function<void(const 
 void DropboxAccount::unlink(QNetworkAccessManager* network, std::function<void()> done)
 {
     const QString token = mTokens.accessToken;
-    forget();
-    auto finish = [done] {
-        if (done)
+    // Done once the sign-in is out of the secret store and Dropbox answered: a program that
+    // exits then must not leave the sign-in behind.
+    auto pending = std::make_shared<int>(2);
+    auto step = [pending, done] {
+        if (--*pending == 0 && done)
             done();
     };
+    forget(step);
     if (token.isEmpty() || mFromEnvironment) {
-        finish();
+        step();
         return;
     }
     // Revoking is a courtesy: the account is unlinked here whatever Dropbox answers.
     QNetworkRequest request(QUrl(DropboxConfig::apiUrl() + QStringLiteral("/2/auth/token/revoke")));
     request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
     QNetworkReply* reply = network->post(request, QByteArray());
-    connect(reply, &QNetworkReply::finished, this, [reply, finish] {
+    connect(reply, &QNetworkReply::finished, this, [reply, step] {
         reply->deleteLater();
-        finish();
+        step();
     });
 }
 
 void DropboxAccount::tokenRejected() { forget(); }
 
-void DropboxAccount::forget()
+void DropboxAccount::forget(std::function<void()> removed)
 {
     const bool was = isLinked();
     const bool stored = !mFromEnvironment;
     mTokens = {};
-    if (stored)
-        platform::SecretStore::remove(kSecretKey, this, [](const platform::SecretStore::Result& result) {
+    if (stored) {
+        platform::SecretStore::remove(kSecretKey, this, [removed](const platform::SecretStore::Result& result) {
             if (!result.ok && !result.notFound)
                 platform::log(QStringLiteral("Dropbox: could not remove the sign-in from the secret store: %1")
                                   .arg(result.error));
+            if (removed)
+                removed();
         });
+    } else if (removed) {
+        removed();
+    }
     if (was)
         emit linkedChanged(false);
 }

@@ -54,7 +54,7 @@ signals:
     void linkedChanged(bool linked);
 
 private:
-    void forget();
+    void forget(std::function<void()> removed = {});
     void finishRefresh(const DropboxError& error);
 
     Tokens mTokens;

@@ -131,17 +131,22 @@ void DropboxCall::send()
         return;
     }
     if (!mAccount->tokenIsFresh() && mAccount->canRefresh()) {
-        mAccount->refresh(mNetwork, [self = QPointer(this)](const DropboxError& error) {
-            if (!self || self->mCancelled)
-                return;
-            if (error)
-                self->end({{}, {}, error});
-            else
-                self->sendWithToken();
-        });
+        refreshThenSend();
         return;
     }
     sendWithToken();
+}
+
+void DropboxCall::refreshThenSend()
+{
+    mAccount->refresh(mNetwork, [self = QPointer(this)](const DropboxError& error) {
+        if (!self || self->mCancelled)
+            return;
+        if (error)
+            self->end({{}, {}, error});
+        else
+            self->sendWithToken();
+    });
 }
 
 void DropboxCall::sendWithToken()
@@ -260,14 +265,7 @@ void DropboxCall::finished()
             // An expired token is renewed once; a second refusal means the sign-in is gone.
             mRenewedAfterRefusal = true;
             platform::log(QStringLiteral("Dropbox: token refused (%1), renewing it").arg(refused.tag));
-            mAccount->refresh(mNetwork, [self = QPointer(this)](const DropboxError& error) {
-                if (!self || self->mCancelled)
-                    return;
-                if (error)
-                    self->end({{}, {}, error});
-                else
-                    self->sendWithToken();
-            });
+            refreshThenSend();
             return;
         }
         platform::log(QStringLiteral("Dropbox: the sign-in was refused (%1)").arg(refused.summary));

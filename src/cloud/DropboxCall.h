@@ -59,6 +59,8 @@ public:
 private:
     void send();
     void sendWithToken();
+    // Renews the token, then sends; a failed renewal ends the call.
+    void refreshThenSend();
     void finished();
     void retryIn(int ms);
     void end(Answer answer);

@@ -13,9 +13,16 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QUrlQuery>
+#include <vector>
 
 namespace cloud {
 namespace {
+// Links waiting for Dropbox's answer, for redirects that come back as URLs handed to the program.
+std::vector<DropboxLink*>& waitingLinks()
+{
+    static std::vector<DropboxLink*> links;
+    return links;
+}
 constexpr int kVerifierBytes = 48;  // 64 characters once encoded, inside PKCE's 43..128
 constexpr int kMaxRequestBytes = 16 * 1024;
 
@@ -43,7 +50,17 @@ DropboxLink::DropboxLink(DropboxAccount* account, QNetworkAccessManager* network
 {
 }
 
-DropboxLink::~DropboxLink() = default;
+DropboxLink::~DropboxLink() { std::erase(waitingLinks(), this); }
+
+bool DropboxLink::offerRedirectURL(const QUrl& url)
+{
+    // A copy: handling one may finish it, and its owner may then delete it.
+    const std::vector<DropboxLink*> links = waitingLinks();
+    for (DropboxLink* link : links)
+        if (link->handleRedirectURL(url))
+            return true;
+    return false;
+}
 
 QString DropboxLink::successTitle() { return QStringLiteral("Dropbox"); }
 QString DropboxLink::successMessage()
@@ -74,6 +91,7 @@ bool DropboxLink::begin()
             connect(socket, &QTcpSocket::readyRead, this, [this, socket] { answerBrowser(socket); });
         }
     });
+    waitingLinks().push_back(this);
     return true;
 }
 
@@ -228,6 +246,7 @@ void DropboxLink::finish(Outcome outcome, const QString& description)
     if (mFinished)
         return;
     mFinished = true;
+    std::erase(waitingLinks(), this);
     if (mServer)
         mServer->close();
     if (outcome == Outcome::Cancelled)

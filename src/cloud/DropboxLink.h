@@ -35,6 +35,8 @@ public:
     // A redirect that came back by another way (a URL handed to the program): true when it
     // was this link's, which then finishes with it.
     bool handleRedirectURL(const QUrl& url);
+    // Offers url to every link waiting for Dropbox's answer; true when one took it.
+    static bool offerRedirectURL(const QUrl& url);
     void cancel();
     bool isFinished() const { return mFinished; }
 

@@ -4,6 +4,7 @@
 #include "exchange/PasteConversion.h"
 #include "exchange/PasteWav.h"
 #include "library/Utils.h"
+#include "platform/HeldTemporaryFile.h"
 #include "platform/AudioFileReader.h"
 #include "platform/Locations.h"
 #include "platform/Log.h"
@@ -12,7 +13,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QTemporaryFile>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -70,7 +70,7 @@ private:
 // of a piece.
 class FileSource : public PasteSource {
 public:
-    FileSource(std::unique_ptr<QTemporaryFile> file, std::unique_ptr<AudioFileReader> reader)
+    FileSource(std::unique_ptr<platform::HeldTemporaryFile> file, std::unique_ptr<AudioFileReader> reader)
         : mFile(std::move(file)), mReader(std::move(reader)) {}
     int channels() const override { return mReader ? mReader->channels() : 1; }
     void rewind() override
@@ -91,13 +91,13 @@ public:
     }
 
 private:
-    std::unique_ptr<QTemporaryFile> mFile;
+    std::unique_ptr<platform::HeldTemporaryFile> mFile;
     std::unique_ptr<AudioFileReader> mReader;  // null: nothing was pasted
 };
 
-std::unique_ptr<QTemporaryFile> newTempPasteboardFile()
+std::unique_ptr<platform::HeldTemporaryFile> newTempPasteboardFile()
 {
-    auto file = std::make_unique<QTemporaryFile>(platform::Locations::tempDir() + QStringLiteral("/temp-pasteboard-XXXXXX"));
+    auto file = std::make_unique<platform::HeldTemporaryFile>(platform::Locations::tempDir() + QStringLiteral("/temp-pasteboard-XXXXXX"));
     if (!file->open()) {
         platform::log(QStringLiteral("Could not create %1").arg(file->fileTemplate()));
         return nullptr;
@@ -105,7 +105,7 @@ std::unique_ptr<QTemporaryFile> newTempPasteboardFile()
     return file;
 }
 
-std::unique_ptr<PasteSource> openGatheredFile(std::unique_ptr<QTemporaryFile> file)
+std::unique_ptr<PasteSource> openGatheredFile(std::unique_ptr<platform::HeldTemporaryFile> file)
 {
     file->close();
     std::unique_ptr<AudioFileReader> reader = AudioFileReader::open(file->fileName());
@@ -122,7 +122,7 @@ std::unique_ptr<PasteSource> generalSource()
 {
     const std::unique_ptr<Pasteboard> general = Pasteboard::general();
     const std::unique_ptr<PasteboardSnapshot> snapshot = general ? general->snapshot() : nullptr;
-    std::unique_ptr<QTemporaryFile> file = snapshot ? newTempPasteboardFile() : nullptr;
+    std::unique_ptr<platform::HeldTemporaryFile> file = snapshot ? newTempPasteboardFile() : nullptr;
     if (!file)
         return nullptr;
     for (int item : snapshot->itemsWithType(kGeneralAudioType))
@@ -148,7 +148,7 @@ std::unique_ptr<PasteSource> historySource(const QString& name)
     const int channels = info ? info->value(kChannels).toInt() : 0;
     if (channels < 1 || channels > 2 || total == 0)
         return std::make_unique<PieceSource>(std::move(snapshot), QList<int>(), 1);  // nothing to write
-    std::unique_ptr<QTemporaryFile> file = newTempPasteboardFile();
+    std::unique_ptr<platform::HeldTemporaryFile> file = newTempPasteboardFile();
     if (!file || file->write(PasteWav::createHeader(channels, uint32_t(total))) != PasteWav::kHeaderSize)
         return nullptr;
     file->flush();

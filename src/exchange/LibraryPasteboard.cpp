@@ -4,13 +4,13 @@
 #include "library/Utils.h"
 #include "platform/AudioFileReader.h"
 #include "platform/FourCC.h"
+#include "platform/HeldTemporaryFile.h"
 #include "platform/Locations.h"
 #include "platform/Log.h"
 #include "platform/Pasteboard.h"
 
 #include <QFileInfo>
 #include <QHash>
-#include <QTemporaryFile>
 
 namespace LibraryPasteboard {
 
@@ -138,7 +138,7 @@ namespace {
 // alerts say what failed before the naming.
 QString pasteGathered(const std::function<bool(int fd)>& fill, const QString& folder, const QString& name)
 {
-    QTemporaryFile temp(platform::Locations::tempDir() + QStringLiteral("/temp-pasteboard-XXXXXX"));
+    platform::HeldTemporaryFile temp(platform::Locations::tempDir() + QStringLiteral("/temp-pasteboard-XXXXXX"));
     if (!temp.open()) {
         alert(QStringLiteral("Can't create file"));
         return {};

@@ -1,5 +1,6 @@
 #include "exchange/PasteWav.h"
 
+#include "platform/FileIO.h"
 #include "platform/Log.h"
 
 #include <QFile>
@@ -17,35 +18,6 @@ constexpr int64_t kMaxTrailingBytes = 16 << 20;
 constexpr uint16_t kFormatPCM = 1;
 constexpr uint16_t kFormatExtensible = 0xFFFE;
 
-bool preadAll(int fd, char* out, int64_t length, int64_t offset)
-{
-    while (length > 0) {
-        const ssize_t n = ::pread(fd, out, size_t(length), offset);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        out += n;
-        length -= n;
-        offset += n;
-    }
-    return true;
-}
-
-bool pwriteAll(int fd, const char* data, int64_t length, int64_t offset)
-{
-    while (length > 0) {
-        const ssize_t n = ::pwrite(fd, data, size_t(length), offset);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        data += n;
-        length -= n;
-        offset += n;
-    }
-    return true;
-}
 }  // namespace
 
 QByteArray createHeader(int channels, uint32_t dataSize)
@@ -93,7 +65,7 @@ std::unique_ptr<WritableWav> WritableWav::open(const QString& path)
         return nullptr;
     struct stat st {};
     char head[12];
-    if (::fstat(wav->mFd, &st) != 0 || !preadAll(wav->mFd, head, 12, 0) || std::memcmp(head, "RIFF", 4) != 0
+    if (::fstat(wav->mFd, &st) != 0 || !platform::preadAll(wav->mFd, head, 12, 0) || std::memcmp(head, "RIFF", 4) != 0
         || std::memcmp(head + 8, "WAVE", 4) != 0)
         return nullptr;
     const int64_t fileSize = st.st_size;
@@ -101,12 +73,12 @@ std::unique_ptr<WritableWav> WritableWav::open(const QString& path)
     int64_t at = 12;
     while (at + 8 <= fileSize) {
         char chunk[8];
-        if (!preadAll(wav->mFd, chunk, 8, at))
+        if (!platform::preadAll(wav->mFd, chunk, 8, at))
             return nullptr;
         const int64_t chunkSize = qFromLittleEndian<uint32_t>(chunk + 4);
         if (std::memcmp(chunk, "fmt ", 4) == 0 && chunkSize >= 16) {
             char fmt[16];
-            if (!preadAll(wav->mFd, fmt, 16, at + 8))
+            if (!platform::preadAll(wav->mFd, fmt, 16, at + 8))
                 return nullptr;
             const uint16_t tag = qFromLittleEndian<uint16_t>(fmt);
             wav->mChannels = qFromLittleEndian<uint16_t>(fmt + 2);
@@ -126,7 +98,7 @@ std::unique_ptr<WritableWav> WritableWav::open(const QString& path)
                 if (fileSize - dataEnd > kMaxTrailingBytes)
                     return nullptr;
                 wav->mTrailing.resize(qsizetype(fileSize - dataEnd));
-                if (!preadAll(wav->mFd, wav->mTrailing.data(), wav->mTrailing.size(), dataEnd))
+                if (!platform::preadAll(wav->mFd, wav->mTrailing.data(), wav->mTrailing.size(), dataEnd))
                     return nullptr;
             }
             // The samples may grow over where the kept chunks were.
@@ -149,7 +121,7 @@ bool WritableWav::writeSamples(int64_t bytePosition, const char* data, int64_t l
 {
     if (mFd < 0 || bytePosition < 0)
         return false;
-    if (!pwriteAll(mFd, data, length, mDataOffset + bytePosition)) {
+    if (!platform::pwriteAll(mFd, data, length, mDataOffset + bytePosition)) {
         platform::log(QStringLiteral("Could not write to %1: %2").arg(mPath, QString::fromLocal8Bit(std::strerror(errno))));
         mFailed = true;
         return false;
@@ -171,13 +143,13 @@ bool WritableWav::close()
     }
     char size[4];
     if (ok && (mDataSize & 1))
-        ok = pwriteAll(mFd, "\0", 1, dataEnd);
+        ok = platform::pwriteAll(mFd, "\0", 1, dataEnd);
     if (ok && !mTrailing.isEmpty())
-        ok = pwriteAll(mFd, mTrailing.constData(), mTrailing.size(), dataEnd + (mDataSize & 1));
+        ok = platform::pwriteAll(mFd, mTrailing.constData(), mTrailing.size(), dataEnd + (mDataSize & 1));
     qToLittleEndian<uint32_t>(uint32_t(fileSize - 8), size);
-    ok = ok && pwriteAll(mFd, size, 4, 4);
+    ok = ok && platform::pwriteAll(mFd, size, 4, 4);
     qToLittleEndian<uint32_t>(uint32_t(mDataSize), size);
-    ok = ok && pwriteAll(mFd, size, 4, mDataOffset - 4);
+    ok = ok && platform::pwriteAll(mFd, size, 4, mDataOffset - 4);
     ok = ::close(mFd) == 0 && ok;
     mFd = -1;
     mFailed = !ok;

@@ -1,5 +1,6 @@
 #include "library/FileActions.h"
 
+#include "library/TrashOrigins.h"
 #include "library/Utils.h"
 #include "platform/Log.h"
 #include "platform/PartFile.h"
@@ -21,12 +22,6 @@ const QString kNotesName = QStringLiteral("Notes.txt");
 const QString kNoteSuffix = QStringLiteral(".txt");
 
 bool taken(const QString& path) { return QFileInfo::exists(path) || QFileInfo(path).isSymLink(); }
-
-// The library's one mover: no replacing, and across file systems when it has to.
-bool moveItem(const QString& from, const QString& to, QString* error)
-{
-    return Utils::moveItemNoReplace(from, to, error);
-}
 
 QString nameOf(const QString& path) { return QFileInfo(path).fileName(); }
 
@@ -55,10 +50,10 @@ QString deleteManyTitle(const QString& folder, qsizetype count)
 }
 
 namespace {
-bool trashReporting(const QString& path, const QDateTime& timestamp)
+bool trashReporting(const QString& path, const QDateTime& timestamp, QString* trashedPath)
 {
     QString error;
-    if (Utils::trashItemAtPath(path, timestamp, &error))
+    if (Utils::trashItemAtPath(path, timestamp, &error, trashedPath))
         return true;
     const bool forGood = Utils::pathIsInsideTrashcan(path);
     Utils::showAlert(forGood ? QStringLiteral("Delete") : QStringLiteral("Trash"),
@@ -81,17 +76,17 @@ std::optional<DeleteQuestion> deleteQuestion(const QString& path, bool isDirecto
     return std::nullopt;
 }
 
-bool deleteItem(const QString& path)
+bool deleteItem(const QString& path, QString* trashedPath)
 {
     if (Utils::pathIsSystemItem(path)) {
         Utils::showAlert(QStringLiteral("Oops"),
                          QStringLiteral("'%1' is a system item and can't be deleted!").arg(nameOf(path)));
         return false;
     }
-    return trashReporting(path, {});
+    return trashReporting(path, {}, trashedPath);
 }
 
-int deleteMany(const QStringList& paths, const QDateTime& timestamp)
+int deleteMany(const QStringList& paths, const QDateTime& timestamp, Moves* trashed)
 {
     int removed = 0;
     for (const QString& path : paths) {
@@ -100,16 +95,42 @@ int deleteMany(const QStringList& paths, const QDateTime& timestamp)
                              QStringLiteral("'%1' is a system item and can't be deleted!").arg(nameOf(path)));
             continue;
         }
-        if (trashReporting(path, timestamp))
-            ++removed;
+        QString place;
+        if (!trashReporting(path, timestamp, &place))
+            continue;
+        ++removed;
+        if (trashed && !place.isEmpty())
+            trashed->append({path, place});
     }
     return removed;
 }
 
-QList<std::pair<QString, QString>> moveItems(const QStringList& paths, const QString& destination,
-                                             const QString& listedFolder)
+const QString kDeleteForGoodMessage = QStringLiteral("They can't be put back.");
+
+int deleteForGood(const QStringList& paths)
 {
-    QList<std::pair<QString, QString>> moved;
+    int removed = 0;
+    for (const QString& path : paths) {
+        if (Utils::pathIsSystemItem(path)) {
+            Utils::showAlert(QStringLiteral("Oops"),
+                             QStringLiteral("'%1' is a system item and can't be deleted!").arg(nameOf(path)));
+            continue;
+        }
+        if (!Utils::removeItem(path)) {
+            Utils::showAlert(QStringLiteral("Delete"), QStringLiteral("Could not delete '%1'").arg(nameOf(path)));
+            continue;
+        }
+        ++removed;
+        const QString parent = QFileInfo(path).path();
+        if (Utils::pathIsTrashcan(QFileInfo(parent).path()))
+            Utils::maybeDeleteEmptyFolder(parent);
+    }
+    return removed;
+}
+
+Moves moveItems(const QStringList& paths, const QString& destination, const QString& listedFolder)
+{
+    Moves moved;
     for (const QString& path : paths) {
         const QString target = destination + QLatin1Char('/') + nameOf(path);
         platform::log(QStringLiteral("Moving %1 -> %2").arg(path, target));
@@ -124,7 +145,7 @@ QList<std::pair<QString, QString>> moveItems(const QStringList& paths, const QSt
             continue;
         }
         QString error;
-        if (moveItem(path, target, &error))
+        if (relocateItem(path, target, &error))
             moved.append({path, target});
         else
             Utils::showAlert(QStringLiteral("Move item"), error);
@@ -132,6 +153,69 @@ QList<std::pair<QString, QString>> moveItems(const QStringList& paths, const QSt
     if (Utils::pathIsTrashcan(QFileInfo(listedFolder).path()))
         Utils::maybeDeleteEmptyFolder(listedFolder);
     return moved;
+}
+
+namespace {
+bool isTrashBatch(const QString& folder) { return Utils::pathIsTrashcan(QFileInfo(folder).path()); }
+}  // namespace
+
+bool relocateItem(const QString& from, const QString& to, QString* error, bool* targetTaken)
+{
+    const QString toFolder = QFileInfo(to).path();
+    if (isTrashBatch(toFolder) && !QFileInfo(toFolder).exists())
+        QDir().mkdir(toFolder);
+    const bool fromTrash = Utils::pathIsInsideTrashcan(from);
+    const bool intoTrash = Utils::pathIsInsideTrashcan(to);
+    if (!Utils::moveItemNoReplace(from, to, error, targetTaken))
+        return false;
+    // A rename carries the item's record along: only crossing the Trash's border changes it.
+    if (intoTrash && !fromTrash)
+        TrashOrigins::remember(to, from);
+    else if (!intoTrash && fromTrash)
+        TrashOrigins::forget(to);
+    const QString fromFolder = QFileInfo(from).path();
+    if (isTrashBatch(fromFolder))
+        Utils::maybeDeleteEmptyFolder(fromFolder);
+    return true;
+}
+
+bool canPutBack(const QString& path)
+{
+    return Utils::pathIsInsideTrashcan(path) && !Utils::pathIsSystemItem(path) && !TrashOrigins::originOf(path).isEmpty();
+}
+
+QString putBack(const QString& path)
+{
+    const QString title = QStringLiteral("Put Back");
+    const QString origin = TrashOrigins::originOf(path);
+    if (!Utils::pathIsInsideTrashcan(path) || origin.isEmpty()) {
+        Utils::showAlert(title, QStringLiteral("Where '%1' came from is not known. Move it instead.").arg(nameOf(path)));
+        return {};
+    }
+    if (Utils::pathIsInsideTrashcan(origin) || Utils::pathIsSystemItem(origin)) {
+        Utils::showAlert(title, QStringLiteral("'%1' can't go back to '%2'.").arg(nameOf(path), origin));
+        return {};
+    }
+    const QString folder = QFileInfo(origin).path();
+    if (!QFileInfo(folder).isDir() && !QDir().mkpath(folder)) {
+        Utils::showAlert(title, QStringLiteral("The folder '%1' could not be made again.").arg(folder));
+        return {};
+    }
+    // The name may be taken by now, even between looking and moving: never over it.
+    constexpr int kAttempts = 20;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        const QString target = Utils::uniquePath(origin);
+        QString error;
+        bool taken = false;
+        if (relocateItem(path, target, &error, &taken))
+            return target;
+        if (!taken) {
+            Utils::showAlert(title, error);
+            return {};
+        }
+    }
+    Utils::showAlert(title, QStringLiteral("No free name for '%1'.").arg(nameOf(origin)));
+    return {};
 }
 
 QString renameItem(const QString& path, const QString& newName)
@@ -150,7 +234,7 @@ QString renameItem(const QString& path, const QString& newName)
         return {};
     }
     QString error;
-    if (!moveItem(path, target, &error)) {
+    if (!relocateItem(path, target, &error)) {
         Utils::showAlert(QStringLiteral("Rename"), error);
         return {};
     }

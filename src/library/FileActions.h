@@ -30,16 +30,36 @@ struct DeleteQuestion {
 };
 std::optional<DeleteQuestion> deleteQuestion(const QString& path, bool isDirectory);
 
+// (from, to) of each item that moved, in order.
+using Moves = QList<std::pair<QString, QString>>;
+
 // Trashes (or, inside the trash, deletes) one item; a system item or a failure is shown.
-bool deleteItem(const QString& path);
+// trashedPath gets the item's place in the Trash (empty when it was deleted for good).
+bool deleteItem(const QString& path, QString* trashedPath = nullptr);
 // Trashes every item into one batch named by timestamp; system items are refused and failures
-// shown with an alert. Answers how many items were removed.
-int deleteMany(const QStringList& paths, const QDateTime& timestamp);
+// shown with an alert. Answers how many items were removed; trashed gets (path, place in the
+// Trash) for those that went to the Trash.
+int deleteMany(const QStringList& paths, const QDateTime& timestamp, Moves* trashed = nullptr);
+extern const QString kDeleteForGoodMessage;  // "They can't be put back."
+// Removes the items for good, wherever they are; system items are refused and failures shown.
+// Answers how many items were removed.
+int deleteForGood(const QStringList& paths);
 
 // Moves every item into destination, skipping clashes and system items with an alert.
 // Answers the (old, new) paths that moved. An emptied trash batch folder is removed.
-QList<std::pair<QString, QString>> moveItems(const QStringList& paths, const QString& destination,
-                                             const QString& listedFolder);
+Moves moveItems(const QStringList& paths, const QString& destination, const QString& listedFolder);
+
+// Moves one item without replacing anything (Utils::moveItemNoReplace) and keeps the Trash's
+// records straight: an item going into the Trash remembers where it came from, one leaving it
+// forgets, a trash batch folder emptied by the move goes, and one that went meanwhile is made
+// again for an item going back into it.
+bool relocateItem(const QString& from, const QString& to, QString* error = nullptr, bool* targetTaken = nullptr);
+// Whether path is an item of the Trash that knows where it came from.
+bool canPutBack(const QString& path);
+// Moves an item of the Trash back where it came from (its folder made again when it is gone);
+// when that name is taken meanwhile, under the first free "name(n).ext" beside it. The new
+// path, or empty after an alert.
+QString putBack(const QString& path);
 // Renames path to newName in its folder; the new path, or empty after an alert.
 QString renameItem(const QString& path, const QString& newName);
 // A new folder named name in folder; its path, or empty after an alert.

@@ -195,11 +195,22 @@ int FileListModel::rowForItemWithPath(const QString& path) const
 
 void FileListModel::sortFileList()
 {
-    beginResetModel();
+    // A layout change, not a reset: picked rows and the current row stay with their items.
+    emit layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
+    const QModelIndexList before = persistentIndexList();
+    QStringList pathsBefore;
+    for (const QModelIndex& index : before)
+        pathsBefore << (index.row() < mShown.size() ? mShown[index.row()].path : QString());
     const int mode = FileSort::sortMode();
     FileSort::sortFileList(mOriginal, mode);
     FileSort::sortFileList(mShown, mode);
-    endResetModel();
+    QModelIndexList after;
+    for (const QString& path : pathsBefore) {
+        const int row = path.isEmpty() ? -1 : rowForItemWithPath(path);
+        after << (row >= 0 ? index(row) : QModelIndex());
+    }
+    changePersistentIndexList(before, after);
+    emit layoutChanged({}, QAbstractItemModel::VerticalSortHint);
 }
 
 void FileListModel::handleSearch(const QString& text)
@@ -280,6 +291,8 @@ QVariant FileListModel::data(const QModelIndex& index, int role) const
         return RowTexts::rowForItem(item).subtitle;
     case ImageNameRole:
         return RowTexts::rowForItem(item).imageName;
+    case IconNamesRole:
+        return RowTexts::iconNamesForItem(item);
     case Qt::AccessibleDescriptionRole:
         return RowTexts::rowForItem(item).accessibilityHint;
     case PathRole:

@@ -27,6 +27,7 @@ public:
         IsArrivingRole,
         IsPlayingRole,
         PreviewLabelRole,  // what the preview button of an audio row is called
+        IconNamesRole,     // the icon theme's names for the row's kind, most specific first
     };
 
     // What an outside change brought and took away.

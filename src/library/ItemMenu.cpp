@@ -1,5 +1,6 @@
 #include "library/ItemMenu.h"
 
+#include "library/FileActions.h"
 #include "library/Utils.h"
 #include "platform/TypeIdentifiers.h"
 
@@ -30,6 +31,8 @@ QList<ItemMenuEntry> itemMenuEntries(const QString& path, bool isDirectory, bool
         entries << ItemMenuEntry::ShowSize;
     else if (!Utils::fileIsText(path))
         entries << ItemMenuEntry::Note;
+    if (!isSys && FileActions::canPutBack(path))
+        entries << ItemMenuEntry::PutBack;
     if (!isSys)
         entries << (Utils::pathIsInsideTrashcan(path) ? ItemMenuEntry::Delete : ItemMenuEntry::MoveToTrash);
     return entries;
@@ -49,6 +52,7 @@ QString itemMenuTitle(ItemMenuEntry entry)
     case ItemMenuEntry::AudioCopy: return QStringLiteral("AudioCopy");
     case ItemMenuEntry::ShowSize: return QStringLiteral("Show Size");
     case ItemMenuEntry::Note: return QStringLiteral("Note");
+    case ItemMenuEntry::PutBack: return QStringLiteral("Put Back");
     case ItemMenuEntry::Delete: return QStringLiteral("Delete");
     case ItemMenuEntry::MoveToTrash: return QStringLiteral("Move to Trash");
     }

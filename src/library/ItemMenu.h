@@ -15,6 +15,7 @@ enum class ItemMenuEntry {
     AudioCopy,
     ShowSize,
     Note,
+    PutBack,
     Delete,
     MoveToTrash,
 };

@@ -1,7 +1,9 @@
 #include "library/RowTexts.h"
 
 #include "library/Utils.h"
+#include "platform/TypeIdentifiers.h"
 
+#include <QMimeDatabase>
 #include <ctime>
 
 namespace RowTexts {
@@ -68,6 +70,40 @@ Row rowForItem(const LibraryItem& item, const QDateTime& now)
         }
     }
     return row;
+}
+
+QStringList iconNamesForItem(const LibraryItem& item)
+{
+    if (item.isDirectory) {
+        if (Utils::pathIsTrashcan(item.path))
+            return {QStringLiteral("user-trash"), QStringLiteral("folder")};
+        if (Utils::pathIsLocalDocumentsLink(item.path))
+            return {QStringLiteral("folder-publicshare"), QStringLiteral("folder-remote"), QStringLiteral("folder")};
+        return {QStringLiteral("folder")};
+    }
+    QStringList names;
+    // By name only: reading every file's first bytes would cost a disk access per row.
+    const QMimeType mime = QMimeDatabase().mimeTypeForFile(item.path, QMimeDatabase::MatchExtension);
+    const bool known = mime.isValid() && !mime.isDefault();
+    if (known)
+        names << mime.iconName();
+    // Kinds by name as well: an icon is no reason to open the file.
+    const QString type = Utils::typeForPath(item.path);
+    if (platform::TypeIdentifiers::conformsTo(type, QStringLiteral("public.midi-audio")))
+        names << QStringLiteral("audio-midi") << QStringLiteral("audio-x-midi");
+    else if (Utils::fileIsSoundFont(item.path))
+        names << QStringLiteral("audio-x-soundfont") << QStringLiteral("audio-x-sf2");
+    else if (Utils::fileIsZip(item.path))
+        names << QStringLiteral("application-zip") << QStringLiteral("package-x-generic");
+    else if (Utils::fileIsText(item.path))
+        names << QStringLiteral("text-plain") << QStringLiteral("text-x-generic");
+    if (Utils::fileIsAudio(item.path) || Utils::fileIsSoundFont(item.path))
+        names << QStringLiteral("audio-x-generic");
+    if (known)
+        names << mime.genericIconName();
+    names << QStringLiteral("application-x-generic");
+    names.removeDuplicates();
+    return names;
 }
 
 QString headerText(bool loaded, qsizetype count)

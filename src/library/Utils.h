@@ -45,7 +45,9 @@ bool fileIsMIDI(const QString& path);
 // lies inside the trash. Without a timestamp the item gets a batch folder of its own; a batch
 // that already holds an item of the same name gives way to the next free batch name, so two
 // trashes in the same second both succeed. error says why it failed.
-bool trashItemAtPath(const QString& path, const QDateTime& timestamp = {}, QString* error = nullptr);
+// The item remembers where it came from (TrashOrigins); trashedPath gets its place in the Trash.
+bool trashItemAtPath(const QString& path, const QDateTime& timestamp = {}, QString* error = nullptr,
+                     QString* trashedPath = nullptr);
 void maybeDeleteEmptyFolder(const QString& path);
 // Removes a file, a link (never what it points to) or a whole folder.
 bool removeItem(const QString& path);

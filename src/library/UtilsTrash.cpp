@@ -1,5 +1,6 @@
 #include "library/Utils.h"
 
+#include "library/TrashOrigins.h"
 #include "platform/Log.h"
 
 #include <QDir>
@@ -20,7 +21,7 @@ bool removeItem(const QString& path)
     return QFile::remove(path);
 }
 
-bool trashItemAtPath(const QString& path, const QDateTime& timestamp, QString* error)
+bool trashItemAtPath(const QString& path, const QDateTime& timestamp, QString* error, QString* trashedPath)
 {
     QString ignored;
     QString& why = error ? *error : ignored;
@@ -51,8 +52,15 @@ bool trashItemAtPath(const QString& path, const QDateTime& timestamp, QString* e
         if (!created && (ownBatch || !QFileInfo(batch).isDir() || QFileInfo(batch).isSymLink()))
             continue;  // a single trash never joins someone else's batch
         bool taken = false;
-        if (moveItemNoReplace(path, batch + QLatin1Char('/') + name, &why, &taken))
+        const QString target = batch + QLatin1Char('/') + name;
+        if (moveItemNoReplace(path, target, &why, &taken)) {
+            // Without a record (a link, a file system without attributes) it can only be moved out.
+            if (!TrashOrigins::remember(target, path))
+                platform::log(QStringLiteral("No origin kept for %1").arg(target));
+            if (trashedPath)
+                *trashedPath = target;
             return true;
+        }
         if (created)
             QDir().rmdir(batch);
         if (!taken)

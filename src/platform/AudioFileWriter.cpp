@@ -6,8 +6,12 @@
 #include "platform/SndfileAudioWriter.h"
 #include "platform/Swresample.h"
 
+#include <QFile>
 #include <bit>
+#include <cerrno>
 #include <cmath>
+#include <fcntl.h>
+#include <unistd.h>
 
 
 namespace platform {
@@ -39,6 +43,25 @@ std::unique_ptr<AudioFileWriter> AudioFileWriter::create(const QString& path, ui
     return writer;
 }
 
+std::unique_ptr<AudioFileWriter> AudioFileWriter::createRecoverable(const QString& path, uint32_t fileType,
+                                                                    const StreamDescription& fileFormat)
+{
+    QString reason;
+    std::unique_ptr<AudioFileWriter> writer;
+    if (SndfileAudioWriter::handles(fileType, fileFormat) && fileFormat.formatID == fourCC("lpcm")) {
+        writer = SndfileAudioWriter::create(path, fileType, fileFormat, 0, &reason, true);
+    } else if (fileType == fourCC("m4af") && (fileFormat.formatID == fourCC("aac ") || fileFormat.formatID == fourCC("alac"))) {
+        if (const CodecModule* codecs = codecModule(&reason))
+            writer = codecs->createFragmentedWriter(path, fileFormat, &reason);
+    } else {
+        reason = QStringLiteral("can't write '%1' data in a '%2' file recoverably")
+                     .arg(fourCCString(fileFormat.formatID), fourCCString(fileType));
+    }
+    if (!writer)
+        log(QStringLiteral("Could not create audio file %1: %2").arg(path, reason));
+    return writer;
+}
+
 AudioFileWriter::AudioFileWriter(QString path, const StreamDescription& fileFormat)
     : mPath(std::move(path)),
       mFormat(fileFormat),
@@ -47,7 +70,23 @@ AudioFileWriter::AudioFileWriter(QString path, const StreamDescription& fileForm
 {
 }
 
-AudioFileWriter::~AudioFileWriter() = default;
+AudioFileWriter::~AudioFileWriter()
+{
+    if (mSyncFd >= 0)
+        ::close(mSyncFd);
+}
+
+bool AudioFileWriter::checkpoint()
+{
+    if (mClosed)
+        return false;
+    if (!checkpointFile())
+        return false;
+    if (mSyncFd < 0)
+        mSyncFd = ::open(QFile::encodeName(mPath).constData(), O_RDONLY | O_CLOEXEC);
+    // fdatasync reaches the file's data and size whichever descriptor names it.
+    return mSyncFd >= 0 && ::fdatasync(mSyncFd) == 0;
+}
 
 // A context exists only once the library was opened.
 void AudioFileWriter::SwrDeleter::operator()(SwrContext* s) const { swresample()->swr_free(&s); }

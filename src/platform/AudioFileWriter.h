@@ -29,6 +29,12 @@ public:
     // written where the container records speaker positions.
     static std::unique_ptr<AudioFileWriter> create(const QString& path, uint32_t fileType,
                                                    const StreamDescription& fileFormat, uint64_t channelMask = 0);
+    // A file that must survive the program being killed or the power going at any instant
+    // (a recording): readable up to the last checkpoint() whatever happens after it. WAVE
+    // continues as RF64 past 4 GiB; M4A is written in fragments, each complete with its
+    // index, and made a plain M4A by close().
+    static std::unique_ptr<AudioFileWriter> createRecoverable(const QString& path, uint32_t fileType,
+                                                              const StreamDescription& fileFormat);
     virtual ~AudioFileWriter();
     AudioFileWriter(const AudioFileWriter&) = delete;
     AudioFileWriter& operator=(const AudioFileWriter&) = delete;
@@ -50,6 +56,9 @@ public:
     virtual int encodeBitRate() { return 0; }
 
     bool write(const float* interleaved, int64_t frames);
+    // Makes what was written so far readable after a crash (header sizes true, the open
+    // fragment closed) and durable (on the disk). False with errno set when that fails.
+    bool checkpoint();
     // Flushes everything and completes the file; false when that fails. Without it the
     // destructor only releases the file, leaving it incomplete.
     bool close();
@@ -59,6 +68,7 @@ protected:
     // Frames at the file's rate and channels.
     virtual bool writeFile(const float* interleaved, int64_t frames) = 0;
     virtual bool finishFile() = 0;
+    virtual bool checkpointFile() = 0;
 
     QString mPath;
     StreamDescription mFormat;
@@ -74,6 +84,7 @@ private:
     std::unique_ptr<SwrContext, SwrDeleter> mSwr;
     std::vector<float> mConverted;
     bool mClosed = false;
+    int mSyncFd = -1;  // a descriptor of the file for fdatasync, opened at the first checkpoint
 };
 
 }  // namespace platform

@@ -244,6 +244,29 @@ void HostEngine::setRunning(bool running)
         onRunningChanged(running);
 }
 
+QStringList HostEngine::captureAliases() const
+{
+    QStringList aliases;
+    if (!mClient)
+        return aliases;
+    jack_client_t* c = client(mClient);
+    const char** found = jack_get_ports(c, nullptr, JACK_DEFAULT_AUDIO_TYPE, JackPortIsPhysical | JackPortIsOutput);
+    if (!found)
+        return aliases;
+    if (found[0]) {
+        if (jack_port_t* port = jack_port_by_name(c, found[0])) {
+            const auto room = static_cast<size_t>(jack_port_name_size());
+            std::vector<char> a(room), b(room);
+            char* both[2] = {a.data(), b.data()};
+            const int count = jack_port_get_aliases(port, both);
+            for (int i = 0; i < count && i < 2; ++i)
+                aliases << QString::fromUtf8(both[i]);
+        }
+    }
+    jack_free(found);
+    return aliases;
+}
+
 bool HostEngine::setPreferredBufferSize(uint32_t frames)
 {
     if (!mClient || frames == 0 || frames > HostGraph::kMaxFrames)
@@ -275,6 +298,27 @@ void HostEngine::connectHardware()
     };
     connectAll(JackPortIsOutput, true, mPorts->in);
     connectAll(JackPortIsInput, false, mPorts->out);
+}
+
+QStringList HostEngine::receiverSources() const
+{
+    QStringList sources;
+    if (!mClient)
+        return sources;
+    jack_client_t* c = client(mClient);
+    for (int i = 0; i < kHostChannels; ++i) {
+        const char** peers = jack_port_get_all_connections(c, mPorts->receiver[i]);
+        if (!peers)
+            continue;
+        for (int p = 0; peers[p]; ++p) {
+            jack_port_t* peer = jack_port_by_name(c, peers[p]);
+            const QString name = QString::fromUtf8(peers[p]);
+            if (peer && !(jack_port_flags(peer) & JackPortIsPhysical) && !sources.contains(name))
+                sources << name;
+        }
+        jack_free(peers);
+    }
+    return sources;
 }
 
 void HostEngine::updateConnections()
@@ -472,6 +516,14 @@ void HostEngine::pump()
         mLastRate = rate;
         if (onSampleRateChanged)
             onSampleRateChanged(rate);
+        emit sampleRateChanged(rate);
+    }
+    const uint32_t frames = mBufferSize.load(std::memory_order_relaxed);
+    if (frames && frames != mLastBufferSize) {
+        const bool first = mLastBufferSize == 0;
+        mLastBufferSize = frames;
+        if (!first)
+            emit bufferSizeChanged(frames);
     }
 }
 

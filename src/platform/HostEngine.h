@@ -57,6 +57,8 @@ public:
     uint32_t bufferSize() const { return mBufferSize.load(std::memory_order_relaxed); }
     bool setPreferredBufferSize(uint32_t frames);
     int inputChannelCount() const { return mInputChannels; }  // hardware capture ports, at most 2
+    // The aliases of the server's first capture port: they name the driver and device behind it.
+    QStringList captureAliases() const;
     uint64_t xrunCount() const { return mXruns.load(std::memory_order_relaxed); }
     QString clientName() const;  // as the server knows it; empty without a session
     // The JACK server by name; empty is the default one (JACK_DEFAULT_SERVER, else "default").
@@ -103,11 +105,20 @@ public:
     bool connectedToSelf() const { return mConnectedToSelf; }
     // Full names of our ports, for routing by other code and by tests.
     QStringList receiverPortNames() const;
+    // The ports of other programs feeding the receiver now (hardware left out), in order.
+    QStringList receiverSources() const;
     QStringList senderPortNames() const;
     QStringList outputPortNames() const;
     QString midiInputPortName() const;
 
     std::function<void(bool running)> onRunningChanged;
+    // Emitted on the main thread when the server's buffer size or rate has changed, by
+    // whoever changed it.
+signals:
+    void bufferSizeChanged(uint32_t frames);
+    void sampleRateChanged(double rate);
+
+public:
     std::function<void()> onConnectionsChanged;
     std::function<void(double sampleRate)> onSampleRateChanged;
 
@@ -141,6 +152,7 @@ private:
     bool mReportedNoServer = false;  // said once until a server is found
     int mInputChannels = 0;
     double mLastRate = kDefaultSampleRate;
+    uint32_t mLastBufferSize = 0;
 
     int mBatchDepth = 0;
     bool mBatchDirty = false;

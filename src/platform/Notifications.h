@@ -19,6 +19,8 @@ inline constexpr QLatin1String kRemoteToggleRecord{"AudioEngineRemoteToggleRecor
 inline constexpr QLatin1String kRemoteRewind{"AudioEngineRemoteRewind"};
 // The engine's source channel or its slots changed.
 inline constexpr QLatin1String kUpdatedIAAGraph{"AudioEngineUpdatedIAAGraph"};
+// Other programs were connected to or disconnected from the inter-app ports.
+inline constexpr QLatin1String kConnectionsChanged{"AudioEngineConnectionsChanged"};
 
 // The audio server went away, and came back (object: the host engine).
 inline constexpr QLatin1String kInterruptionBegan{"HostEngineSessionInterruptionBegan"};

@@ -9,8 +9,8 @@
 #include <QFileInfo>
 #include <QRandomGenerator>
 #include <QRegularExpression>
-#include <cerrno>
 #include <atomic>
+#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -187,26 +187,58 @@ int PartFile::removeRecordedLeftovers()
     return removed;
 }
 
+int PartFile::createLocked(const QString& folder, const std::function<QString()>& nextName, QString* path)
+{
+    // An unnamed file, locked, then linked in: it never shows up without its lock.
+    const int unnamed = ::open(encoded(folder).constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0644);
+    if (unnamed >= 0) {
+        ::flock(unnamed, LOCK_EX | LOCK_NB);
+        const QByteArray proc = QByteArray("/proc/self/fd/") + QByteArray::number(unnamed);
+        for (int attempt = 0; attempt < kAttempts; ++attempt) {
+            const QString candidate = nextName();
+            if (::linkat(AT_FDCWD, proc.constData(), AT_FDCWD, encoded(candidate).constData(), AT_SYMLINK_FOLLOW) == 0) {
+                *path = candidate;
+                return unnamed;
+            }
+            if (errno != EEXIST)
+                break;
+        }
+        ::close(unnamed);
+    } else if (errno == EOPNOTSUPP || errno == EISDIR) {
+        // File systems without unnamed files: lock right after creating.
+        for (int attempt = 0; attempt < kAttempts; ++attempt) {
+            const QString candidate = nextName();
+            const int fd = ::open(encoded(candidate).constData(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+            if (fd >= 0) {
+                ::flock(fd, LOCK_EX | LOCK_NB);
+                *path = candidate;
+                return fd;
+            }
+            if (errno != EEXIST)
+                break;
+        }
+    }
+    platform::log(QStringLiteral("Could not create a temporary file in %1").arg(folder));
+    return -1;
+}
+
 std::unique_ptr<PartFile> PartFile::create(const QString& folder, const QString& extension)
 {
     recordFolder(folder);
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        const quint64 id = QRandomGenerator::system()->generate64();
-        QString path = QStringLiteral("%1/%2%3").arg(folder, kPrefix).arg(id, 16, 16, QLatin1Char('0'));
-        if (!extension.isEmpty())
-            path += QLatin1Char('.') + extension;
-        const int fd = ::open(encoded(path).constData(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
-        if (fd < 0) {
-            if (errno == EEXIST)
-                continue;
-            break;
-        }
-        // Nobody else can hold it yet: the name is new.
-        ::flock(fd, LOCK_EX | LOCK_NB);
-        return std::unique_ptr<PartFile>(new PartFile(std::move(path), fd));
-    }
-    platform::log(QStringLiteral("Could not create a temporary file in %1").arg(folder));
-    return nullptr;
+    QString path;
+    const int fd = createLocked(
+        folder,
+        [&] {
+            const quint64 id = QRandomGenerator::system()->generate64();
+            QString name = QStringLiteral("%1/%2%3").arg(folder, kPrefix).arg(id, 16, 16, QLatin1Char('0'));
+            if (!extension.isEmpty())
+                name += QLatin1Char('.') + extension;
+            return name;
+        },
+        &path);
+    if (fd < 0)
+        return nullptr;
+    return std::unique_ptr<PartFile>(new PartFile(std::move(path), fd));
 }
 
 PartFile::~PartFile()

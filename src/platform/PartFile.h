@@ -1,5 +1,6 @@
 #pragma once
 #include <QString>
+#include <functional>
 #include <memory>
 
 // A file written beside its final place: a hidden, uniquely named file in the target's
@@ -21,6 +22,10 @@ public:
     // in one step when replace is set (the old version stays until then), else only when
     // the name is free. False, logged, when it did not arrive; the part is then removed.
     bool commit(const QString& target, bool replace);
+
+    // Creates a file in folder under the first free name nextName() gives, already locked when
+    // its name appears, so no clean-up can see it unlocked. The descriptor, or -1 (logged).
+    static int createLocked(const QString& folder, const std::function<QString()>& nextName, QString* path);
 
     static bool isPartName(const QString& fileName);
     // Removes part files below folder (recursively when asked) left by operations that

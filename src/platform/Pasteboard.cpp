@@ -1,6 +1,7 @@
 #include "platform/Pasteboard.h"
 
 #include "platform/Locations.h"
+#include "platform/FileIO.h"
 #include "platform/Log.h"
 
 #include <QDir>
@@ -31,36 +32,6 @@ const QString kTempPrefix = QStringLiteral(".items-");
 QByteArray encodedPath(const QString& path) { return QFile::encodeName(path); }
 
 QString errnoText() { return QString::fromLocal8Bit(std::strerror(errno)); }
-
-bool preadAll(int fd, void* buffer, qint64 length, qint64 offset)
-{
-    auto* out = static_cast<char*>(buffer);
-    while (length > 0) {
-        const ssize_t n = ::pread(fd, out, static_cast<size_t>(length), offset);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        out += n;
-        length -= n;
-        offset += n;
-    }
-    return true;
-}
-
-bool writeFully(int fd, const char* data, qint64 length)
-{
-    while (length > 0) {
-        const ssize_t n = ::write(fd, data, static_cast<size_t>(length));
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        data += n;
-        length -= n;
-    }
-    return true;
-}
 
 // Temporary files of writers that were killed; only called with the writers' lock held,
 // when no other writer can be using one.
@@ -303,7 +274,7 @@ bool PasteboardSnapshot::copyTo(int item, const QString& type, int fd) const
     qint64 left = mEntries[i].length;
     while (left > 0) {
         const qint64 n = std::min<qint64>(left, buffer.size());
-        if (!preadAll(mFd, buffer.data(), n, at) || !writeFully(fd, buffer.constData(), n))
+        if (!preadAll(mFd, buffer.data(), n, at) || !writeAll(fd, buffer.constData(), n))
             return false;
         at += n;
         left -= n;
@@ -349,7 +320,7 @@ bool PasteboardWriter::writeAll(const char* data, qint64 length)
 {
     if (mFd < 0 || mFailed)
         return false;
-    if (!writeFully(mFd, data, length)) {
+    if (!platform::writeAll(mFd, data, length)) {
         log(QStringLiteral("Could not write pasteboard %1: %2").arg(mFolder, errnoText()));
         mFailed = true;
     }

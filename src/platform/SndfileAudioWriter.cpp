@@ -78,7 +78,7 @@ bool SndfileAudioWriter::handles(uint32_t fileType, const StreamDescription& for
 
 std::unique_ptr<AudioFileWriter> SndfileAudioWriter::create(const QString& path, uint32_t fileType,
                                                             const StreamDescription& format, uint64_t channelMask,
-                                                            QString* reason)
+                                                            QString* reason, bool recoverable)
 {
     const int sub = subtype(fileType, format);
     if (sub == 0) {
@@ -99,8 +99,12 @@ std::unique_ptr<AudioFileWriter> SndfileAudioWriter::create(const QString& path,
                                                                        : SF_ENDIAN_LITTLE;
     const std::vector<int> speakers = sndfileChannelMap(channelMask, info.channels);
     // Plain WAVE has no room for speaker positions; the extensible header has.
-    const int major = fileType == fourCC("WAVE") && !speakers.empty() && info.channels > 2 ? SF_FORMAT_WAVEX
-                                                                                           : majorFormat(fileType);
+    int major = fileType == fourCC("WAVE") && !speakers.empty() && info.channels > 2 ? SF_FORMAT_WAVEX
+                                                                                     : majorFormat(fileType);
+    // A take may pass the 4 GiB a RIFF header can count: RF64 takes over there, and a file
+    // that stays smaller is a plain WAVE.
+    if (recoverable && fileType == fourCC("WAVE"))
+        major = SF_FORMAT_RF64;
     info.format = major | sub | endian;
     if (!sf_format_check(&info)) {
         *reason = QStringLiteral("format not supported");
@@ -112,6 +116,8 @@ std::unique_ptr<AudioFileWriter> SndfileAudioWriter::create(const QString& path,
         return nullptr;
     }
     sf_command(file, SFC_SET_CLIPPING, nullptr, SF_TRUE);
+    if (major == SF_FORMAT_RF64)
+        sf_command(file, SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
     if (!speakers.empty())
         sf_command(file, SFC_SET_CHANNEL_MAP_INFO, const_cast<int*>(speakers.data()), int(speakers.size() * sizeof(int)));
     const Samples samples = sub == SF_FORMAT_PCM_16 ? Samples::Int16 : sub == SF_FORMAT_PCM_24 ? Samples::Int24 : Samples::Float;
@@ -152,6 +158,12 @@ bool SndfileAudioWriter::writeFile(const float* interleaved, int64_t frames)
         break;
     }
     return written == frames;
+}
+
+bool SndfileAudioWriter::checkpointFile()
+{
+    // Sizes in the header as they are now; libsndfile writes the samples straight through.
+    return mHandle && sf_command(mHandle, SFC_UPDATE_HEADER_NOW, nullptr, 0) == 0;
 }
 
 bool SndfileAudioWriter::finishFile()

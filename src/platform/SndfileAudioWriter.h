@@ -13,12 +13,13 @@ public:
     static bool handles(uint32_t fileType, const StreamDescription& format);
     static std::unique_ptr<AudioFileWriter> create(const QString& path, uint32_t fileType,
                                                    const StreamDescription& format, uint64_t channelMask,
-                                                   QString* reason);
+                                                   QString* reason, bool recoverable = false);
     ~SndfileAudioWriter() override;
 
 protected:
     bool writeFile(const float* interleaved, int64_t frames) override;
     bool finishFile() override;
+    bool checkpointFile() override;
 
 private:
     enum class Samples { Int16, Int24, Float };  // what we convert to before libsndfile sees it

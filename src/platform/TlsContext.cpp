@@ -111,6 +111,27 @@ bool createSelfSigned(const QString& certificatePath, const QString& keyPath, co
            && save(certificatePath, certificatePem, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup | QFileDevice::ReadOther);
 }
 
+// Whether the certificate at path names every one of names (a changed address or host name
+// would make browsers refuse it).
+bool namesAll(const QString& path, const QStringList& names)
+{
+    Owned<BIO> bio(BIO_new_file(QFile::encodeName(path).constData(), "r"));
+    Owned<X509> certificate(bio ? PEM_read_bio_X509(bio.get(), nullptr, nullptr, nullptr) : nullptr);
+    if (!certificate)
+        return false;
+    for (const QString& name : names) {
+        if (name.isEmpty())
+            continue;
+        const QByteArray bytes = name.toUtf8();
+        const bool named = QHostAddress(name).isNull()
+                               ? X509_check_host(certificate.get(), bytes.constData(), size_t(bytes.size()), 0, nullptr) == 1
+                               : X509_check_ip_asc(certificate.get(), bytes.constData(), 0) == 1;
+        if (!named)
+            return false;
+    }
+    return true;
+}
+
 QString fingerprintOf(X509* certificate)
 {
     unsigned char digest[EVP_MAX_MD_SIZE];
@@ -125,26 +146,45 @@ QString fingerprintOf(X509* certificate)
 std::shared_ptr<TlsContext> TlsContext::loadOrCreate(const QString& certificatePath, const QString& keyPath,
                                                      const QStringList& names)
 {
-    if (!QFileInfo::exists(certificatePath) && !QFileInfo::exists(keyPath)) {
+    auto make = [&] {
         if (!createSelfSigned(certificatePath, keyPath, names)) {
             log(QStringLiteral("Could not make a certificate at %1: %2").arg(certificatePath, lastError()));
-            return nullptr;
+            return false;
         }
         log(QStringLiteral("Made a self-signed certificate at %1").arg(certificatePath));
+        return true;
+    };
+    bool made = false;
+    if (!QFileInfo::exists(certificatePath) && !QFileInfo::exists(keyPath)) {
+        if (!(made = make()))
+            return nullptr;
+    } else if (!namesAll(certificatePath, names)) {
+        log(QStringLiteral("The certificate at %1 does not name every address of this computer").arg(certificatePath));
+        if (!(made = make()))
+            return nullptr;
     }
-    SSL_CTX* context = SSL_CTX_new(TLS_server_method());
+    auto use = [&]() -> SSL_CTX* {
+        SSL_CTX* context = SSL_CTX_new(TLS_server_method());
+        if (!context)
+            return nullptr;
+        SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION);
+        // Our sockets do not block: a write that is retried may come from another buffer address.
+        SSL_CTX_set_mode(context, SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
+        if (SSL_CTX_use_certificate_chain_file(context, QFile::encodeName(certificatePath).constData()) != 1
+            || SSL_CTX_use_PrivateKey_file(context, QFile::encodeName(keyPath).constData(), SSL_FILETYPE_PEM) != 1
+            || SSL_CTX_check_private_key(context) != 1) {
+            log(QStringLiteral("Could not use the certificate %1: %2").arg(certificatePath, lastError()));
+            SSL_CTX_free(context);
+            return nullptr;
+        }
+        return context;
+    };
+    SSL_CTX* context = use();
+    // A key and certificate that don't belong together (a write cut off between the two) are made again.
+    if (!context && !made && make())
+        context = use();
     if (!context)
         return nullptr;
-    SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION);
-    // Our sockets do not block: a write that is retried may come from another buffer address.
-    SSL_CTX_set_mode(context, SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
-    if (SSL_CTX_use_certificate_chain_file(context, QFile::encodeName(certificatePath).constData()) != 1
-        || SSL_CTX_use_PrivateKey_file(context, QFile::encodeName(keyPath).constData(), SSL_FILETYPE_PEM) != 1
-        || SSL_CTX_check_private_key(context) != 1) {
-        log(QStringLiteral("Could not use the certificate %1: %2").arg(certificatePath, lastError()));
-        SSL_CTX_free(context);
-        return nullptr;
-    }
     return std::shared_ptr<TlsContext>(new TlsContext(context, fingerprintOf(SSL_CTX_get0_certificate(context))));
 }
 

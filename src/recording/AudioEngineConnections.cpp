@@ -67,6 +67,7 @@ void onConnectionChanged()
     }
     updateAutoMonitoring(true);
     updateNowPlaying();
+    platform::NotificationCenter::defaultCenter().post(notifications::kConnectionsChanged);
 }
 
 void onAudiobusSessionChanged()

@@ -1,17 +1,18 @@
 // The list of units one could install: fetched now and then from a configurable address
 // (by default the list shipped with the program), kept in the settings, and narrowed to the
 // entries whose plugins are not installed.
-#include "platform/Dispatch.h"
+#include "platform/Background.h"
 #include "platform/Log.h"
 #include "platform/Settings.h"
 #include "platform/UrlFetch.h"
 #include "recording/AudioEngine.h"
 #include "recording/RemoteAU.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QJsonDocument>
 #include <QJsonParseError>
-#include <QThreadPool>
+#include <optional>
 
 namespace AudioEngine {
 namespace {
@@ -69,37 +70,38 @@ void fetchDownloadableIaaList(std::function<void()> done)
 {
     platform::log(QStringLiteral("*** Fetching downloadable IAA node list..."));
     const QUrl url(downloadableListUrl());
-    QThreadPool::globalInstance()->start([url, done = std::move(done)] {
-        QString error;
-        const auto data = platform::fetchUrl(url, &error);
-        auto finish = [done] {
-            if (done)
-                platform::runOnMain(done);
-        };
-        if (!data) {
-            platform::log(QStringLiteral("Could not fetch IAA node list %1").arg(error));
-            return finish();
-        }
-        QJsonParseError parseError{};
-        const QJsonDocument json = QJsonDocument::fromJson(*data, &parseError);
-        if (parseError.error != QJsonParseError::NoError || !json.isArray()) {
-            platform::log(QStringLiteral("Could not parse IAA node list %1")
-                              .arg(parseError.error != QJsonParseError::NoError ? parseError.errorString()
-                                                                                : QStringLiteral("(not a list)")));
-            return finish();
-        }
-        const QVariantList nodes = json.toVariant().toList();
-        platform::runOnMain([nodes, done] {
-            platform::log(QStringLiteral("*** Fetched downloadable IAA node list"));
-            gNodes = nodes;
-            platform::Settings::setValue(QLatin1String(kNodeListKey), nodes);
-            platform::Settings::setValue(QLatin1String(kLastFetchKey), QDateTime::currentDateTimeUtc());
-            platform::Settings::sync();
-            selectDownloadableNodes();
+    // The fetch and parse in the background; the list is taken on the main thread.
+    platform::runInBackground(
+        QCoreApplication::instance(),
+        [url]() -> std::optional<QVariantList> {
+            QString error;
+            const auto data = platform::fetchUrl(url, &error);
+            if (!data) {
+                platform::log(QStringLiteral("Could not fetch IAA node list %1").arg(error));
+                return std::nullopt;
+            }
+            QJsonParseError parseError{};
+            const QJsonDocument json = QJsonDocument::fromJson(*data, &parseError);
+            if (parseError.error != QJsonParseError::NoError || !json.isArray()) {
+                platform::log(QStringLiteral("Could not parse IAA node list %1")
+                                  .arg(parseError.error != QJsonParseError::NoError ? parseError.errorString()
+                                                                                    : QStringLiteral("(not a list)")));
+                return std::nullopt;
+            }
+            return json.toVariant().toList();
+        },
+        [done](const std::optional<QVariantList>& nodes) {
+            if (nodes) {
+                platform::log(QStringLiteral("*** Fetched downloadable IAA node list"));
+                gNodes = *nodes;
+                platform::Settings::setValue(QLatin1String(kNodeListKey), *nodes);
+                platform::Settings::setValue(QLatin1String(kLastFetchKey), QDateTime::currentDateTimeUtc());
+                platform::Settings::sync();
+                selectDownloadableNodes();
+            }
             if (done)
                 done();
         });
-    });
 }
 
 bool containsRAUWithACD(const QList<std::shared_ptr<RemoteAU>>& list, const AudioComponentDescription& description)

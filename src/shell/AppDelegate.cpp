@@ -3,6 +3,7 @@
 #include "cloud/DropboxAccount.h"
 #include "cloud/DropboxClient.h"
 #include "audiofiles/FilePlayer.h"
+#include "exchange/LibraryPasteboard.h"
 #include "library/FileSort.h"
 #include "library/TrashReminder.h"
 #include "library/Utils.h"
@@ -27,7 +28,6 @@
 namespace {
 const QString kOldDocuments = QStringLiteral("/Documents");
 const QString kKeptInOldDocuments = QStringLiteral("Kormix Recordings");
-const QString kRecoveredPattern = QStringLiteral("yyyy-MM-dd HH:mm:ss");
 constexpr int kWebServerLogLevel = 2;
 const QString kAutoPlayNext = QStringLiteral("AutoPlayNext");
 
@@ -39,6 +39,9 @@ AppDelegate::AppDelegate(Mode mode, QObject* parent)
       mUrlCommands(std::make_unique<UrlCommands>(this)),
       mPreferences(std::make_unique<Preferences>())
 {
+    // Without a window the paste lands in the library's root; the window's browser takes over.
+    mUrlCommands->setPasteHandler(
+        [](const QString& name) { return !LibraryPasteboard::audioPaste(Utils::documentsURL(), name).isEmpty(); });
     connect(mPreferences.get(), &Preferences::libraryFolderChanged, this, [this](const QString& root) {
         linkLocalDocuments();
         reportMovedAsideItems();
@@ -209,27 +212,9 @@ void AppDelegate::checkTrash() { TrashReminder::checkTrash(); }
 
 void AppDelegate::recoverUnfinishedRecording()
 {
-    const QString found = UnfinishedRecording::hasUnfinishedRecording();
-    if (found.isEmpty())
-        return;
-    platform::log(QStringLiteral("Found unfinished recording: %1").arg(found));
-    const QString extension = QFileInfo(found).suffix();
-    const QString name = QStringLiteral("Recovered %1.%2")
-                             .arg(QDateTime::currentDateTime().toString(kRecoveredPattern), extension);
-    QString error;
-    if (!Utils::moveItemNoReplace(found, Utils::uniquePathKeepingDot(Utils::documentsURL() + QLatin1Char('/') + name),
-                                  &error)) {
-        // Left where it is, so the next start finds it again.
-        platform::log(QStringLiteral("ERROR saving the lost recording: %1").arg(error));
-        return;
-    }
-    const QString message =
-        extension == QLatin1String("m4a")
-            ? QStringLiteral("A lost recording was found and saved as '%1'. Since it's in compressed M4A format it "
-                             "can not be played, but you might find software online that can repair it.")
-                  .arg(name)
-            : QStringLiteral("A lost recording was recovered and saved as '%1'").arg(name);
-    Utils::showAlert(QStringLiteral("Found lost recording"), message, alertContext());
+    const UnfinishedRecording::Recovery r = UnfinishedRecording::recover(Utils::documentsURL());
+    if (!r.savedAs.isEmpty())
+        Utils::showAlert(QStringLiteral("Found lost recording"), r.message, alertContext());
 }
 
 void AppDelegate::observeLifecycle()

@@ -1,4 +1,5 @@
 #include "shell/UrlCommands.h"
+#include "cloud/DropboxLink.h"
 
 #include "library/Utils.h"
 #include "platform/Log.h"
@@ -105,6 +106,11 @@ QString UrlCommands::pasteName(const QString& argument)
 
 void UrlCommands::openURL(const QUrl& url, const OpenURLOptions& options, const Answer& answer)
 {
+    // A Dropbox sign-in coming back; the link's own screen tells how it ended.
+    if (cloud::DropboxLink::offerRedirectURL(url)) {
+        answer(true);
+        return;
+    }
     const QString scheme = url.scheme();
     // The audio-routing system's launch URL is its connection's business.
     if (is(scheme, kAppScheme) || scheme.endsWith(kAudiobusSuffix, Qt::CaseInsensitive)) {

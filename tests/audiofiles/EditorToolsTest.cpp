@@ -3,6 +3,7 @@
 #include "audiofiles/screens/TrimPanel.h"
 #include "audiofiles/screens/WaveView.h"
 #include "library/FileListModel.h"
+#include "library/screens/FileListView.h"
 #include "library/screens/MasterViewController.h"
 #include "library/Utils.h"
 #include "platform/AudioFileReader.h"
@@ -18,6 +19,7 @@
 #include <QListView>
 #include <QMenu>
 #include <QPushButton>
+#include <QFileInfo>
 #include <gtest/gtest.h>
 
 using namespace testsupport;
@@ -130,7 +132,7 @@ TEST(EditorTools, TrimWithFadesAndConvertAddTheirResultsToTheLibrary)
     s.detail.toolsButton()->click();
     EXPECT_EQ(s.finalMessage({"Trimmed"}), "Trimmed");
     EXPECT_TRUE(s.overlayCloses());
-    EXPECT_EQ(s.detail.title(), "Wavelocker");
+    EXPECT_EQ(s.detail.title(), QFileInfo(s.detail.detailItem()).fileName());
     EXPECT_FALSE(s.detail.waveView()->trimMode());
 
     const QString trimmed = lib + "/a-trimmed.wav";

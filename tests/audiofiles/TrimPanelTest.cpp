@@ -45,6 +45,8 @@ TEST(TrimPanel, FadesNudgesSnapAndTempo)
     detail.show();
     detail.setDetailItem(writeSecond(lib + "/Loop 128bpm.wav"));
     EXPECT_EQ(detail.toolsButton()->text(), "Tools");
+    EXPECT_EQ(detail.title(), "Loop 128bpm.wav");
+    EXPECT_EQ(detail.windowTitle(), "Loop 128bpm.wav");
     // The file in the player (played and paused): the editor's settings reach the player at once.
     detail.playPress();
     detail.playPress();
@@ -137,7 +139,7 @@ TEST(TrimPanel, FadesNudgesSnapAndTempo)
 
     // Cancel: the whole file again, without fades.
     detail.toolCancelPress();
-    EXPECT_EQ(detail.title(), "Wavelocker");
+    EXPECT_EQ(detail.title(), "Loop 128bpm.wav");
     EXPECT_EQ(detail.toolsButton()->text(), "Tools");
     EXPECT_DOUBLE_EQ(player.fadeIn(), 0);
     EXPECT_DOUBLE_EQ(player.regionEnd(), 0);

@@ -4,6 +4,7 @@
 #include "cloud/DropboxClient.h"
 #include "cloud/DropboxLink.h"
 #include "platform/Settings.h"
+#include "shell/UrlCommands.h"
 #include "support/BuildPaths.h"
 #include "support/TempTree.h"
 
@@ -21,6 +22,15 @@ using namespace cloud;
 using testsupport::DropboxTestServer;
 
 namespace {
+
+// URL commands with no window around them.
+struct NoWindow : UrlCommandsDelegate {
+    void showFileOrFolder(const QString&) override {}
+    void popToRootBrowser() override {}
+    void pasteImportStarted(const QString&) override {}
+    void pasteImportFinished(bool) override {}
+    QObject* alertContext() const override { return nullptr; }
+};
 // What a browser does with an address: fetch it, following redirects; answers the last page.
 QByteArray browse(const QUrl& url)
 {
@@ -170,6 +180,23 @@ TEST(DropboxAccountTest, DeniedOrWrongCodeLinksNothing)
     EXPECT_EQ(*outcome, DropboxLink::Outcome::Error);
     EXPECT_EQ(why, "code doesn't exist or has expired");
     EXPECT_FALSE(account.isLinked());
+
+    // The answer can come back as a URL handed to the program; the URL commands offer it first.
+    DropboxLink handedOver(&account, client.network());
+    ASSERT_TRUE(handedOver.begin());
+    outcome.reset();
+    QObject::connect(&handedOver, &DropboxLink::finished, [&](DropboxLink::Outcome o, const QString&) { outcome = o; });
+    const QString state = QUrlQuery(handedOver.authorizeUrl()).queryItemValue("state");
+    EXPECT_FALSE(DropboxLink::offerRedirectURL(QUrl(handedOver.redirectUri() + "?error=access_denied&state=other")));
+    NoWindow noWindow;
+    UrlCommands commands(&noWindow);
+    std::optional<bool> answer;
+    commands.openURL(QUrl(handedOver.redirectUri() + "?error=access_denied&state=" + state), {},
+                     [&](bool handled) { answer = handled; });
+    EXPECT_EQ(answer, std::optional<bool>(true));
+    EXPECT_EQ(outcome, std::optional<DropboxLink::Outcome>(DropboxLink::Outcome::Cancelled));
+    // A finished link takes nothing more.
+    EXPECT_FALSE(DropboxLink::offerRedirectURL(QUrl(handedOver.redirectUri() + "?code=x&state=" + state)));
 }
 
 // The command line links (through the browser's redirect, then by a pasted code), lists,

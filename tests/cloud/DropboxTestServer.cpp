@@ -1,5 +1,6 @@
 #include "DropboxTestServer.h"
 
+#include "support/BuildPaths.h"
 #include "support/TempTree.h"
 
 #include <QDir>
@@ -9,7 +10,6 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QThread>
-#include "support/BuildPaths.h"
 
 namespace testsupport {
 namespace {

@@ -4,6 +4,7 @@
 #include "exchange/screens/LibraryExchange.h"
 #include "exchange/screens/PasteboardHistoryViewController.h"
 #include "library/FileListModel.h"
+#include "library/screens/FileListView.h"
 #include "library/screens/MasterViewController.h"
 #include "platform/Pasteboard.h"
 #include "support/AudioFixtures.h"

@@ -3,12 +3,12 @@
 #include "platform/Pasteboard.h"
 #include "platform/PropertyList.h"
 #include "support/AudioFixtures.h"
+#include "support/BuildPaths.h"
 #include "support/TempTree.h"
 
 #include <QDir>
 #include <QProcess>
 #include <gtest/gtest.h>
-#include "support/BuildPaths.h"
 
 using namespace testsupport;
 namespace ACP = AudioCopyPaste1;

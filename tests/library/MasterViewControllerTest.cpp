@@ -1,6 +1,7 @@
 #include "audiofiles/screens/DetailViewController.h"
 #include "library/FileListModel.h"
 #include "library/FileSort.h"
+#include "library/screens/FileListView.h"
 #include "library/screens/MasterViewController.h"
 #include "library/RowTexts.h"
 #include "library/Utils.h"

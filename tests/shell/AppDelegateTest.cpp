@@ -1,13 +1,14 @@
 #include "audiofiles/screens/DetailViewController.h"
 #include "library/FileListModel.h"
 #include "library/FileSort.h"
-#include "library/screens/MasterViewController.h"
 #include "library/Utils.h"
+#include "library/screens/MasterViewController.h"
 #include "platform/Locations.h"
 #include "platform/Settings.h"
 #include "recording/UnfinishedRecording.h"
 #include "shell/AppDelegate.h"
 #include "shell/screens/AppWindow.h"
+#include "support/BuildPaths.h"
 #include "support/TempTree.h"
 #include "ui/screens/NavigationController.h"
 
@@ -17,7 +18,6 @@
 #include <QRegularExpression>
 #include <QSplitter>
 #include <gtest/gtest.h>
-#include "support/BuildPaths.h"
 
 using namespace testsupport;
 

@@ -2,13 +2,13 @@
 // types, the files pass the desktop's own checks, xdg-open reaches a running instance through
 // the installed entry, the installed tool finds its codec module, and uninstall takes it all.
 #include "support/AudioFixtures.h"
+#include "support/BuildPaths.h"
 #include "support/TempTree.h"
 
 #include <QDirIterator>
 #include <QProcess>
 #include <QRegularExpression>
 #include <gtest/gtest.h>
-#include "support/BuildPaths.h"
 
 using namespace testsupport;
 

@@ -1,7 +1,9 @@
 // Writes into the library survive kills, full disks and each other: every file is either as
 // it was or the complete result, and the next start removes what a killed run left.
+#include "platform/HeldTemporaryFile.h"
 #include "platform/PartFile.h"
 #include "support/AudioFixtures.h"
+#include "support/BuildPaths.h"
 #include "support/DecodedAudio.h"
 #include "support/SmallDisk.h"
 #include "support/TempTree.h"
@@ -23,7 +25,6 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include "support/BuildPaths.h"
 
 using namespace testsupport;
 
@@ -322,9 +323,16 @@ TEST(FileSafety, StartRemovesEveryStaleTemporaryFileButTheUnfinishedRecording)
     ASSERT_EQ(::mkfifo(QFile::encodeName(temp + "/pipe").constData(), 0600), 0);
     const int locked = ::open(QFile::encodeName(temp + "/locked.tmp").constData(), O_RDONLY | O_CLOEXEC);
     ASSERT_EQ(::flock(locked, LOCK_EX), 0);
+    // A paste between writing its temporary file and moving it into the library: closed, still in use.
+    platform::HeldTemporaryFile held(temp + "/held-XXXXXX");
+    ASSERT_TRUE(held.open());
+    held.close();
+    QFile aged(held.fileName());
+    aged.open(QIODevice::ReadWrite);
+    aged.setFileTime(past, QFileDevice::FileModificationTime);
     ASSERT_EQ(runProgram("wavelocker-tool", {"ls"}, {}, 20000).exitCode, 0);
     ::close(locked);
     QStringList left = QDir(temp).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
     left.sort();
-    EXPECT_EQ(left, QStringList({"future.tmp", "locked.tmp", "recording.wav"}));
+    EXPECT_EQ(left, QStringList({"future.tmp", QFileInfo(held.fileName()).fileName(), "locked.tmp", "recording.wav"}));
 }

@@ -1,5 +1,7 @@
 // URLs handed to a running `wavelocker --serve` by a second `wavelocker URL` process: the
 // answers, where documents land, and what bad input and a second instance get.
+#include "support/AudioFixtures.h"
+#include "support/BuildPaths.h"
 #include "support/SmallDisk.h"
 #include "support/TempTree.h"
 
@@ -15,7 +17,6 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
-#include "support/BuildPaths.h"
 
 using namespace testsupport;
 
@@ -217,6 +218,26 @@ TEST(HandOver, CommandsAreAnsweredWithoutTouchingTheLibrary)
     EXPECT_EQ(instance.log().count(QStringLiteral("Showing ")), 2) << instance.log().toStdString();
     EXPECT_TRUE(instance.log().contains(QStringLiteral("Showing %1/Loops\n").arg(lib)));
     EXPECT_EQ(filesBelow(lib), before);
+}
+
+TEST(HandOver, PasteCommandImportsWhatAnotherProgramCopied)
+{
+    TempTree tree;
+    const QString lib = tree.path("lib");
+    QDir().mkpath(lib);
+    ASSERT_TRUE(writeToneWav(tree.path("Source.wav"), 2, 44100, 20000));
+    Instance instance(lib);
+    ASSERT_TRUE(instance.waitStarted());
+    ASSERT_EQ(runProgram("wavelocker-tool", {"copy", "--general", tree.path("Source.wav")}).exitCode, 0);
+
+    EXPECT_EQ(handOver({"wavelockercmd://addFromPaste?My%2FLoop"}).exitCode, 0);
+    // The paste runs a second after the answer, under the name with "/" made "_".
+    ASSERT_TRUE(waitUntil([&] { return QFileInfo::exists(lib + "/My_Loop.wav"); }, 20000)) << instance.log().toStdString();
+    EXPECT_EQ(readFile(lib + "/My_Loop.wav"), readFile(tree.path("Source.wav")));
+    // A name holding a NUL is refused; nothing else arrives.
+    EXPECT_EQ(handOver({"wavelockercmd://addFromPaste?A%00B"}).exitCode, 0);
+    ASSERT_TRUE(instance.waitForLog(QStringLiteral("Refused the paste name")));
+    EXPECT_EQ(entries(lib), QStringList({"My_Loop.wav", "iTunes File Sharing"}));
 }
 
 TEST(HandOver, RemoteDocumentsArriveWholeOrNotAtAll)

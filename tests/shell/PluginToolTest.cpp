@@ -1,5 +1,6 @@
 // The plugin commands of the tool, against Debian's own plugins and a reference LV2 host
 // (lv2file, which runs a plugin over a file in blocks of a given size).
+#include "support/BuildPaths.h"
 #include "support/DecodedAudio.h"
 #include "support/PlaybackFixtures.h"
 #include "support/TempTree.h"
@@ -9,7 +10,6 @@
 #include <QProcess>
 #include <cmath>
 #include <gtest/gtest.h>
-#include "support/BuildPaths.h"
 
 using namespace testsupport;
 

@@ -2,6 +2,7 @@
 #include "library/FileActions.h"
 #include "library/FileListModel.h"
 #include "library/screens/FileRowDelegate.h"
+#include "library/screens/FileListView.h"
 #include "library/screens/MasterViewController.h"
 #include "platform/HostEngine.h"
 #include "platform/NotificationCenter.h"

@@ -87,6 +87,15 @@ TEST(SettingsScreen, ToggleStoresOnlyInTheBackgroundAndDesktopSettingsApplyAtOnc
     platform::Settings::reload();
     Utils::resetCachedLocations();
     EXPECT_EQ(Utils::documentsURL(), lib);
+
+    // The Dropbox row links; without an app key it says how to get one.
+    qunsetenv("WAVELOCKER_DROPBOX_APP_KEY");
+    ASSERT_NE(settings->dropboxButton(), nullptr);
+    EXPECT_EQ(settings->dropboxButton()->text(), "Link…");
+    AlertCapture keyAlert;
+    settings->dropboxButton()->click();
+    ASSERT_EQ(keyAlert.alerts().size(), 1);
+    EXPECT_TRUE(keyAlert.alerts().first().contains("WAVELOCKER_DROPBOX_APP_KEY")) << keyAlert.alerts().first().toStdString();
 }
 
 TEST(SettingsScreen, JackServerNameMovesTheEngineAtOnce)

@@ -1,5 +1,6 @@
 // URL commands in the window: what the library browser, the editor and the overlay do.
 #include "audiofiles/screens/DetailViewController.h"
+#include "exchange/AudioCopyPaste1.h"
 #include "library/Utils.h"
 #include "library/screens/MasterViewController.h"
 #include "platform/NotificationCenter.h"
@@ -92,9 +93,15 @@ TEST(UrlCommandsWindow, PasteCommandShowsItsOverlayAndPastesOneSecondLater)
     app.didFinishLaunching();
     app.window()->show();
 
-    // Without a paste handler the command is one the program doesn't know: nothing happens.
-    EXPECT_EQ(open(app, "wavelockercmd://addFromPaste?x"), true);
-    EXPECT_EQ(app.pasteOverlay(), nullptr);
+    // The window's own handler: the browser pastes what another program put on the pasteboard.
+    ASSERT_TRUE(writeToneWav(tree.path("Source.wav"), 2, 44100, 30000));
+    ASSERT_TRUE(AudioCopyPaste1::copyAudioFileAtPathToGeneralPasteboard(tree.path("Source.wav")));
+    EXPECT_EQ(open(app, "wavelockercmd://addFromPaste?Real%2FTake"), true);
+    ASSERT_NE(app.pasteOverlay(), nullptr);
+    const QString arrived = Utils::documentsURL() + "/Real_Take.wav";
+    ASSERT_TRUE(waitUntil([&] { return app.pasteOverlay()->message() == "Done"; }, 10000));
+    EXPECT_EQ(readFile(arrived), readFile(tree.path("Source.wav")));
+    app.pasteOverlay()->dismiss();
 
     QStringList names;
     bool succeed = false;

@@ -5,6 +5,7 @@
 #include "platform/Locations.h"
 #include "platform/Log.h"
 #include "platform/Settings.h"
+#include "support/BuildPaths.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -12,7 +13,6 @@
 #include <QFile>
 #include <QProcess>
 #include <QThread>
-#include "support/BuildPaths.h"
 
 namespace testsupport {
 

@@ -1,9 +1,9 @@
 // The page in headless Chromium against a real server; then the library is checked on disk.
 #include "UploaderFixture.h"
+#include "support/BuildPaths.h"
 
 #include <QProcess>
 #include <QTemporaryDir>
-#include "support/BuildPaths.h"
 
 using namespace testsupport;
 

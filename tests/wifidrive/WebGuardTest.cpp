@@ -1,6 +1,7 @@
 // Hostile pages, foreign host names, links and hidden folders, slow and flooding clients, and
 // libraries on file systems of their own, all against the real server on 127.0.0.1.
 #include "UploaderFixture.h"
+#include "support/SmallMount.h"
 
 #include <QDirIterator>
 #include <QRegularExpression>
@@ -77,25 +78,6 @@ QStringList everything(const QString& folder)
     entries.sort();
     return entries;
 }
-
-class Tmpfs {
-public:
-    explicit Tmpfs(const QString& dir) : mDir(QFile::encodeName(dir))
-    {
-        QDir().mkpath(dir);
-        mMounted = ::mount("tmpfs", mDir.constData(), "tmpfs", 0, "size=4m,mode=0755") == 0;
-    }
-    ~Tmpfs()
-    {
-        if (mMounted)
-            ::umount2(mDir.constData(), MNT_DETACH);
-    }
-    bool mounted() const { return mMounted; }
-
-private:
-    QByteArray mDir;
-    bool mMounted = false;
-};
 
 }  // namespace
 
@@ -338,7 +320,7 @@ TEST_F(UploaderFixture, EveryFileOfAnUploadIsStoredAndTheQuotaStopsBigOnes)
 TEST(WebUploaderMounts, LibraryOnItsOwnFileSystemOrBehindALinkAcceptsUploads)
 {
     TempTree tree;
-    Tmpfs disk(tree.path("disk"));
+    testsupport::SmallMount disk(tree.path("disk"), "4m");
     if (!disk.mounted())
         GTEST_SKIP() << "mounting a tmpfs needs CAP_SYS_ADMIN";
     // The library is the mount point itself; a planted link must not carry uploads elsewhere.

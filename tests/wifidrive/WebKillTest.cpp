@@ -1,6 +1,8 @@
 // The drive's process killed in the middle of an upload, and items moved across file systems
 // by the web routes.
 #include "UploaderFixture.h"
+#include "support/BuildPaths.h"
+#include "support/SmallMount.h"
 
 #include <QDirIterator>
 #include <QElapsedTimer>
@@ -13,7 +15,6 @@
 #include <sys/mount.h>
 #include <thread>
 #include <unistd.h>
-#include "support/BuildPaths.h"
 
 using namespace testsupport;
 
@@ -75,25 +76,6 @@ void sendUpload(int port, const QByteArray& content)
     ::close(fd);
 }
 
-class TmpfsMount {
-public:
-    TmpfsMount(const QString& dir, const char* size) : mDir(QFile::encodeName(dir))
-    {
-        QDir().mkpath(dir);
-        mMounted = ::mount("tmpfs", mDir.constData(), "tmpfs", 0, (QByteArray("size=") + size).constData()) == 0;
-    }
-    ~TmpfsMount()
-    {
-        if (mMounted)
-            ::umount2(mDir.constData(), MNT_DETACH);
-    }
-    bool mounted() const { return mMounted; }
-
-private:
-    QByteArray mDir;
-    bool mMounted = false;
-};
-
 }  // namespace
 
 TEST(WebKill, ServerKilledMidUploadLeavesTheLibraryWholeAndTheNextStartCleansUp)
@@ -148,7 +130,7 @@ TEST_F(UploaderFixture, MovesAndUploadsReachAnotherFileSystemInsideTheLibrary)
 {
     if (::geteuid() != 0)
         GTEST_SKIP() << "mounting a tmpfs needs root";
-    TmpfsMount disk(lib + "/Card", "4m");
+    testsupport::SmallMount disk(lib + "/Card", "4m");
     ASSERT_TRUE(disk.mounted());
     writeFile(lib + "/Loops/a.wav", "loop a");
     writeFile(lib + "/Loops/Deep/b.wav", "loop b");

@@ -3,6 +3,7 @@
 
 #include "platform/Log.h"
 #include "platform/Settings.h"
+#include "support/BuildPaths.h"
 #include "wifidrive/WiFiDriveSettings.h"
 
 #include <QDirIterator>
@@ -13,7 +14,6 @@
 #include <QUrl>
 #include <sys/socket.h>
 #include <unistd.h>
-#include "support/BuildPaths.h"
 
 using namespace testsupport;
 

@@ -1,5 +1,6 @@
 // Requests that try to leave the library, uploads that break off, race or fill the disk.
 #include "UploaderFixture.h"
+#include "support/SmallMount.h"
 
 #include <QDirIterator>
 #include <condition_variable>
@@ -40,26 +41,6 @@ public:
 private:
     std::mutex mMutex;
     std::condition_variable mArrived;
-};
-
-// A tiny file system of its own, so the disk really fills up.
-class SmallMount {
-public:
-    explicit SmallMount(const QString& dir) : mDir(QFile::encodeName(dir))
-    {
-        QDir().mkpath(dir);
-        mMounted = ::mount("tmpfs", mDir.constData(), "tmpfs", 0, "size=1m,mode=0755") == 0;
-    }
-    ~SmallMount()
-    {
-        if (mMounted)
-            ::umount2(mDir.constData(), MNT_DETACH);
-    }
-    bool mounted() const { return mMounted; }
-
-private:
-    QByteArray mDir;
-    bool mMounted = false;
 };
 
 }  // namespace
@@ -174,7 +155,7 @@ TEST_F(RacingFixture, SameNameUploadsAtOnceBothArrive)
 TEST(WebUploaderDisk, FullDiskGives500AndLosesNothing)
 {
     TempTree tree;
-    SmallMount disk(tree.path("small"));
+    testsupport::SmallMount disk(tree.path("small"), "1m");
     if (!disk.mounted())
         GTEST_SKIP() << "mounting a small tmpfs needs CAP_SYS_ADMIN";
     const QString lib = tree.path("small/library");

@@ -4,13 +4,13 @@
 #include "platform/NotificationCenter.h"
 #include "platform/Notifications.h"
 #include "shell/AppDelegate.h"
+#include "support/BuildPaths.h"
 #include "support/TempTree.h"
 #include "wifidrive/MyWebUploader.h"
 
 #include <QProcess>
 #include <QRegularExpression>
 #include <gtest/gtest.h>
-#include "support/BuildPaths.h"
 
 using namespace testsupport;
 

@@ -108,14 +108,16 @@ QString ConvertViewController::depthLabelText() const { return mDepthLabel->text
 
 void ConvertViewController::showFormatSheet()
 {
+    // A drop-down under the button, as wide as it; Escape or a click elsewhere leaves it.
     QMenu sheet(this);
-    sheet.setTitle(tr("Choose destination format"));
-    sheet.addSection(tr("Choose destination format"));
+    sheet.setToolTip(tr("Choose destination format"));
+    sheet.setMinimumWidth(mFormat->width());
     const QStringList names = Utils::recFormatNames();
-    for (int i = 0; i < names.size(); ++i)
-        sheet.addAction(names[i], this, [this, i] { chooseFormat(i); });
-    sheet.addSeparator();
-    sheet.addAction(tr("Cancel"));
+    for (int i = 0; i < names.size(); ++i) {
+        QAction* choice = sheet.addAction(names[i], this, [this, i] { chooseFormat(i); });
+        choice->setCheckable(i == format.format);  // the current one shows its mark
+        choice->setChecked(i == format.format);
+    }
     sheet.exec(mFormat->mapToGlobal(QPoint(0, mFormat->height())));
 }
 

@@ -15,8 +15,12 @@
 #include "platform/Log.h"
 #include "platform/MainThreadObserver.h"
 #include "platform/Notifications.h"
+#include "ui/PopupPlacement.h"
+#include "ui/screens/ElidedLabel.h"
+#include "ui/screens/FlowLayout.h"
 #include "ui/screens/ProgressHUD.h"
 #include "ui/screens/Stepper.h"
+#include "ui/screens/Theme.h"
 
 #include <QDesktopServices>
 #include <QDialog>
@@ -30,6 +34,7 @@
 #include <QPlainTextEdit>
 #include <QPropertyAnimation>
 #include <QPushButton>
+#include <QScreen>
 #include <QSignalBlocker>
 #include <QSlider>
 #include <QStackedWidget>
@@ -44,6 +49,11 @@ constexpr int kVolumePanelWidth = 280;
 constexpr int kVolumePanelHeight = 160;
 constexpr int kVolumeSteps = 1000;
 constexpr int kTransitionMs = 250;
+constexpr int kMargin = 6;
+constexpr int kSpacing = 4;
+constexpr int kBarHeight = 44;
+const QString kSelectFile = QStringLiteral("Select a file");
+const QString kNoPreview = QStringLiteral("No preview for this kind of file");
 
 QString toggleTitle(bool on, const QString& text)
 {
@@ -69,7 +79,7 @@ void fadeIn(QWidget* view)
 DetailViewController::DetailViewController(QWidget* parent)
     : QWidget(parent),
       mCancelButton(new QPushButton(QStringLiteral("Cancel"), this)),
-      mTitle(new QLabel(kAppTitle, this)),
+      mTitle(new ElidedLabel(kAppTitle, this)),
       mImportButton(new QPushButton(QStringLiteral("IMPORT INTO APP"), this)),
       mCopyButton(new QPushButton(QStringLiteral("Copy"), this)),
       mToolsButton(new QPushButton(QStringLiteral("Tools"), this)),
@@ -81,7 +91,7 @@ DetailViewController::DetailViewController(QWidget* parent)
       mWaveView(new WaveView(mContent)),
       mMidiPlot(new MidiPlotter(mContent)),
       mNotesView(new QPlainTextEdit(mContent)),
-      mEmpty(new QWidget(mContent)),
+      mEmpty(new QLabel(kSelectFile, mContent)),
       mTransport(new QWidget(this)),
       mPlayButton(new QPushButton(QStringLiteral("▶"), mTransport)),
       mRewindButton(new QPushButton(QStringLiteral("|◀"), mTransport)),
@@ -91,7 +101,7 @@ DetailViewController::DetailViewController(QWidget* parent)
       mPlayback(new EditorTransport(FilePlayer::sharedPlayer(), this))
 {
     mWaveView->setWaveDelegate(this);
-    for (QWidget* page : {mEmpty, static_cast<QWidget*>(mWaveView), static_cast<QWidget*>(mMidiPlot),
+    for (QWidget* page : {static_cast<QWidget*>(mEmpty), static_cast<QWidget*>(mWaveView), static_cast<QWidget*>(mMidiPlot),
                           static_cast<QWidget*>(mNotesView)})
         mContent->addWidget(page);
     connect(mNotesView, &QPlainTextEdit::textChanged, this, [this] { mTextChanged = true; });
@@ -105,16 +115,23 @@ DetailViewController::DetailViewController(QWidget* parent)
     buildTransport();
     connectTrimPanel();
 
+    mEmpty->setAlignment(Qt::AlignCenter);
+    mEmpty->setWordWrap(true);
+    mEmpty->setForegroundRole(QPalette::PlaceholderText);
     auto* layout = new QVBoxLayout(this);
-    auto* bar = new QHBoxLayout;
+    layout->setContentsMargins(kMargin, kMargin, kMargin, kMargin);
+    layout->setSpacing(kSpacing);
+    // As high as the library's navigation bar beside it, so both columns start level.
+    auto* barRow = new QWidget(this);
+    barRow->setFixedHeight(kBarHeight - kMargin);
+    auto* bar = new QHBoxLayout(barRow);
+    bar->setContentsMargins(0, 0, 0, 0);
     bar->addWidget(mCancelButton);
-    bar->addStretch(1);
-    bar->addWidget(mTitle);
-    bar->addStretch(1);
+    bar->addWidget(mTitle, 1);
     bar->addWidget(mImportButton);
     bar->addWidget(mCopyButton);
     bar->addWidget(mToolsButton);
-    layout->addLayout(bar);
+    layout->addWidget(barRow);
     layout->addWidget(mModes);
     layout->addWidget(mContent, 1);
     layout->addWidget(mTransport);
@@ -134,6 +151,16 @@ DetailViewController::~DetailViewController() = default;
 void DetailViewController::buildBars()
 {
     mTitle->setAlignment(Qt::AlignCenter);
+    for (QPushButton* button : {mCancelButton, mImportButton, mCopyButton, mToolsButton, mPlayButton, mRewindButton,
+                                mLoopToggle, mVolumeButton})
+        Theme::setCompact(button);
+    mCancelButton->setToolTip(QStringLiteral("Leave Trim & Fade without saving"));
+    mImportButton->setToolTip(QStringLiteral("Send this file to the program that asked for one"));
+    mPlayButton->setToolTip(QStringLiteral("Play or pause"));
+    mRewindButton->setToolTip(QStringLiteral("Back to the start"));
+    mLoopToggle->setToolTip(QStringLiteral("Play in a loop"));
+    mVolumeButton->setToolTip(QStringLiteral("Playback volume"));
+    mTimeLabel->setToolTip(QStringLiteral("Playing position"));
     QFont font = mTitle->font();
     font.setBold(true);
     mTitle->setFont(font);
@@ -160,18 +187,20 @@ void DetailViewController::buildBars()
     });
     connect(mToolsMenu->addAction(QStringLiteral("Convert")), &QAction::triggered, this,
             &DetailViewController::showConvert);
-    mToolsMenu->addAction(QStringLiteral("Cancel"));
 }
 
 void DetailViewController::buildTransport()
 {
-    auto* row = new QHBoxLayout(mTransport);
+    // A narrow column wraps the controls onto a second row rather than widening the window.
+    auto* row = new FlowLayout(mTransport, kSpacing);
+    row->setContentsMargins(0, 0, 0, 0);
     row->addWidget(mRewindButton);
     row->addWidget(mPlayButton);
-    row->addWidget(mTimeLabel, 1);
+    row->addWidget(mTimeLabel);
     row->addWidget(mLoopToggle);
-    row->addWidget(mVolumeButton);
+    row->addRightAlignedWidget(mVolumeButton);
     mTimeLabel->setAlignment(Qt::AlignCenter);
+    mTimeLabel->setMinimumWidth(mTimeLabel->fontMetrics().horizontalAdvance(EditorTexts::playTimeText(0)) + 2 * kMargin);
     connect(mPlayButton, &QPushButton::clicked, this, &DetailViewController::playPress);
     connect(mRewindButton, &QPushButton::clicked, this, &DetailViewController::rewindPress);
     connect(mLoopToggle, &QPushButton::clicked, this, &DetailViewController::loopToggled);
@@ -220,6 +249,9 @@ void DetailViewController::setDetailItem(const QString& path)
     mTextChanged = false;
     mInfoLabel->setText(QFileInfo(path).fileName());
     mImportButton->setVisible(!mImportScheme.isEmpty() && !path.isEmpty());
+    setWindowTitle(QFileInfo(path).fileName());
+    updateTitle();
+    mEmpty->setText(path.isEmpty() ? kSelectFile : kNoPreview);
     if (path.isEmpty()) {
         mWaveView->loadURL(QString());
         mContent->setCurrentWidget(mEmpty);
@@ -283,7 +315,20 @@ void DetailViewController::updateInfoLabelAnimated(bool animated)
 
 QString DetailViewController::title() const
 {
-    return mTitle->text();
+    return mTitle->fullText();
+}
+
+QString DetailViewController::emptyText() const
+{
+    return mContent->currentWidget() == mEmpty ? mEmpty->text() : QString();
+}
+
+void DetailViewController::updateTitle()
+{
+    if (mWaveView->trimMode())
+        mTitle->setFullText(kTrimTitle);
+    else
+        mTitle->setFullText(mDetailItem.isEmpty() ? kAppTitle : QFileInfo(mDetailItem).fileName());
 }
 
 QString DetailViewController::infoText() const
@@ -307,12 +352,16 @@ void DetailViewController::maybeSaveText()
 void DetailViewController::updateToolButton()
 {
     const bool notes = mContent->currentWidget() == mNotesView;
-    if (notes && mEditingText)
+    if (notes && mEditingText) {
         mToolsButton->setText(QStringLiteral("Done"));
-    else if (mWaveView->trimMode())
+        mToolsButton->setToolTip(QStringLiteral("Save the notes"));
+    } else if (mWaveView->trimMode()) {
         mToolsButton->setText(QStringLiteral("Save"));
-    else
+        mToolsButton->setToolTip(QStringLiteral("Save the region with its fades as a new file"));
+    } else {
         mToolsButton->setText(QStringLiteral("Tools"));
+        mToolsButton->setToolTip(QStringLiteral("Normalize, Trim & Fade or Convert this file"));
+    }
     mToolsButton->setVisible(mContent->currentWidget() == mWaveView || (notes && mEditingText));
     mCopyButton->setVisible(mPasteboard && mContent->currentWidget() == mWaveView && !mWaveView->trimMode());
 }
@@ -366,12 +415,12 @@ void DetailViewController::updateEditState(bool animated)
         }
         mTrimPanel->setSnap(mWaveView->trimSnap());
         mTrimPanel->showPage(0);
-        mTitle->setText(kTrimTitle);
+        updateTitle();
         mCancelButton->show();
         updateSelectionText();
         showMode(mTrimPanel, animated);
     } else {
-        mTitle->setText(kAppTitle);
+        updateTitle();
         mCancelButton->hide();
         if (animated)
             updateInfoLabelAnimated(true);
@@ -519,6 +568,7 @@ void DetailViewController::changeVolume(float volume)
 void DetailViewController::showVolumePanel()
 {
     auto* panel = new QDialog(this, Qt::Popup);
+    mVolumePanel = panel;
     panel->setAttribute(Qt::WA_DeleteOnClose);
     panel->setFixedSize(kVolumePanelWidth, kVolumePanelHeight);
     auto* layout = new QVBoxLayout(panel);
@@ -526,10 +576,16 @@ void DetailViewController::showVolumePanel()
     auto* slider = new QSlider(Qt::Horizontal, panel);
     slider->setRange(0, kVolumeSteps);
     slider->setValue(int(mPlayback->volume() * kVolumeSteps));
+    slider->setToolTip(QStringLiteral("Playback volume"));
     connect(slider, &QSlider::valueChanged, this, [this](int v) { changeVolume(float(v) / kVolumeSteps); });
     layout->addWidget(slider);
-    panel->move(mVolumeButton->mapToGlobal(QPoint(0, -kVolumePanelHeight)));
+    // Above the button where there is room, and wholly on the button's screen either way.
+    const QRect anchor(mVolumeButton->mapToGlobal(QPoint(0, 0)), mVolumeButton->size());
+    const QScreen* screen = mVolumeButton->screen();
     panel->show();
+    // Placed once shown, when its frame is known.
+    panel->move(PopupPlacement::positionNear(panel->frameGeometry().size(), anchor,
+                                             screen ? screen->availableGeometry() : QRect(anchor.topLeft(), panel->size())));
 }
 
 void DetailViewController::showPosition(double seconds)

@@ -12,6 +12,7 @@
 #include <functional>
 
 class ConvertViewController;
+class ElidedLabel;
 class MidiPlotter;
 class PasteboardScreen;
 class QLabel;
@@ -80,13 +81,20 @@ public:
     QMenu* toolsMenu() const { return mToolsMenu; }
     QPushButton* toolsButton() const { return mToolsButton; }
     ConvertViewController* convertScreen() const;
+    // The bar's title: the file's name, "Trim & Fade" while trimming, the program's name
+    // with nothing chosen. The screen's window title is the file's name (empty with none).
     QString title() const;
+    // What the editor says where it has nothing to show ("Select a file"), empty otherwise.
+    QString emptyText() const;
     QString infoText() const;
     QString timeText() const;
     bool audioIs44k16() const { return mIs44k16; }
     QWidget* shownContent() const;
     QPlainTextEdit* notesView() const { return mNotesView; }
     QPushButton* importButton() const { return mImportButton; }
+    QPushButton* volumeButton() const { return mVolumeButton; }
+    // The volume panel while it is open.
+    QWidget* volumePanel() const { return mVolumePanel; }
     EditorTransport* transport() const { return mPlayback; }
 
 signals:
@@ -114,6 +122,7 @@ private:
     void showPosition(double seconds);
     void updateSelectionText();
     void showVolumePanel();
+    void updateTitle();
 
     QString mDetailItem;
     platform::FileStamp mDetailStamp;  // the version of mDetailItem shown
@@ -123,7 +132,7 @@ private:
     QString mImportScheme;
 
     QPushButton* mCancelButton;
-    QLabel* mTitle;
+    ElidedLabel* mTitle;
     QPushButton* mImportButton;
     QPushButton* mCopyButton;
     PasteboardScreen* mPasteboard = nullptr;
@@ -136,7 +145,7 @@ private:
     WaveView* mWaveView;
     MidiPlotter* mMidiPlot;
     QPlainTextEdit* mNotesView;
-    QWidget* mEmpty;
+    QLabel* mEmpty;
     QWidget* mTransport;
     QPushButton* mPlayButton;
     QPushButton* mRewindButton;
@@ -144,6 +153,7 @@ private:
     QPushButton* mVolumeButton;
     QLabel* mTimeLabel;
     QPointer<ConvertViewController> mConvertScreen;
+    QPointer<QWidget> mVolumePanel;
     EditorTransport* mPlayback;
 
     platform::ScopedObserver mImportStarted;

@@ -28,6 +28,7 @@ public:
     void unlinkAccount(QWidget* parent, std::function<void()> done = {});
 
     cloud::DropboxTransfer* transfer() const { return mTransfer; }
+    cloud::DropboxAccount* account() const { return mAccount; }
 
 private:
     // Runs then() once the account is linked (asking to link when it is not).

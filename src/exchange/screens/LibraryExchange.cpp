@@ -8,6 +8,7 @@
 #include "exchange/screens/PasteboardHistoryViewController.h"
 #include "library/DocumentImport.h"
 #include "library/Utils.h"
+#include "platform/Background.h"
 #include "platform/Dispatch.h"
 #include "platform/Pasteboard.h"
 #include "ui/screens/ProgressHUD.h"
@@ -21,22 +22,11 @@
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
-#include <QThreadPool>
 
 namespace {
 const QString kCopying = QStringLiteral("Copying...");
 const QString kCopiedToPasteboard = QStringLiteral("Audio copied to pasteboard");
 const QString kCouldNotCopy = QStringLiteral("Sorry\nCould not copy audio");
-
-// Work on a pool thread; done gets its answer on the main thread.
-template <typename Result>
-void inBackground(std::function<Result()> work, std::function<void(Result)> done)
-{
-    QThreadPool::globalInstance()->start([work = std::move(work), done = std::move(done)] {
-        Result result = work();
-        platform::runOnMain([done, result] { done(result); });
-    });
-}
 
 // A question with buttons; answer gets the clicked button's text.
 void ask(QWidget* host, const QString& title, const QString& text, const QStringList& buttons,
@@ -50,6 +40,20 @@ void ask(QWidget* host, const QString& title, const QString& text, const QString
     }
     QObject::connect(box, &QMessageBox::buttonClicked, box, [answer](QAbstractButton* b) { answer(b->text()); });
     box->open();
+}
+
+// One copy in the background under the overlay, which ends with done or the failure.
+void copyUnderOverlay(QObject* context, QWidget* host, const QString& done, std::function<bool()> copy)
+{
+    QPointer<ProgressHUD> hud = ProgressHUD::showWithMessage(host, kCopying);
+    platform::runInBackground(context, std::move(copy), [hud, done](bool copied) {
+        if (!hud)
+            return;
+        if (copied)
+            hud->makeAutoDismissMessage(done);
+        else
+            hud->makeDismissMessage(kCouldNotCopy);
+    });
 }
 
 void offerDownload(QWidget* host, const QString& message)
@@ -112,7 +116,8 @@ void LibraryExchange::copyIn(QWidget* host, const QStringList& items, const QStr
     }
     QPointer<ProgressHUD> hud = ProgressHUD::showWithMessage(host, QStringLiteral("Copying %1 items...").arg(items.size()));
     hud->setProgress(0.0f);
-    inBackground<bool>(
+    platform::runInBackground(
+        this,
         [items, folder, hud] {
             bool all = true;
             for (int i = 0; i < items.size(); ++i) {
@@ -149,30 +154,14 @@ void LibraryExchange::copyItems(QWidget* host, const QStringList& paths)
 
 void LibraryExchange::copyToGeneralPasteboard(QWidget* host, const QString& path)
 {
-    QPointer<ProgressHUD> hud = ProgressHUD::showWithMessage(host, kCopying);
-    inBackground<bool>([path] { return AudioCopyPaste1::copyAudioFileAtPathToGeneralPasteboard(path); },
-                       [hud](bool copied) {
-                           if (!hud)
-                               return;
-                           if (copied)
-                               hud->makeAutoDismissMessage(kCopiedToPasteboard);
-                           else
-                               hud->makeDismissMessage(kCouldNotCopy);
-                       });
+    copyUnderOverlay(this, host, kCopiedToPasteboard,
+                     [path] { return AudioCopyPaste1::copyAudioFileAtPathToGeneralPasteboard(path); });
 }
 
 void LibraryExchange::copyToHistory(QWidget* host, const QString& path)
 {
-    QPointer<ProgressHUD> hud = ProgressHUD::showWithMessage(host, kCopying);
-    inBackground<bool>([path] { return LibraryPasteboard::copyToHistory(path, LibraryPasteboard::copyMeta(path)); },
-                       [hud](bool copied) {
-                           if (!hud)
-                               return;
-                           if (copied)
-                               hud->makeAutoDismissMessage(QStringLiteral("Audio copied"));
-                           else
-                               hud->makeDismissMessage(kCouldNotCopy);
-                       });
+    copyUnderOverlay(this, host, QStringLiteral("Audio copied"),
+                     [path] { return LibraryPasteboard::copyToHistory(path, LibraryPasteboard::copyMeta(path)); });
 }
 
 void LibraryExchange::bulkAudioCopy(QWidget* host, const QStringList& paths)
@@ -183,7 +172,8 @@ void LibraryExchange::bulkAudioCopy(QWidget* host, const QStringList& paths)
     }
     QPointer<ProgressHUD> hud = ProgressHUD::showWithMessage(host, QStringLiteral("Copying %1 items...").arg(paths.size()));
     hud->setProgress(0.0f);
-    inBackground<QStringList>(
+    platform::runInBackground(
+        this,
         [paths, hud] {
             return LibraryPasteboard::bulkAudioCopy(paths, [hud](float fraction) {
                 platform::runOnMain([hud, fraction] {

@@ -20,7 +20,7 @@ constexpr double kArrivingOpacity = 0.5;
 constexpr double kFolderTitleWhite = 0.8;
 constexpr double kSubtitleWhite = 0.55;
 
-QIcon iconFor(const QString& imageName, const QStyle* style)
+QIcon styleIconFor(const QString& imageName, const QStyle* style)
 {
     if (imageName == QLatin1String("folder_desktop"))
         return style->standardIcon(QStyle::SP_DirHomeIcon);
@@ -34,9 +34,22 @@ QIcon iconFor(const QString& imageName, const QStyle* style)
 
 FileRowDelegate::FileRowDelegate(QObject* parent) : QStyledItemDelegate(parent) {}
 
-QSize FileRowDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const
+QIcon FileRowDelegate::iconForIndex(const QModelIndex& index, const QStyle* style) const
 {
-    return {option.rect.width(), kRowHeight};
+    const QStringList names = index.data(FileListModel::IconNamesRole).toStringList();
+    const QString imageName = index.data(FileListModel::ImageNameRole).toString();
+    const QString key = imageName + QLatin1Char('|') + names.join(QLatin1Char('|'));
+    auto found = mIcons.constFind(key);
+    if (found == mIcons.cend())
+        found = mIcons.insert(key, Theme::themeIcon(names, styleIconFor(imageName, style)));
+    return *found;
+}
+
+// The row takes the list's width, whatever it is: a width of its own would add a horizontal
+// scroll bar whenever the vertical one appears.
+QSize FileRowDelegate::sizeHint(const QStyleOptionViewItem&, const QModelIndex&) const
+{
+    return {0, kRowHeight};
 }
 
 QRect FileRowDelegate::previewButtonRect(const QRect& rowRect)
@@ -56,7 +69,7 @@ void FileRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
 
     const bool isFolder = index.data(FileListModel::IsFolderRole).toBool();
     const QRect iconRect(option.rect.left() + kPadding, option.rect.center().y() - kIconSize / 2, kIconSize, kIconSize);
-    iconFor(index.data(FileListModel::ImageNameRole).toString(), style).paint(painter, iconRect);
+    iconForIndex(index, style).paint(painter, iconRect);
 
     int right = option.rect.right() - kPadding;
     if (isFolder) {

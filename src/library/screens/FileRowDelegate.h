@@ -1,4 +1,6 @@
 #pragma once
+#include <QHash>
+#include <QIcon>
 #include <QStyledItemDelegate>
 
 // Draws a browser row: icon, title, subtitle, a disclosure mark for folders and a preview
@@ -12,6 +14,8 @@ public:
     QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
     // Where the preview button of a row drawn in rowRect sits.
     static QRect previewButtonRect(const QRect& rowRect);
+    // The row's type icon: from the desktop's icon theme by the row's kind, else a style icon.
+    QIcon iconForIndex(const QModelIndex& index, const QStyle* style) const;
     // The preview button's name shows when the pointer rests on it.
     bool helpEvent(QHelpEvent* event, QAbstractItemView* view, const QStyleOptionViewItem& option,
                    const QModelIndex& index) override;
@@ -22,4 +26,7 @@ signals:
 protected:
     bool editorEvent(QEvent* event, QAbstractItemModel* model, const QStyleOptionViewItem& option,
                      const QModelIndex& index) override;
+
+private:
+    mutable QHash<QString, QIcon> mIcons;  // by the kind's icon names: a theme lookup per kind
 };

@@ -11,19 +11,21 @@
 #include "library/screens/MasterViewController.h"
 #include "library/MusicImport.h"
 #include "library/screens/MusicPickerViewController.h"
+#include "library/screens/Question.h"
 #include "library/PasteboardScreen.h"
 #include "library/Utils.h"
 #include "library/ZipAlertDelegate.h"
 #include "platform/Background.h"
 #include "platform/Dispatch.h"
 #include "platform/Log.h"
+#include "ui/screens/FlowLayout.h"
 #include "ui/screens/ProgressHUD.h"
+#include "ui/screens/Theme.h"
 
 #include <QDesktopServices>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QHBoxLayout>
-#include <QListView>
 #include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
@@ -32,6 +34,16 @@
 
 namespace {
 const QString kCancel = QStringLiteral("Cancel");
+
+QList<UndoStack::Step> stepsOf(const FileActions::Moves& moves)
+{
+    QList<UndoStack::Step> steps;
+    for (const auto& [from, to] : moves)
+        steps << UndoStack::Step{from, to};
+    return steps;
+}
+
+enum class ExportChoice { OpenWith, SaveCopy };
 
 QString titleOf(const LibraryItem& item) { return item.title.isEmpty() ? lastPathComponent(item.path) : item.title; }
 
@@ -77,9 +89,10 @@ ItemZipper::Hooks overlayHooks(QPointer<QWidget> window, std::shared_ptr<QPointe
 }
 }  // namespace
 
-ItemActionsController::ItemActionsController(MasterViewController* browser)
+ItemActionsController::ItemActionsController(MasterViewController* browser, ItemSelection* selection)
     : QObject(browser),
       mBrowser(browser),
+      mSelection(selection),
       mToolbar(new QWidget(browser)),
       mEditButton(new QPushButton(QStringLiteral("Edit"), mToolbar)),
       mAddButton(new QPushButton(QStringLiteral("+"), mToolbar)),
@@ -89,13 +102,19 @@ ItemActionsController::ItemActionsController(MasterViewController* browser)
       mDropboxButton(new QPushButton(QStringLiteral("Dropbox"), mToolbar)),
       mDeleteButton(new QPushButton(mToolbar))
 {
-    auto* layout = new QHBoxLayout(mToolbar);
+    // Wraps onto a second row in a narrow column instead of widening the window.
+    auto* layout = new FlowLayout(mToolbar, 4);
     layout->setContentsMargins(6, 4, 6, 4);
     for (QPushButton* b : {mAddButton, mImportButton, mSelectButton, mMoveButton, mDropboxButton, mDeleteButton})
         layout->addWidget(b);
-    layout->addStretch();
-    layout->addWidget(mEditButton);
+    layout->addRightAlignedWidget(mEditButton);
+    for (QPushButton* b : {mAddButton, mImportButton, mSelectButton, mMoveButton, mDropboxButton, mDeleteButton, mEditButton})
+        Theme::setCompact(b);
     mAddButton->setToolTip(QStringLiteral("Add Folder or New Notes"));
+    mImportButton->setToolTip(QStringLiteral("Import files, a folder, music or from Dropbox"));
+    mEditButton->setToolTip(QStringLiteral("Choose several items to move, copy or delete"));
+    mSelectButton->setToolTip(QStringLiteral("Select all files, all folders or both"));
+    mMoveButton->setToolTip(QStringLiteral("Move the selected items to another folder"));
 
     mImportMenu = new QMenu(mImportButton);
     mImportMenu->addAction(QStringLiteral("Import Files..."), this, &ItemActionsController::importDocuments);
@@ -104,22 +123,28 @@ ItemActionsController::ItemActionsController(MasterViewController* browser)
     mImportMenu->addAction(QStringLiteral("Import from Dropbox..."), this, &ItemActionsController::importFromDropbox);
     mImportButton->setMenu(mImportMenu);
 
+    // Desktop menus instead of sheets: the choice is the entry, closing the menu is the cancel.
+    mSelectMenu = new QMenu(mSelectButton);
+    mSelectMenu->setTitle(QStringLiteral("Select All"));
+    const std::pair<const char*, ItemSelection::Kind> kinds[] = {{"Files", ItemSelection::Kind::Files},
+                                                                 {"Folders", ItemSelection::Kind::Folders},
+                                                                 {"Both", ItemSelection::Kind::Both},
+                                                                 {"None", ItemSelection::Kind::None}};
+    for (const auto& [text, kind] : kinds)
+        mSelectMenu->addAction(QString::fromLatin1(text), this, [this, kind = kind] { selectKind(kind); });
+    mSelectButton->setMenu(mSelectMenu);
+    mAddMenu = new QMenu(mAddButton);
+    mAddMenu->addAction(QStringLiteral("Add Folder"), this, &ItemActionsController::addFolder);
+    mAddMenu->addAction(QStringLiteral("New Notes"), this, &ItemActionsController::addNotes);
+    mAddButton->setMenu(mAddMenu);
+
     connect(mEditButton, &QPushButton::clicked, this, [this] { setEditing(!mEditing); });
-    connect(mAddButton, &QPushButton::clicked, this, &ItemActionsController::addFolderPress);
-    connect(mSelectButton, &QPushButton::clicked, this, &ItemActionsController::selectAllAction);
     connect(mMoveButton, &QPushButton::clicked, this, [this] { moveAction(actionList()); });
     connect(mDropboxButton, &QPushButton::clicked, this, [this] { exportToDropbox(actionList()); });
     mDropboxButton->setToolTip(QStringLiteral("Copy to Dropbox"));
     connect(mDeleteButton, &QPushButton::clicked, this, &ItemActionsController::deleteManyPress);
 
-    QListView* table = mBrowser->tableView();
-    table->setContextMenuPolicy(Qt::CustomContextMenu);
-    connect(table, &QListView::customContextMenuRequested, this,
-            [this, table](const QPoint& at) { showMenuForCell(table->indexAt(at).row()); });
-    connect(table, &QListView::pressed, this, [this] {
-        if (mEditing)
-            updateToolbar();
-    });
+    connect(mSelection, &ItemSelection::changed, this, &ItemActionsController::updateToolbar);
     connect(mBrowser, &MasterViewController::zipArrived, this, &ItemActionsController::unzipQuestion);
     updateToolbar();
 }
@@ -139,30 +164,24 @@ void ItemActionsController::setPasteboardScreen(PasteboardScreen* pasteboard)
     connect(mImportMenu, &QMenu::aboutToShow, paste, [this, paste] { paste->setEnabled(mPasteboard->canPaste()); });
 }
 
-QMenu* ItemActionsController::menuForRow(int row)
+QMenu* ItemActionsController::menuForItem(const LibraryItem& item)
 {
-    FileListModel* model = mBrowser->model();
-    if (!model->isLoaded() || row < 0 || row >= model->rowCount() || mEditing)
+    if (mEditing || item.path.isEmpty())
         return nullptr;
-    const LibraryItem item = model->itemAt(row);
     auto* menu = new QMenu(mBrowser);
     menu->setAttribute(Qt::WA_DeleteOnClose);
     menu->setTitle(titleOf(item));
     menu->addSection(titleOf(item));
     for (ItemMenuEntry entry : itemMenuEntries(item.path, item.isDirectory, item.isSys))
         menu->addAction(itemMenuTitle(entry), this, [this, entry, item] { perform(entry, item); });
-    menu->addSeparator();
-    menu->addAction(kCancel);
     return menu;
 }
 
-void ItemActionsController::showMenuForCell(int row)
+void ItemActionsController::showMenuForItem(const LibraryItem& item)
 {
-    if (QMenu* menu = menuForRow(row)) {
-        connect(menu, &QMenu::aboutToHide, this, [this] {
-            mBrowser->tableView()->clearSelection();
-            mBrowser->selectCurrentPath();
-        });
+    if (QMenu* menu = menuForItem(item)) {
+        // The list goes back to the file the editor shows once the menu is done with its row.
+        connect(menu, &QMenu::aboutToHide, this, [this] { mBrowser->selectCurrentPath(); });
         menu->popup(QCursor::pos());
     }
 }
@@ -200,61 +219,42 @@ void ItemActionsController::perform(ItemMenuEntry entry, const LibraryItem& item
             Utils::rememberNewFile(note);  // opened once the list shows it
         break;
     }
+    case ItemMenuEntry::PutBack: putBack({item.path}); break;
     case ItemMenuEntry::Delete:
     case ItemMenuEntry::MoveToTrash: deleteItem(item); break;
     }
 }
 
-QMessageBox* ItemActionsController::ask(const QString& title, const QString& text, const QStringList& buttons,
-                                        std::function<void(const QString&)> answer)
-{
-    auto* box = new QMessageBox(QMessageBox::NoIcon, title, text, QMessageBox::NoButton, mBrowser->window());
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    for (const QString& b : buttons) {
-        const bool cancel = b == kCancel || b == QLatin1String("No");
-        box->addButton(b, cancel ? QMessageBox::RejectRole : QMessageBox::AcceptRole);
-    }
-    connect(box, &QMessageBox::buttonClicked, this, [answer](QAbstractButton* b) { answer(b->text()); });
-    box->open();
-    return box;
-}
-
 void ItemActionsController::deleteItem(const LibraryItem& item)
 {
+    const auto trash = [undo = mUndo](const QString& path) {
+        QString trashed;
+        if (FileActions::deleteItem(path, &trashed) && undo && !trashed.isEmpty())
+            undo->push(UndoStack::Action::Trash, {{path, trashed}});
+    };
     const auto question = FileActions::deleteQuestion(item.path, item.isDirectory);
     if (!question) {
-        FileActions::deleteItem(item.path);
+        trash(item.path);
         return;
     }
-    ask(question->title, question->message, {kCancel, question->word},
-        [path = item.path, word = question->word](const QString& answer) {
-            if (answer == word)
-                FileActions::deleteItem(path);
-        });
+    askQuestion<bool>(mBrowser->window(), question->title, question->message,
+                      {{kCancel, std::nullopt}, {question->word, true}}, [trash, path = item.path](std::optional<bool> yes) {
+                          if (yes)
+                              trash(path);
+                      });
 }
 
 void ItemActionsController::setEditing(bool editing)
 {
     mEditing = editing;
-    QListView* table = mBrowser->tableView();
-    table->clearSelection();
-    table->setSelectionMode(editing ? QAbstractItemView::MultiSelection : QAbstractItemView::SingleSelection);
+    mSelection->clear();
+    emit editingChanged(editing);
     if (!editing)
         mBrowser->selectCurrentPath();
     updateToolbar();
 }
 
-QStringList ItemActionsController::actionList() const
-{
-    QStringList paths;
-    if (!mEditing)
-        return paths;
-    QModelIndexList rows = mBrowser->tableView()->selectionModel()->selectedIndexes();
-    std::sort(rows.begin(), rows.end(), [](const QModelIndex& a, const QModelIndex& b) { return a.row() < b.row(); });
-    for (const QModelIndex& index : rows)
-        paths << mBrowser->model()->itemAt(index.row()).path;
-    return paths;
-}
+QStringList ItemActionsController::actionList() const { return mSelection->selectedPaths(); }
 
 void ItemActionsController::updateToolbar()
 {
@@ -266,6 +266,7 @@ void ItemActionsController::updateToolbar()
     mDropboxButton->setVisible(mEditing);
     mDeleteButton->setVisible(mEditing);
     mDeleteButton->setText(FileActions::deleteWordForFolder(mBrowser->folder()));
+    mDeleteButton->setToolTip(QStringLiteral("%1 the selected items").arg(mDeleteButton->text()));
     const bool any = mEditing && !actionList().isEmpty();
     mMoveButton->setEnabled(any);
     mDropboxButton->setEnabled(any);
@@ -274,38 +275,54 @@ void ItemActionsController::updateToolbar()
 
 void ItemActionsController::deleteManyPress()
 {
-    const QStringList paths = actionList();
-    if (paths.isEmpty())
+    const LibraryItemList items = mSelection->targets();
+    if (items.isEmpty())
         return;
+    // Outside the Trash one file goes at once: it can come back.
+    if (items.size() == 1 && !mEditing) {
+        deleteItem(items.first());
+        return;
+    }
+    QStringList paths;
+    for (const LibraryItem& item : items)
+        paths << item.path;
     const QString word = FileActions::deleteWordForFolder(mBrowser->folder());
-    ask(FileActions::deleteManyTitle(mBrowser->folder(), paths.size()), QString(), {word, kCancel},
-        [this, paths, word](const QString& answer) {
-            if (answer != word)
-                return;
-            // One moment for the whole action: every item lands in one trash batch.
-            FileActions::deleteMany(paths, QDateTime::currentDateTime());
-            setEditing(false);
-        });
+    askQuestion<bool>(mBrowser->window(), FileActions::deleteManyTitle(mBrowser->folder(), paths.size()), QString(),
+                      {{word, true}, {kCancel, std::nullopt}}, [this, paths](std::optional<bool> yes) {
+                          if (!yes)
+                              return;
+                          // One moment for the whole action: every item lands in one trash batch.
+                          FileActions::Moves trashed;
+                          FileActions::deleteMany(paths, QDateTime::currentDateTime(), &trashed);
+                          if (mUndo)
+                              mUndo->push(UndoStack::Action::Trash, stepsOf(trashed));
+                          setEditing(false);
+                      });
 }
 
-void ItemActionsController::selectAllAction()
+void ItemActionsController::deleteForGoodPress()
 {
-    ask(QStringLiteral("Select All"), QString(),
-        {QStringLiteral("Files"), QStringLiteral("Folders"), QStringLiteral("Both"), QStringLiteral("None"), kCancel},
-        [this](const QString& answer) {
-            if (answer == kCancel || answer.isEmpty())
-                return;
-            QListView* table = mBrowser->tableView();
-            table->clearSelection();
-            const LibraryItemList& items = mBrowser->model()->filelist();
-            for (int row = 0; row < items.size(); ++row) {
-                const bool folder = items[row].isDirectory;
-                if (answer == QLatin1String("Both") || (answer == QLatin1String("Files") && !folder)
-                    || (answer == QLatin1String("Folders") && folder))
-                    table->selectionModel()->select(mBrowser->model()->index(row), QItemSelectionModel::Select);
-            }
-            updateToolbar();
-        });
+    const QStringList paths = mSelection->targetPaths();
+    if (paths.isEmpty())
+        return;
+    const QString title = paths.size() == 1 ? QStringLiteral("Delete '%1'?").arg(lastPathComponent(paths.first()))
+                                            : QStringLiteral("Delete %1 items?").arg(paths.size());
+    askQuestion<bool>(mBrowser->window(), title, FileActions::kDeleteForGoodMessage,
+                      {{QStringLiteral("Delete"), true}, {kCancel, std::nullopt}}, [this, paths](std::optional<bool> yes) {
+                          if (!yes)
+                              return;
+                          FileActions::deleteForGood(paths);
+                          if (mEditing)
+                              setEditing(false);
+                      });
+}
+
+void ItemActionsController::selectAllAction() { mSelectMenu->popup(mSelectButton->mapToGlobal(QPoint(0, mSelectButton->height()))); }
+
+void ItemActionsController::selectKind(ItemSelection::Kind kind)
+{
+    mSelection->selectKind(kind);
+    updateToolbar();
 }
 
 void ItemActionsController::moveAction(const QStringList& paths)
@@ -318,24 +335,14 @@ void ItemActionsController::moveAction(const QStringList& paths)
     picker->completionBlock = [this, paths](const QString& destination) {
         if (destination.isNull())
             return;
-        for (const auto& [from, to] : FileActions::moveItems(paths, destination, mBrowser->folder()))
-            itemMoved(from, to);
+        const FileActions::Moves moved = FileActions::moveItems(paths, destination, mBrowser->folder());
+        for (const auto& [from, to] : moved)
+            emit itemMoved(from, to);
+        if (mUndo)
+            mUndo->push(UndoStack::Action::Move, stepsOf(moved));
         setEditing(false);
     };
     picker->open();
-}
-
-void ItemActionsController::itemMoved(const QString& from, const QString& to)
-{
-    DetailScreen* detail = mBrowser->detailViewController();
-    if (!detail)
-        return;
-    detail->waveformRenamed(from, to);
-    const QString shown = detail->detailItem();
-    if (shown == from)
-        detail->setDetailItem(to);
-    else if (shown.startsWith(from + QLatin1Char('/')))
-        detail->setDetailItem(to + shown.mid(from.size()));
 }
 
 void ItemActionsController::renameAction(const LibraryItem& item)
@@ -353,7 +360,6 @@ void ItemActionsController::renameAction(const LibraryItem& item)
     editor->setName(lastPathComponent(item.path));
     editor->completionBlock = [this, path = item.path](const QString& name) {
         if (name.isNull()) {
-            mBrowser->tableView()->clearSelection();
             mBrowser->selectCurrentPath();
             return;
         }
@@ -361,21 +367,30 @@ void ItemActionsController::renameAction(const LibraryItem& item)
         if (renamed.isEmpty())
             return;
         setEditing(false);
-        itemMoved(path, renamed);
+        emit itemMoved(path, renamed);
+        if (mUndo)
+            mUndo->push(UndoStack::Action::Rename, {{path, renamed}});
     };
     editor->open();
 }
 
-void ItemActionsController::addFolderPress()
+void ItemActionsController::putBackAction() { putBack(mSelection->targetPaths()); }
+
+void ItemActionsController::putBack(const QStringList& paths)
 {
-    ask(QString(), QString(), {QStringLiteral("Add Folder"), QStringLiteral("New Notes"), kCancel},
-        [this](const QString& answer) {
-            if (answer == QLatin1String("Add Folder"))
-                addFolder();
-            else if (answer == QLatin1String("New Notes"))
-                addNotes();
-        });
+    FileActions::Moves back;
+    for (const QString& path : paths) {
+        const QString restored = FileActions::putBack(path);
+        if (!restored.isEmpty())
+            back.append({path, restored});
+    }
+    if (mUndo)
+        mUndo->push(UndoStack::Action::PutBack, stepsOf(back));
+    if (mEditing)
+        setEditing(false);
 }
+
+void ItemActionsController::addFolderPress() { mAddMenu->popup(mAddButton->mapToGlobal(QPoint(0, mAddButton->height()))); }
 
 void ItemActionsController::addFolder()
 {
@@ -385,8 +400,11 @@ void ItemActionsController::addFolder()
     editor->setButtonTitle(QStringLiteral("Create"));
     editor->setName(QStringLiteral("New Folder"));
     editor->completionBlock = [this](const QString& name) {
-        if (!name.isNull())
-            FileActions::createFolder(mBrowser->folder(), name);
+        if (name.isNull())
+            return;
+        const QString created = FileActions::createFolder(mBrowser->folder(), name);
+        if (!created.isEmpty() && mUndo)
+            mUndo->push(UndoStack::Action::NewFolder, {{QString(), created}});
     };
     editor->open();
 }
@@ -423,11 +441,13 @@ void ItemActionsController::zipItem(const LibraryItem& item)
 
 void ItemActionsController::unzipQuestion(const QString& archive)
 {
-    ask(QStringLiteral("Unzip"), QStringLiteral("Do you want to extract the contents of this zip file?"),
-        {QStringLiteral("No"), QStringLiteral("Yes")}, [this, archive](const QString& answer) {
-            if (answer == QLatin1String("Yes"))
-                unzip(archive);
-        });
+    askQuestion<bool>(mBrowser->window(), QStringLiteral("Unzip"),
+                      QStringLiteral("Do you want to extract the contents of this zip file?"),
+                      {{QStringLiteral("No"), std::nullopt}, {QStringLiteral("Yes"), true}},
+                      [this, archive](std::optional<bool> yes) {
+                          if (yes)
+                              unzip(archive);
+                      });
 }
 
 void ItemActionsController::unzip(const QString& archive)
@@ -475,13 +495,15 @@ void ItemActionsController::exportShare(const LibraryItem& item)
 {
     const QString open = QStringLiteral("Open With Another Application");
     const QString save = QStringLiteral("Save a Copy...");
-    ask(QStringLiteral("Export / Share"), titleOf(item), {open, save, kCancel},
-        [this, open, save, path = item.path](const QString& answer) {
-            if (answer == open) {
+    askQuestion<ExportChoice>(
+        mBrowser->window(), QStringLiteral("Export / Share"), titleOf(item),
+        {{open, ExportChoice::OpenWith}, {save, ExportChoice::SaveCopy}, {kCancel, std::nullopt}},
+        [this, save, path = item.path](std::optional<ExportChoice> choice) {
+            if (choice == ExportChoice::OpenWith) {
                 if (!QDesktopServices::openUrl(QUrl::fromLocalFile(path)))
                     Utils::showAlert(QStringLiteral("Export / Share"),
                                      QStringLiteral("No application could open '%1'.").arg(lastPathComponent(path)));
-            } else if (answer == save) {
+            } else if (choice == ExportChoice::SaveCopy) {
                 const QString folder = QFileDialog::getExistingDirectory(mBrowser->window(), save);
                 if (!folder.isEmpty() && !FileActions::exportCopy(path, folder).isEmpty())
                     ProgressHUD::showWithMessage(mBrowser->window(), QString())->makeAutoDismissMessage(QStringLiteral("Saved"));

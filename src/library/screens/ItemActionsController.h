@@ -1,10 +1,13 @@
 #pragma once
 #include "library/FileActions.h"
 #include "library/ItemMenu.h"
+#include "library/ItemSelection.h"
 #include "library/MusicImport.h"
 #include "library/LibraryItem.h"
+#include "library/UndoStack.h"
 
 #include <QObject>
+#include <QPointer>
 #include <QStringList>
 #include <functional>
 #include <memory>
@@ -12,18 +15,24 @@
 class MasterViewController;
 class PasteboardScreen;
 class QMenu;
-class QMessageBox;
 class QPushButton;
 class QWidget;
 
-// The browser's file actions: the per-item menu, the editing mode with its selection, and
-// the add and import buttons. Screens and questions only; the work is FileActions,
-// ItemZipper and DocumentImport.
+// The browser's file actions: the per-item menu, the editing mode, the add and import buttons,
+// and the commands on the picked items. It reads and changes the pick through the browser's
+// ItemSelection and answers questions by value; the work is FileActions, ItemZipper and
+// DocumentImport. The browser supplies its folder and window, and follows moved items.
 class ItemActionsController : public QObject {
     Q_OBJECT
 public:
-    explicit ItemActionsController(MasterViewController* browser);
+    ItemActionsController(MasterViewController* browser, ItemSelection* selection);
     ~ItemActionsController() override;
+
+    ItemSelection* selection() const { return mSelection; }
+    // Where trash, move, rename, new folder and put back are recorded for undo; every browser
+    // of the stack shares the window's. Without one nothing is recorded.
+    void setUndoStack(UndoStack* undo) { mUndo = undo; }
+    UndoStack* undoStack() const { return mUndo; }
 
     // The row of buttons the browser shows under its list.
     QWidget* toolbar() const { return mToolbar; }
@@ -31,20 +40,29 @@ public:
     // offers the pastes too.
     void setPasteboardScreen(PasteboardScreen* pasteboard);
 
-    // Builds the per-item menu for a row (nullptr when none may open); showMenuForCell pops it up.
-    QMenu* menuForRow(int row);
-    void showMenuForCell(int row);
+    // Builds the per-item menu for an item (nullptr while editing); showMenuForItem pops it up.
+    QMenu* menuForItem(const LibraryItem& item);
+    void showMenuForItem(const LibraryItem& item);
     void perform(ItemMenuEntry entry, const LibraryItem& item);
 
     void setEditing(bool editing);
     bool isEditing() const { return mEditing; }
+    // The picked items' paths in row order.
     QStringList actionList() const;
 
     void deleteItem(const LibraryItem& item);
+    // Trashes (in the Trash: deletes, after asking) the picked items, or the current one.
     void deleteManyPress();
+    // Deletes the picked items for good, after asking, wherever they are.
+    void deleteForGoodPress();
+    // The "Select" button's menu: Files, Folders, Both, None.
     void selectAllAction();
+    void selectKind(ItemSelection::Kind kind);
     void moveAction(const QStringList& paths);
     void renameAction(const LibraryItem& item);
+    // Puts the picked items of the Trash (or the current one) back where they came from.
+    void putBackAction();
+    void putBack(const QStringList& paths);
     void addFolderPress();
     void addFolder();
     void addNotes();
@@ -60,11 +78,16 @@ public:
     void exportToDropbox(const QStringList& paths);
     void pickSong(const QList<MusicTrack>& tracks);
 
-private:
-    // A question with buttons; answer gets the clicked button's text (empty when closed).
-    QMessageBox* ask(const QString& title, const QString& text, const QStringList& buttons,
-                     std::function<void(const QString&)> answer);
+    QMenu* selectMenu() const { return mSelectMenu; }
+    QMenu* addMenu() const { return mAddMenu; }
+
+signals:
+    // Editing mode began or ended: the list picks rows by plain clicks while it lasts.
+    void editingChanged(bool editing);
+    // An item moved or was renamed; whatever shows it follows.
     void itemMoved(const QString& from, const QString& to);
+
+private:
     // Runs a copy into the library on the background pool behind the overlay, with its bar and
     // a cancel button; doneMessage (when given) closes it after a success.
     void copyInBackground(const QString& message, const QStringList& sources,
@@ -72,11 +95,15 @@ private:
     void updateToolbar();
 
     MasterViewController* mBrowser;
+    ItemSelection* mSelection;
+    QPointer<UndoStack> mUndo;
     QWidget* mToolbar;
     QPushButton* mEditButton;
     QPushButton* mAddButton;
     QPushButton* mImportButton;
     QMenu* mImportMenu;
+    QMenu* mSelectMenu;
+    QMenu* mAddMenu;
     PasteboardScreen* mPasteboard = nullptr;
     QPushButton* mSelectButton;
     QPushButton* mMoveButton;

@@ -2,9 +2,11 @@
 
 #include "library/DetailScreen.h"
 #include "library/FileListModel.h"
+#include "library/screens/FileListView.h"
 #include "library/screens/FileRowDelegate.h"
 #include "library/FileSort.h"
 #include "library/FolderListing.h"
+#include "library/ItemSelection.h"
 #include "library/screens/ItemActionsController.h"
 #include "library/PasteboardScreen.h"
 #include "library/PreviewPlayer.h"
@@ -18,21 +20,29 @@
 #include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
-#include <QListView>
+#include <QHBoxLayout>
+#include <QPushButton>
 #include <QVBoxLayout>
 
 namespace {
 const QString kParentFolder = QStringLiteral("/..");
+const QString kRecordMark = QStringLiteral("\u25CF");
+const QString kRecordTitle = QStringLiteral("Record");
+MasterViewController::RecorderOpener gRecorderOpener;
+const QString kNoResults = QStringLiteral("No results");
 }  // namespace
 
 MasterViewController::MasterViewController(QWidget* parent)
     : QWidget(parent),
       mModel(new FileListModel(this)),
-      mTable(new QListView(this)),
+      mTable(new FileListView(this)),
+      mSelection(new ItemSelection(mModel, this)),
       mRowDelegate(new FileRowDelegate(this)),
       mHeader(new QLabel(this)),
+      mEmptyText(new QLabel(kNoResults)),
       mSearchField(new QLineEdit(this)),
       mSortButton(new SortButton(this)),
+      mRecordButton(new QPushButton(kRecordMark, this)),
       mPreview(new LibraryPreview(mModel, this))
 {
     auto* layout = new QVBoxLayout(this);
@@ -41,6 +51,7 @@ MasterViewController::MasterViewController(QWidget* parent)
 
     mSearchField->setPlaceholderText(QStringLiteral("Search"));
     mSearchField->setClearButtonEnabled(true);
+    mSearchField->setToolTip(QStringLiteral("Show only the items whose names contain this text"));
     auto* searchRow = new QVBoxLayout;
     searchRow->setContentsMargins(8, 6, 8, 6);
     searchRow->addWidget(mSearchField);
@@ -53,16 +64,36 @@ MasterViewController::MasterViewController(QWidget* parent)
     layout->addWidget(mHeader);
 
     mTable->setModel(mModel);
+    mTable->setSelectionModel(mSelection->selectionModel());
     mTable->setItemDelegate(mRowDelegate);
     mTable->setUniformItemSizes(true);
-    mTable->setSelectionMode(QAbstractItemView::SingleSelection);
+    // Ctrl- and Shift-clicks pick several rows whatever the mode.
+    mTable->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    mTable->setContextMenuPolicy(Qt::CustomContextMenu);
     mTable->setEditTriggers(QAbstractItemView::NoEditTriggers);
     mTable->setFrameShape(QFrame::NoFrame);
     mTable->setMouseTracking(true);
+    mTable->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    mTable->setTextElideMode(Qt::ElideMiddle);
     layout->addWidget(mTable, 1);
+    // Over the list's empty space, centred by a layout of its own.
+    auto* emptyLayout = new QVBoxLayout(mTable->viewport());
+    emptyLayout->addWidget(mEmptyText, 0, Qt::AlignCenter);
+    mEmptyText->setForegroundRole(QPalette::PlaceholderText);
+    mEmptyText->hide();
 
-    layout->addWidget(mSortButton);
-    mActions = new ItemActionsController(this);
+    auto* bottom = new QHBoxLayout;
+    bottom->setContentsMargins(0, 0, 6, 0);
+    bottom->addWidget(mSortButton, 1);
+    mRecordButton->setToolTip(kRecordTitle);
+    mRecordButton->setAccessibleName(kRecordTitle);
+    mRecordButton->setFixedSize(34, 28);
+    mRecordButton->setStyleSheet(QStringLiteral("QPushButton { color: #e0402f; font-size: 18px; }"));
+    mRecordButton->setVisible(bool(gRecorderOpener));
+    connect(mRecordButton, &QPushButton::clicked, this, &MasterViewController::recordPress);
+    bottom->addWidget(mRecordButton);
+    layout->addLayout(bottom);
+    mActions = new ItemActionsController(this, mSelection);
     layout->addWidget(mActions->toolbar());
     updateSortButton();
     updateHeader();
@@ -75,7 +106,25 @@ MasterViewController::MasterViewController(QWidget* parent)
     });
     connect(mModel, &FileListModel::listingFinished, this, &MasterViewController::listingFinished);
     connect(mModel, &FileListModel::headerTextChanged, this, &MasterViewController::updateHeader);
+    connect(mModel, &FileListModel::modelReset, this, &MasterViewController::updateEmptyText);
+    connect(mModel, &FileListModel::rowsInserted, this, &MasterViewController::updateEmptyText);
+    connect(mModel, &FileListModel::rowsRemoved, this, &MasterViewController::updateEmptyText);
     connect(mTable, &QListView::clicked, this, &MasterViewController::rowClicked);
+    connect(mTable, &FileListView::currentMovedByKey, this, &MasterViewController::currentMovedByKey);
+    connect(mTable, &FileListView::openRequested, this, [this](const QModelIndex& index) {
+        if (index.isValid() && index.row() < mModel->filelist().size())
+            openItem(mModel->itemAt(index.row()));
+    });
+    connect(mTable, &QListView::customContextMenuRequested, this, [this](const QPoint& at) {
+        const QModelIndex index = mTable->indexAt(at);
+        if (mModel->isLoaded() && index.isValid() && index.row() < mModel->filelist().size())
+            mActions->showMenuForItem(mModel->itemAt(index.row()));
+    });
+    connect(mActions, &ItemActionsController::editingChanged, this, [this](bool editing) {
+        // While editing, a plain click picks a row instead of opening it.
+        mTable->setSelectionMode(editing ? QAbstractItemView::MultiSelection : QAbstractItemView::ExtendedSelection);
+    });
+    connect(mActions, &ItemActionsController::itemMoved, this, &MasterViewController::followMove);
     connect(mSortButton, &SortButton::clicked, this, &MasterViewController::sortPress);
     connect(mSearchField, &QLineEdit::textChanged, this, &MasterViewController::handleSearch);
     connect(mRowDelegate, &FileRowDelegate::previewButtonClicked, this, [this](const QModelIndex& index) {
@@ -90,6 +139,20 @@ MasterViewController::~MasterViewController()
     mModel->cancelUpdate();
     if (mDirWatcher)
         mDirWatcher->invalidate();
+}
+
+void MasterViewController::setRecorderOpener(RecorderOpener opener) { gRecorderOpener = std::move(opener); }
+
+void MasterViewController::recordPress()
+{
+    if (gRecorderOpener)
+        gRecorderOpener(this, false);
+}
+
+void MasterViewController::openAndToggleRecorder()
+{
+    if (gRecorderOpener)
+        gRecorderOpener(this, true);
 }
 
 void MasterViewController::setFolder(const QString& folder)
@@ -126,14 +189,12 @@ void MasterViewController::setPasteboardScreen(PasteboardScreen* pasteboard)
     mActions->setPasteboardScreen(pasteboard);
     pasteboard->attachToList(
         mTable, [this] { return folder(); },
-        [this] {
-            QStringList paths = mActions->actionList();
-            const QModelIndex current = mTable->currentIndex();
-            if (paths.isEmpty() && current.isValid() && current.row() < mModel->filelist().size())
-                paths << mModel->itemAt(current.row()).path;
-            return paths;
-        });
+        [this] { return mSelection->targetPaths(); });
 }
+
+void MasterViewController::setUndoStack(UndoStack* undo) { mActions->setUndoStack(undo); }
+
+UndoStack* MasterViewController::undoStack() const { return mActions->undoStack(); }
 
 QString MasterViewController::audioPaste(const QString& name)
 {
@@ -144,7 +205,7 @@ QString MasterViewController::headerText() const { return mHeader->isVisible() ?
 
 const LibraryItemList& MasterViewController::addingFileList() const { return mModel->addingFileList(); }
 
-QString MasterViewController::sortButtonText() const { return mSortButton->text(); }
+QString MasterViewController::sortButtonText() const { return mSortButton->plainText(); }
 
 void MasterViewController::update() { mModel->update(); }
 
@@ -165,6 +226,13 @@ void MasterViewController::updateHeader()
     const QString text = mModel->headerText();
     mHeader->setText(text);
     mHeader->setHidden(text.isEmpty());
+}
+
+QString MasterViewController::emptyText() const { return mEmptyText->isVisibleTo(mTable) ? mEmptyText->text() : QString(); }
+
+void MasterViewController::updateEmptyText()
+{
+    mEmptyText->setVisible(mModel->isSearching() && mModel->rowCount() == 0);
 }
 
 void MasterViewController::sortPress()
@@ -279,13 +347,52 @@ int MasterViewController::rowForItemWithPath(const QString& path) const { return
 
 void MasterViewController::rowClicked(const QModelIndex& index)
 {
-    if (!index.isValid() || mModel->isArriving(mModel->itemAt(index.row()).path))
+    if (!index.isValid() || index.row() >= mModel->filelist().size() || mActions->isEditing()
+        || mTable->lastPressPicksOnly())
         return;
-    const LibraryItem& item = mModel->itemAt(index.row());
-    if (item.isDirectory)
+    openItem(mModel->itemAt(index.row()));
+}
+
+void MasterViewController::currentMovedByKey(const QModelIndex& index)
+{
+    // The editor follows the keyboard from file to file; folders open only on Enter.
+    if (mActions->isEditing() || !index.isValid() || index.row() >= mModel->filelist().size())
+        return;
+    const LibraryItem item = mModel->itemAt(index.row());
+    if (!item.isDirectory && !mModel->isArriving(item.path) && mDetail && mDetail->detailItem() != item.path)
+        mDetail->setDetailItem(item.path);
+}
+
+void MasterViewController::openItem(const LibraryItem& item)
+{
+    if (mModel->isArriving(item.path))
+        return;
+    if (item.isDirectory) {
         enterFolder(item.path, true);
-    else
+        // Back on this level, the list shows the editor's file, not the folder left.
+        mSelection->clear();
+        selectCurrentPath();
+    } else {
         openFile(item.path);
+    }
+}
+
+void MasterViewController::openCurrent()
+{
+    if (const std::optional<LibraryItem> current = mSelection->currentItem())
+        openItem(*current);
+}
+
+void MasterViewController::followMove(const QString& path, const QString& newPath)
+{
+    if (!mDetail)
+        return;
+    mDetail->waveformRenamed(path, newPath);
+    const QString shown = mDetail->detailItem();
+    if (shown == path)
+        mDetail->setDetailItem(newPath);
+    else if (shown.startsWith(path + QLatin1Char('/')))
+        mDetail->setDetailItem(newPath + shown.mid(path.size()));
 }
 
 MasterViewController* MasterViewController::enterFolder(const QString& path, bool animated)
@@ -299,6 +406,7 @@ MasterViewController* MasterViewController::enterFolder(const QString& path, boo
     browser->setWindowTitle(lastPathComponent(path));
     browser->setNavigationController(mNavigation);
     browser->setPasteboardScreen(mPasteboard);
+    browser->setUndoStack(undoStack());
     if (mNavigation)
         mNavigation->pushViewController(browser, animated);
     else

@@ -6,18 +6,22 @@
 
 #include <QPointer>
 #include <QWidget>
+#include <functional>
 #include <memory>
 
 class DetailScreen;
 class DropboxScreen;
 class FileListModel;
+class FileListView;
 class FileRowDelegate;
+class ItemSelection;
 class ItemActionsController;
 class PasteboardScreen;
 class QLabel;
 class QLineEdit;
-class QListView;
+class QPushButton;
 class SortButton;
+class UndoStack;
 
 // The library browser: one folder as a sorted list that follows the folder's changes, with
 // search, sorting and navigation into folders. One browser per level of the library's
@@ -49,11 +53,19 @@ public:
     void setFolderLevel(int level) { mFolderLevel = level; }
     int folderLevel() const { return mFolderLevel; }
 
+    // The window's undo stack, shared by every browser of the stack.
+    void setUndoStack(UndoStack* undo);
+    UndoStack* undoStack() const;
+
     FileListModel* model() const { return mModel; }
-    QListView* tableView() const { return mTable; }
+    FileListView* tableView() const { return mTable; }
+    // The picked rows and the current one; the file actions and the menu bar work on it.
+    ItemSelection* selection() const { return mSelection; }
     FileRowDelegate* rowDelegate() const { return mRowDelegate; }
     ItemActionsController* actions() const { return mActions; }
     QString headerText() const;
+    // "No results" over the list while a search finds nothing; empty otherwise.
+    QString emptyText() const;
     QString sortButtonText() const;
     const LibraryItemList& addingFileList() const;
 
@@ -63,6 +75,12 @@ public:
     void updateDirExternal();
     void handleSearch(const QString& text);
     void cancelSearch();
+
+    // Enter on the current row: a folder opens as the next level, a file in the editor.
+    void openItem(const LibraryItem& item);
+    void openCurrent();
+    // The item at path moved to newPath (a move, a rename, an undo): the editor follows it.
+    void followMove(const QString& path, const QString& newPath);
 
     void showFile(const QString& path);
     void openFile(const QString& path);
@@ -85,6 +103,16 @@ public:
     // Stores the sort mode.
     static void saveDefaults();
 
+    // The recorder lives above the library: the window installs how a browser opens it
+    // (toggle: and presses REC). Without an opener the record button is hidden.
+    using RecorderOpener = std::function<void(MasterViewController* browser, bool toggle)>;
+    static void setRecorderOpener(RecorderOpener opener);
+    QPushButton* recordButton() const { return mRecordButton; }
+    // The record button: opens the recorder screen for this folder.
+    void recordPress();
+    // Opens the recorder screen and toggles recording.
+    void openAndToggleRecorder();
+
 signals:
     // An item vanished from the folder (after the rows are gone); whatever showed or played
     // it lets go of it.
@@ -96,14 +124,19 @@ private:
     void directoryDidChange(DirectoryWatcher* watcher) override;
     void listingFinished();
     void rowClicked(const QModelIndex& index);
+    void currentMovedByKey(const QModelIndex& index);
     void updateHeader();
+    void updateEmptyText();
 
     FileListModel* mModel;
-    QListView* mTable;
+    FileListView* mTable;
+    ItemSelection* mSelection;
     FileRowDelegate* mRowDelegate;
     QLabel* mHeader;
+    QLabel* mEmptyText;
     QLineEdit* mSearchField;
     SortButton* mSortButton;
+    QPushButton* mRecordButton;
     DetailScreen* mDetail = nullptr;
     DropboxScreen* mDropbox = nullptr;
     QPointer<NavigationController> mNavigation;

@@ -1,28 +1,27 @@
 #pragma once
-#include <QWidget>
+#include <QAbstractButton>
 
 class QLabel;
 
-// "SORTED BY NAME": the browser's button that steps through the sort modes.
-class SortButton : public QWidget {
+// "SORTED BY NAME": the browser's button that steps through the sort modes. A real button
+// (mouse, Space and Enter, focus, accessibility); the two-coloured label inside only draws.
+class SortButton : public QAbstractButton {
     Q_OBJECT
 public:
     explicit SortButton(QWidget* parent = nullptr);
 
     // The label for a mode; animated, the new text flips in from the top.
     void setMode(int mode, bool animated);
-    QString text() const;  // the label without colours
+    // The label without colours.
+    QString plainText() const { return text(); }
 
     QSize sizeHint() const override;
-
-signals:
-    void clicked();
+    QSize minimumSizeHint() const override;
 
 protected:
-    void mouseReleaseEvent(QMouseEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
 
 private:
     QLabel* mLabel;
-    QString mPlainText;
 };

@@ -2,6 +2,7 @@
 #include "platform/ffmpeg/FFmpegAudioReader.h"
 #include "platform/ffmpeg/FFmpegAudioWriter.h"
 #include "platform/ffmpeg/FFmpegMetadata.h"
+#include "platform/ffmpeg/FFmpegRemux.h"
 
 namespace {
 const platform::CodecModule kModule{
@@ -9,6 +10,8 @@ const platform::CodecModule kModule{
     &platform::FFmpegAudioReader::open,
     &platform::FFmpegAudioWriter::create,
     &platform::FFmpegMetadata::read,
+    &platform::FFmpegAudioWriter::createFragmented,
+    &platform::ffmpeg::remuxToM4A,
 };
 }  // namespace
 

@@ -1,11 +1,13 @@
 #include "platform/ffmpeg/FFmpegAudioWriter.h"
 
+#include "platform/ffmpeg/FFmpegRemux.h"
 #include "platform/ffmpeg/FFmpegSupport.h"
 #include "platform/FourCC.h"
 #include "platform/Log.h"
 #include "platform/SampleConversion.h"
 
 #include <QFile>
+#include <cstdio>
 #include <algorithm>
 
 extern "C" {
@@ -96,6 +98,15 @@ std::unique_ptr<AudioFileWriter> FFmpegAudioWriter::create(const QString& path, 
     return std::unique_ptr<AudioFileWriter>(new FFmpegAudioWriter(path, format, std::move(h)));
 }
 
+std::unique_ptr<AudioFileWriter> FFmpegAudioWriter::createFragmented(const QString& path,
+                                                                     const StreamDescription& format, QString* reason)
+{
+    auto writer = create(path, format, reason);
+    if (writer)
+        static_cast<FFmpegAudioWriter*>(writer.get())->mFragmented = true;
+    return writer;
+}
+
 FFmpegAudioWriter::FFmpegAudioWriter(const QString& path, const StreamDescription& format, std::unique_ptr<Handles> handles)
     : AudioFileWriter(path, format), mH(std::move(handles))
 {
@@ -143,8 +154,13 @@ bool FFmpegAudioWriter::ensureOpen()
         return false;
     mH->stream->time_base = mH->enc->time_base;
     err = avcodec_parameters_from_context(mH->stream->codecpar, mH->enc);
+    AVDictionary* options = nullptr;
+    // An empty index up front, then fragments each with their own, cut when we ask.
+    if (mFragmented)
+        av_dict_set(&options, "movflags", "empty_moov+frag_custom+default_base_moof", 0);
     if (err >= 0)
-        err = avformat_write_header(mH->fmt, nullptr);
+        err = avformat_write_header(mH->fmt, &options);
+    av_dict_free(&options);
     AVFrame* frame = mH->frame;
     frame->format = mH->enc->sample_fmt;
     frame->nb_samples = mH->enc->frame_size > 0 ? mH->enc->frame_size : 4096;
@@ -237,6 +253,17 @@ bool FFmpegAudioWriter::encode(bool flush)
     return false;
 }
 
+bool FFmpegAudioWriter::checkpointFile()
+{
+    if (!ensureOpen())
+        return false;
+    // The packets so far become a fragment; the encoder keeps the samples of its open frame.
+    if (av_write_frame(mH->fmt, nullptr) < 0)
+        return false;
+    avio_flush(mH->fmt->pb);
+    return mH->fmt->pb->error == 0;
+}
+
 bool FFmpegAudioWriter::finishFile()
 {
     if (!ensureOpen() || !encode(true))
@@ -245,6 +272,18 @@ bool FFmpegAudioWriter::finishFile()
     const int closeErr = avio_closep(&mH->fmt->pb);
     if (err < 0 || closeErr < 0) {
         log(QStringLiteral("Could not finish %1: %2").arg(mPath, ffmpeg::errorText(err < 0 ? err : closeErr)));
+        return false;
+    }
+    if (!mFragmented)
+        return true;
+    // The fragments become a plain M4A beside it, which replaces it in one rename: until
+    // then the fragmented file stays whole.
+    const QString plain = mPath + QStringLiteral(".plain");
+    QString reason;
+    if (ffmpeg::remuxToM4A(mPath, plain, mH->samplesSent + mH->enc->initial_padding, &reason) < 0 ||
+        std::rename(QFile::encodeName(plain).constData(), QFile::encodeName(mPath).constData()) != 0) {
+        log(QStringLiteral("Could not finish %1: %2").arg(mPath, reason));
+        QFile::remove(plain);
         return false;
     }
     return true;

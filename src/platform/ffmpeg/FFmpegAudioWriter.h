@@ -9,6 +9,10 @@ namespace platform {
 class FFmpegAudioWriter final : public AudioFileWriter {
 public:
     static std::unique_ptr<AudioFileWriter> create(const QString& path, const StreamDescription& format, QString* reason);
+    // Written as fragments of about a checkpoint each, every one complete with its index, so
+    // a file cut off anywhere plays up to its last checkpoint; close() makes it a plain M4A.
+    static std::unique_ptr<AudioFileWriter> createFragmented(const QString& path, const StreamDescription& format,
+                                                             QString* reason);
     ~FFmpegAudioWriter() override;
 
     bool hasEncoder() const override { return true; }
@@ -19,6 +23,7 @@ public:
 protected:
     bool writeFile(const float* interleaved, int64_t frames) override;
     bool finishFile() override;
+    bool checkpointFile() override;
 
 private:
     struct Handles;
@@ -28,6 +33,7 @@ private:
     bool encode(bool flush);
 
     std::unique_ptr<Handles> mH;
+    bool mFragmented = false;
 };
 
 }  // namespace platform

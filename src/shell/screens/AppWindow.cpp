@@ -2,11 +2,18 @@
 
 #include "audiofiles/screens/DetailViewController.h"
 #include "exchange/screens/LibraryExchange.h"
+#include "library/UndoStack.h"
 #include "library/Utils.h"
+#include "platform/Alerts.h"
 #include "cloud/screens/DropboxScreens.h"
 #include "library/screens/MasterViewController.h"
 #include "recording/AudioServerStatus.h"
+#include "recording/Recorder.h"
+#include "recording/TakeDelivery.h"
+#include "recording/screens/AudioSettingsViewController.h"
+#include "recording/screens/RecorderViewController.h"
 #include "recording/screens/UnitControlPanel.h"
+#include "platform/Settings.h"
 #include "shell/FilePlayerPreview.h"
 #include "shell/screens/InfoViewController.h"
 #include "shell/screens/SettingsViewController.h"
@@ -17,6 +24,7 @@
 #include "wifidrive/screens/WiFiDriveViewController.h"
 
 #include <QAction>
+#include <QFileInfo>
 #include <QHBoxLayout>
 #include <QEvent>
 #include <QGuiApplication>
@@ -24,11 +32,13 @@
 #include <QPropertyAnimation>
 #include <QSplitter>
 #include <QStyle>
+#include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
 
 namespace {
 const QString kLibraryTitle = QStringLiteral("Library");
+const QString kAppTitle = QStringLiteral("Wavelocker");
 constexpr int kInfoButtonWidth = 30;
 constexpr int kInfoButtonHeight = 22;
 constexpr int kMasterColumnWidth = 380;
@@ -41,6 +51,11 @@ constexpr int kWiFiDriveHeight = 700;
 const QString kSettingsActionText = QStringLiteral("Settings\u2026");
 constexpr int kSettingsWidth = 480;
 constexpr int kSettingsHeight = 560;
+const QString kWindowGeometryKey = QStringLiteral("WindowGeometry");
+const QString kColumnsKey = QStringLiteral("WindowColumns");
+const QString kWindowTitleFormat = QStringLiteral("%1 \u2014 Wavelocker");
+// Resizing and moving are saved once they have stopped for a moment, not on every step.
+constexpr int kSaveStateDelayMs = 500;
 }  // namespace
 
 AppWindow::AppWindow(QObject* parent) : AppDelegate(Mode::Window, parent) {}
@@ -87,7 +102,7 @@ void AppWindow::observeWindow()
 void AppWindow::createWindow()
 {
     mWindow = std::make_unique<QWidget>();
-    mWindow->setWindowTitle(QStringLiteral("Wavelocker"));
+    mWindow->setWindowTitle(kAppTitle);
     mWindow->resize(kWindowWidth, kWindowHeight);
     Theme::applyDarkAppearance(mWindow.get());
 }
@@ -95,6 +110,18 @@ void AppWindow::createWindow()
 void AppWindow::createScreens()
 {
     createWindow();
+    MasterViewController::setRecorderOpener(
+        [this](MasterViewController* browser, bool toggle) { openRecorder(browser, toggle); });
+    // A remote record toggle: the recorder of the last browser on the stack.
+    RecorderLauncher::setOpener([this]() -> Recorder* {
+        MasterViewController* browser = nullptr;
+        if (mLibraryNavigation)
+            for (QWidget* w : mLibraryNavigation->viewControllers())
+                if (auto* b = qobject_cast<MasterViewController*>(w))
+                    browser = b;
+        RecorderViewController* screen = browser ? openRecorder(browser, false) : nullptr;
+        return screen ? screen->recorder() : nullptr;
+    });
     mDetail = new DetailViewController;
     mMaster = new MasterViewController;
     mMaster->setWindowTitle(kLibraryTitle);
@@ -105,11 +132,16 @@ void AppWindow::createScreens()
     mExchange = new LibraryExchange(this);
     mExchange->setPreviewPlayer(preview());
     mMaster->setPasteboardScreen(mExchange);
+    mUndo = new UndoStack(this);
+    mMaster->setUndoStack(mUndo);
+    connect(mUndo, &UndoStack::itemMoved, mMaster, &MasterViewController::followMove);
     mDetail->setPasteboardScreen(mExchange);
 
     mLibraryNavigation = new NavigationController(mMaster);
     mMaster->setNavigationController(mLibraryNavigation);
     mDetailNavigation = new NavigationController(mDetail);
+    // The editor's own bar carries its title and buttons.
+    mDetailNavigation->setBarHiddenAtRoot(true);
     mSplit = new QSplitter(Qt::Horizontal);
     mSplit->addWidget(mLibraryNavigation);
     mSplit->addWidget(mDetailNavigation);
@@ -133,13 +165,45 @@ void AppWindow::createScreens()
         label->setVisible(!text.isEmpty());
     });
     mMaster->setFolder(Utils::documentsURL());
-    mWindow->showMaximized();
+    urlCommands()->setPasteHandler([this](const QString& name) { return !mMaster->audioPaste(name).isEmpty(); });
+    connect(mDetail, &QWidget::windowTitleChanged, this, &AppWindow::updateWindowTitle);
+    restoreWindowState();
     addInfoButton();
+}
+
+void AppWindow::restoreWindowState()
+{
+    mSaveWindowState = new QTimer(this);
+    mSaveWindowState->setSingleShot(true);
+    mSaveWindowState->setInterval(kSaveStateDelayMs);
+    connect(mSaveWindowState, &QTimer::timeout, this, &AppWindow::saveWindowState);
+    connect(mSplit, &QSplitter::splitterMoved, mSaveWindowState, qOverload<>(&QTimer::start));
+    mSplit->restoreState(platform::Settings::value(kColumnsKey).toByteArray());
+    // Qt puts a window saved on a screen that has gone back onto one that is there.
+    if (mWindow->restoreGeometry(platform::Settings::value(kWindowGeometryKey).toByteArray()))
+        mWindow->show();
+    else
+        mWindow->showMaximized();
+}
+
+void AppWindow::saveWindowState()
+{
+    if (!mWindow || !mSplit)
+        return;
+    platform::Settings::setValue(kWindowGeometryKey, mWindow->saveGeometry());
+    platform::Settings::setValue(kColumnsKey, mSplit->saveState());
+}
+
+void AppWindow::updateWindowTitle(const QString& fileName)
+{
+    if (mWindow)
+        mWindow->setWindowTitle(fileName.isEmpty() ? kAppTitle : kWindowTitleFormat.arg(fileName));
 }
 
 void AppWindow::addInfoButton()
 {
     auto* info = new QToolButton;
+    info->setToolTip(QStringLiteral("About, help and disk usage"));
     info->setIcon(info->style()->standardIcon(QStyle::SP_MessageBoxInformation));
     info->setFixedSize(kInfoButtonWidth, kInfoButtonHeight);
     info->setAutoRaise(true);
@@ -150,8 +214,13 @@ void AppWindow::addInfoButton()
 
 bool AppWindow::eventFilter(QObject* watched, QEvent* event)
 {
-    if (watched == mWindow.get() && event->type() == QEvent::Hide)
+    if (watched == mWindow.get() && event->type() == QEvent::Hide) {
+        saveWindowState();
         applicationDidEnterBackground();
+    }
+    if (watched == mWindow.get() && (event->type() == QEvent::Resize || event->type() == QEvent::Move) && mSaveWindowState &&
+        mWindow->isVisible())
+        mSaveWindowState->start();
     return QObject::eventFilter(watched, event);
 }
 
@@ -164,6 +233,7 @@ void AppWindow::infoTapped()
     auto* done = new QToolButton;
     done->setText(QStringLiteral("Done"));
     done->setAutoRaise(true);
+    done->setToolTip(QStringLiteral("Close the Info screen"));
     connect(done, &QToolButton::clicked, this, &AppWindow::closeInfo);
     navigation->setLeftItem(info, done);
     navigation->setAutoFillBackground(true);
@@ -295,13 +365,76 @@ void AppWindow::settingsTapped()
         mSettings->activateWindow();
         return;
     }
-    auto* settings = new SettingsViewController(preferences());
+    auto* settings = new SettingsViewController(preferences(), [] { return new AudioSettingsViewController; });
+    settings->setDropboxScreens(mDropboxScreens);
     mSettings = new NavigationController(settings, mWindow.get());
     mSettings->setWindowFlag(Qt::Dialog);
     mSettings->setWindowTitle(settings->windowTitle());
     mSettings->setAttribute(Qt::WA_DeleteOnClose);
     mSettings->resize(kSettingsWidth, kSettingsHeight);
     mSettings->show();
+}
+
+RecorderViewController* AppWindow::openRecorder(MasterViewController* browser, bool toggle)
+{
+    if (!mLibraryNavigation || !browser)
+        return nullptr;
+    if (mRecorder) {
+        mLibraryNavigation->popToViewController(mRecorder, true);
+    } else {
+        if (mLibraryNavigation->viewControllers().contains(browser))
+            mLibraryNavigation->popToViewController(browser, false);
+        mRecorder = new RecorderViewController;
+        mLibraryNavigation->pushViewController(mRecorder, true);
+        mRecorder->installBarItems(mLibraryNavigation);
+        connect(mRecorder, &RecorderViewController::closeRequested, this, &AppWindow::closeRecorder);
+        TakeDelivery::Hooks hooks;
+        hooks.progress = [this](const QString& message) {
+            if (!mNormalizing)
+                mNormalizing = ProgressHUD::showWithMessage(mWindow.get(), message);
+            else if (message == QLatin1String("Normalized"))
+                mNormalizing->makeAutoDismissMessage(message);
+            else
+                mNormalizing->setMessage(message);
+        };
+        hooks.delivered = [this](const QString& path, bool autoOpen) {
+            if (!autoOpen)
+                return;
+            closeRecorder();
+            // A normalized take is replaced in place after the list saw it arrive, so the
+            // list's own opening may have passed: open it here when its row is there.
+            if (!mLibraryNavigation || (mDetail && mDetail->detailItem() == path))
+                return;
+            const QString folder = QFileInfo(path).absolutePath();
+            for (QWidget* w : mLibraryNavigation->viewControllers()) {
+                auto* browser = qobject_cast<MasterViewController*>(w);
+                if (browser && browser->folder() == folder && browser->rowForItemWithPath(path) >= 0) {
+                    Utils::clearLastNewFile();
+                    browser->openFile(path);
+                    return;
+                }
+            }
+        };
+        hooks.failed = [this](const QString& error) {
+            if (mNormalizing)
+                mNormalizing->dismiss();
+            platform::showAlert(QStringLiteral("Sorry"), error, mWindow.get());
+        };
+        mRecorder->recorder()->setDoneBlock(TakeDelivery::doneBlock(browser->folder(), this, std::move(hooks)));
+    }
+    if (toggle)
+        mRecorder->recPress();
+    return mRecorder;
+}
+
+void AppWindow::closeRecorder()
+{
+    if (!mRecorder || !mLibraryNavigation)
+        return;
+    const QList<QWidget*>& stack = mLibraryNavigation->viewControllers();
+    const int at = int(stack.indexOf(mRecorder));
+    if (at > 0)
+        mLibraryNavigation->popToViewController(stack[at - 1], true);
 }
 
 void AppWindow::libraryMoved(const QString& root)

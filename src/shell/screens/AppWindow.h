@@ -11,10 +11,13 @@ class LibraryExchange;
 class MasterViewController;
 class NavigationController;
 class ProgressHUD;
+#include "recording/screens/RecorderViewController.h"
 class QAction;
 class QLabel;
 class QSplitter;
+class QTimer;
 class SettingsViewController;
+class UndoStack;
 class QWidget;
 class WiFiDriveViewController;
 
@@ -42,6 +45,13 @@ public:
     void settingsTapped();
     SettingsViewController* settingsViewController() const;
 
+    // The recorder screen on the library's stack for browser's folder (the one open already
+    // when there is one); toggle presses REC. The screen is answered.
+    RecorderViewController* openRecorder(MasterViewController* browser, bool toggle);
+    RecorderViewController* recorderViewController() const { return mRecorder; }
+    // Takes the recorder screen off the stack (the recorder goes with it).
+    void closeRecorder();
+
     // URL commands in the window: the root browser shows, the overlay tells.
     void showFileOrFolder(const QString& path) override;
     void popToRootBrowser() override;
@@ -60,6 +70,8 @@ public:
     DropboxScreens* dropboxScreens() const { return mDropboxScreens; }
     DetailViewController* detailViewController() const { return mDetail; }
     LibraryExchange* libraryExchange() const { return mExchange; }
+    // Undo and redo of the browsers' trash, move, rename, new folder and put back.
+    UndoStack* undoStack() const { return mUndo; }
 
 protected:
     void createScreens() override;
@@ -74,6 +86,10 @@ private:
     void addInfoButton();
     void addWiFiDriveAction();
     void addBarActions();
+    // The window's size, place and column widths: kept in the settings, put back at start.
+    void restoreWindowState();
+    void saveWindowState();
+    void updateWindowTitle(const QString& fileName);
 
     std::unique_ptr<QWidget> mWindow;
     QSplitter* mSplit = nullptr;
@@ -83,6 +99,7 @@ private:
     DropboxScreens* mDropboxScreens = nullptr;
     DetailViewController* mDetail = nullptr;
     LibraryExchange* mExchange = nullptr;
+    UndoStack* mUndo = nullptr;
     QPointer<QWidget> mInfo;
     QAction* mWiFiDriveAction = nullptr;
     QPointer<WiFiDriveViewController> mWiFiDrive;
@@ -90,5 +107,8 @@ private:
     QPointer<NavigationController> mSettings;
     std::unique_ptr<AudioServerStatus> mServerStatus;
     QLabel* mServerMessage = nullptr;
-    QPointer<ProgressHUD> mPasteOverlay;  // the window's word on the audio server, hidden when none
+    QPointer<ProgressHUD> mPasteOverlay;
+    QPointer<RecorderViewController> mRecorder;
+    QPointer<ProgressHUD> mNormalizing;
+    QTimer* mSaveWindowState = nullptr;  // the window's word on the audio server, hidden when none
 };

@@ -1,4 +1,6 @@
 #include "shell/screens/SettingsViewController.h"
+#include "cloud/DropboxAccount.h"
+#include "cloud/screens/DropboxScreens.h"
 
 #include "library/Utils.h"
 #include "recording/AudioEngine.h"
@@ -31,6 +33,11 @@ const QString kPortSubtitle = QStringLiteral("80 falls back to 8080 when it is r
 const QString kJackTitle = QStringLiteral("JACK server");
 const QString kJackSubtitle = QStringLiteral("The server to play and record through; empty for the default one.");
 const QString kJackPlaceholder = QStringLiteral("default");
+const QString kDropboxTitle = QStringLiteral("Dropbox");
+const QString kDropboxLink = QStringLiteral("Link…");
+const QString kDropboxUnlink = QStringLiteral("Unlink…");
+const QString kDropboxLinked = QStringLiteral("Linked: the library imports from and exports to this account.");
+const QString kDropboxNotLinked = QStringLiteral("Not linked. Link an account to import from and export to Dropbox.");
 
 constexpr int kContainerWidth = 260;
 constexpr int kContainerHeight = 150;
@@ -184,9 +191,41 @@ void SettingsViewController::buildDesktopRows()
     mDesktopRows->addWidget(controlRow(kJackTitle, mJackServer, subtitleLabel(kJackSubtitle)));
 }
 
+void SettingsViewController::setDropboxScreens(DropboxScreens* dropbox)
+{
+    if (mDropbox || !dropbox)
+        return;
+    mDropboxScreens = dropbox;
+    mDropbox = new QPushButton;
+    mDropbox->setAccessibleName(kDropboxTitle);
+    mDropboxLabel = subtitleLabel(QString());
+    connect(mDropbox, &QPushButton::clicked, this, [this] {
+        if (mDropboxScreens->account()->isLinked())
+            mDropboxScreens->unlinkAccount(this);
+        else
+            mDropboxScreens->linkAccount(this);
+    });
+    connect(dropbox->account(), &cloud::DropboxAccount::linkedChanged, this, &SettingsViewController::updateDropboxRow);
+    mDesktopRows->addWidget(controlRow(kDropboxTitle, mDropbox, mDropboxLabel));
+    updateDropboxRow();
+    layoutSections();
+}
+
+void SettingsViewController::updateDropboxRow()
+{
+    const bool linked = mDropboxScreens->account()->isLinked();
+    mDropbox->setText(linked ? kDropboxUnlink : kDropboxLink);
+    mDropboxLabel->setText(linked ? kDropboxLinked : kDropboxNotLinked);
+}
+
 void SettingsViewController::resizeEvent(QResizeEvent* event)
 {
     QWidget::resizeEvent(event);
+    layoutSections();
+}
+
+void SettingsViewController::layoutSections()
+{
     // Both sections stay centred as one block when the view resizes.
     const int desktopHeight = mDesktop->sizeHint().height();
     const int total = kContainerHeight + kSectionGap + desktopHeight;

@@ -2,6 +2,7 @@
 #include <QWidget>
 #include <functional>
 
+class DropboxScreens;
 class Preferences;
 class QLabel;
 class QLineEdit;
@@ -10,7 +11,8 @@ class QSpinBox;
 class QVBoxLayout;
 
 // The settings panel: auto-preview and the way into the audio settings, then the desktop's
-// own settings (library folder, web drive port, JACK server), each applied as it changes.
+// own settings (library folder, web drive port, JACK server, Dropbox account), each applied as
+// it changes.
 // Built in code, row by row.
 class SettingsViewController : public QWidget {
     Q_OBJECT
@@ -36,6 +38,11 @@ public:
     QSpinBox* portBox() const { return mPort; }
     QLineEdit* jackServerField() const { return mJackServer; }
 
+    // Adds the Dropbox account row: link or unlink, with the account's state below.
+    void setDropboxScreens(DropboxScreens* dropbox);
+    QPushButton* dropboxButton() const { return mDropbox; }
+    QLabel* dropboxLabel() const { return mDropboxLabel; }
+
     // Applies what a folder chooser answered (the button's dialog calls it).
     void chooseLibraryFolder(const QString& folder);
 
@@ -48,6 +55,8 @@ private:
     void updateAutoPlayTitle();
     void updateLibraryRow();
     void libraryPress();
+    void updateDropboxRow();
+    void layoutSections();
 
     Preferences* mPreferences;
     ScreenFactory mAudioSettingsFactory;
@@ -58,6 +67,9 @@ private:
     QPushButton* mAutoPlay = nullptr;
     QPushButton* mAudioSettings = nullptr;
     QPushButton* mLibrary = nullptr;
+    DropboxScreens* mDropboxScreens = nullptr;
+    QPushButton* mDropbox = nullptr;
+    QLabel* mDropboxLabel = nullptr;
     QLabel* mLibraryLabel = nullptr;
     QSpinBox* mPort = nullptr;
     QLineEdit* mJackServer = nullptr;

@@ -40,6 +40,12 @@ const QList<Command>& commands()
         {"pasteboards", "pasteboards              the twelve AudioCopy slots: name, sender, duration, channels, tempo",
          runPasteboards},
         {"play", "play FILE [--buffer FRAMES]  play an audio or MIDI file through the audio engine to its end", runPlay},
+        {"record",
+         "record OUT [--seconds N] [--format N] [--channels N] [--bits N] [--bitrate BPS] [--samplerate HZ] "
+         "[--source input|player FILE]\n"
+         "      record the engine's source into OUT (format 0 WAVE, 1 AIFF, 2 CAF, 3 M4A AAC, 4 M4A ALAC) for N seconds\n"
+         "      or until Ctrl+C, SIGTERM or, with the player as source, the file's end",
+         runRecord},
         {"units", "units                    list the installed plugin units: type, subtype, maker code, name, URI", runUnits},
         {"process", "process IN OUT --effect URI [--effect URI ...] [--set URI:PORT=VALUE ...]\n"
                     "                           run a file through up to three plugin effects, in order, into a\n"

@@ -23,6 +23,7 @@ int runConvert(const QStringList& args);
 int runNormalize(const QStringList& args);
 int runTrim(const QStringList& args);
 int runPlay(const QStringList& args);
+int runRecord(const QStringList& args);
 int runRender(const QStringList& args);
 int runDropbox(const QStringList& args);
 int runCopy(const QStringList& args);

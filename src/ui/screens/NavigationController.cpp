@@ -102,6 +102,14 @@ void NavigationController::setRightItem(QWidget* viewController, QWidget* item)
 
 void NavigationController::setNavigationBarEnabled(bool enabled) { mBar->setEnabled(enabled); }
 
+void NavigationController::setBarHiddenAtRoot(bool hidden)
+{
+    mBarHiddenAtRoot = hidden;
+    updateBar();
+}
+
+bool NavigationController::isBarVisible() const { return !mBar->isHidden(); }
+
 QString NavigationController::titleText() const { return mTitle->text(); }
 
 bool NavigationController::eventFilter(QObject* watched, QEvent* event)
@@ -139,4 +147,7 @@ void NavigationController::updateBar()
     for (auto it = mRightItems.cbegin(); it != mRightItems.cend(); ++it)
         it.value()->setVisible(it.key() == top);
     mBack->setVisible(!left && mStack.size() > 1);
+    if (mStack.size() > 1)
+        mBack->setToolTip(QStringLiteral("Back to %1").arg(mStack[mStack.size() - 2]->windowTitle()));
+    mBar->setHidden(mBarHiddenAtRoot && mStack.size() <= 1);
 }

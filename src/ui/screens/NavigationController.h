@@ -28,6 +28,10 @@ public:
     // Extra items at the right end of the bar while viewController is on top.
     void setRightItem(QWidget* viewController, QWidget* item);
     void setNavigationBarEnabled(bool enabled);
+    // With only the root screen on the stack the bar is hidden: a root that carries its own
+    // title and buttons keeps the room.
+    void setBarHiddenAtRoot(bool hidden);
+    bool isBarVisible() const;
     QString titleText() const;
 
 signals:
@@ -51,4 +55,5 @@ private:
     QStackedWidget* mPages;
     QHash<QWidget*, QWidget*> mLeftItems;
     QHash<QWidget*, QWidget*> mRightItems;
+    bool mBarHiddenAtRoot = false;
 };

@@ -17,8 +17,11 @@ Stepper::Stepper(QWidget* parent)
     mMinus->setAutoRepeat(true);
     mPlus->setAutoRepeat(true);
     mLabel->setAlignment(Qt::AlignCenter);
-    mLabel->setMinimumWidth(80);
+    mLabel->setMinimumWidth(mLabel->fontMetrics().horizontalAdvance(QStringLiteral("♩= 888.8")) + 8);
     mLabel->setCursor(Qt::SizeHorCursor);
+    mMinus->setToolTip(QStringLiteral("Decrease"));
+    mPlus->setToolTip(QStringLiteral("Increase"));
+    mLabel->setToolTip(QStringLiteral("Drag sideways to change"));
     mLabel->installEventFilter(this);
     layout->addWidget(mMinus);
     layout->addWidget(mLabel, 1);

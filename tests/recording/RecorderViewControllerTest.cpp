@@ -1,0 +1,160 @@
+#include "platform/Settings.h"
+#include "recording/AudioEngine.h"
+#include "recording/Recorder.h"
+#include "recording/RecordingSettings.h"
+#include "recording/screens/LevelMeter.h"
+#include "recording/screens/RecSettingsViewController.h"
+#include "recording/screens/RecorderViewController.h"
+#include "support/JackServer.h"
+#include "support/TempTree.h"
+#include "ui/screens/NavigationController.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QLabel>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QSlider>
+#include <QToolButton>
+#include <gtest/gtest.h>
+
+using namespace testsupport;
+
+namespace {
+
+class RecorderViewControllerTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(server.start());
+        AudioEngine::setup();
+        ASSERT_TRUE(AudioEngine::start());
+    }
+    void TearDown() override { AudioEngine::teardown(); }
+
+    TempTree tree;
+    AlertCapture alerts;
+    JackServer server;
+};
+
+struct Delivery {
+    int calls = 0;
+    bool finished = false;
+    QString path;
+    QString name;
+};
+
+}  // namespace
+
+TEST_F(RecorderViewControllerTest, IdleRecordingStopAndCancel)
+{
+    platform::Settings::setValue(RecordingSettings::kChannelsKey, 1);
+    auto* screen = new RecorderViewController;
+    NavigationController navigation(screen);
+    screen->installBarItems(&navigation);
+    navigation.resize(380, 700);
+    navigation.show();
+    Delivery delivered;
+    screen->recorder()->setDoneBlock([&](bool finished, const QString& path, const QString& name) {
+        ++delivered.calls;
+        delivered.finished = finished;
+        delivered.name = name;
+        // Taken away as the library does: a take left behind would be recovered at the next start.
+        delivered.path = tree.path(QStringLiteral("take%1.wav").arg(delivered.calls));
+        EXPECT_TRUE(QFile::rename(path, delivered.path));
+    });
+    QSignalSpy closing(screen, &RecorderViewController::closeRequested);
+
+    // Idle.
+    EXPECT_EQ(screen->windowTitle(), "Recorder");
+    EXPECT_EQ(Recorder::currentRecorder(), screen->recorder());
+    EXPECT_EQ(screen->durationLabel()->text(), "00:00.00");
+    EXPECT_EQ(screen->infoLabel()->text(), QString::fromUtf8("WAVE Mono 44100 Hz \u2022 Normalize: on"));
+    EXPECT_FALSE(screen->recButton()->isChecked());
+    EXPECT_TRUE(screen->stopButton()->isChecked());
+    EXPECT_EQ(screen->closeButton()->text(), "Close");
+    EXPECT_TRUE(screen->settingsButton()->isEnabled());
+    EXPECT_EQ(screen->monitorButton()->text(), "MONITOR\nOFF");
+    EXPECT_FALSE(screen->playButton()->isVisible());  // the input is the source
+    EXPECT_EQ(screen->slotButton(0)->toolTip(), "Hardware input");
+    EXPECT_EQ(screen->slotButton(2)->text(), "FX");
+    EXPECT_TRUE(screen->levelMeter()->isUpdating());
+    EXPECT_EQ(screen->levelMeter()->numberOfChannels(), 2);
+    EXPECT_TRUE(screen->diskLabel()->isVisible());
+    EXPECT_TRUE(screen->diskLabel()->text().startsWith("Disk: ")) << screen->diskLabel()->text().toStdString();
+    EXPECT_TRUE(alerts.alerts().isEmpty());
+
+    // The settings screen goes on the stack; a REC press brings the recorder back on top.
+    screen->settingsButton()->click();
+    EXPECT_TRUE(qobject_cast<RecSettingsViewController*>(navigation.topViewController()));
+    platform::Settings::setValue(RecordingSettings::kNormalizeKey, false);
+    screen->recPress();
+    EXPECT_EQ(navigation.topViewController(), screen);
+    ASSERT_TRUE(screen->recorder()->isRecording());
+    EXPECT_EQ(screen->infoLabel()->text(), QString::fromUtf8("WAVE Mono 44100 Hz \u2022 Normalize: off"));
+    EXPECT_TRUE(screen->recButton()->isChecked());
+    EXPECT_FALSE(screen->stopButton()->isChecked());
+    EXPECT_EQ(screen->closeButton()->text(), "Cancel");
+    EXPECT_FALSE(screen->settingsButton()->isEnabled());
+    EXPECT_FALSE(screen->menuButton()->isEnabled());
+    EXPECT_FALSE(screen->changeSlotButton(0)->isEnabled());
+    EXPECT_EQ(screen->dropoutsLabel()->text(), "Dropouts: 0");
+    EXPECT_TRUE(waitUntil([&] { return screen->durationLabel()->text() >= "00:00.30"; }, 30000))
+        << screen->durationLabel()->text().toStdString();
+    EXPECT_TRUE(screen->diskLabel()->text().startsWith("Disk: ")) << screen->diskLabel()->text().toStdString();
+
+    // STOP: one delivery of a finished take that is on disk.
+    screen->stopButton()->click();
+    EXPECT_TRUE(waitUntil([&] { return delivered.calls > 0; }, 30000));
+    EXPECT_EQ(delivered.calls, 1);
+    EXPECT_TRUE(delivered.finished);
+    EXPECT_TRUE(QFileInfo(delivered.path).size() > 44) << delivered.path.toStdString();
+    EXPECT_EQ(delivered.name, "Recorded Audio");
+    EXPECT_FALSE(screen->recButton()->isChecked());
+    EXPECT_TRUE(screen->stopButton()->isChecked());
+    EXPECT_EQ(screen->closeButton()->text(), "Close");
+    EXPECT_TRUE(screen->settingsButton()->isEnabled());
+    EXPECT_NE(screen->durationLabel()->text(), "00:00.00");  // the last take's length stays
+
+    // Cancel during a take: the file goes, nothing is delivered, the screen stays.
+    screen->recPress();
+    ASSERT_TRUE(screen->recorder()->isRecording());
+    const QString take = screen->recorder()->recordURL();
+    // Once the audio thread writes the new take.
+    EXPECT_TRUE(waitUntil([&] { return screen->recorder()->currentRecState() && screen->recorder()->recDuration() > 0.1; }, 30000));
+    screen->closeButton()->click();
+    EXPECT_TRUE(waitUntil([&] { return screen->recorder()->state() == Recorder::State::Idle; }, 30000));
+    EXPECT_EQ(delivered.calls, 1);
+    EXPECT_FALSE(QFileInfo::exists(take));
+    EXPECT_EQ(screen->durationLabel()->text(), "00:00.00");
+    EXPECT_EQ(closing.count(), 0);
+    EXPECT_EQ(screen->closeButton()->text(), "Close");
+    // Close while idle asks to be taken away.
+    screen->closeButton()->click();
+    EXPECT_EQ(closing.count(), 1);
+    EXPECT_TRUE(alerts.alerts().isEmpty()) << alerts.alerts().join('\n').toStdString();
+}
+
+TEST_F(RecorderViewControllerTest, MonitorLevelAndFilePlayerSource)
+{
+    RecorderViewController screen;
+    screen.monitorButton()->click();
+    EXPECT_TRUE(AudioEngine::isMonitoring());
+    EXPECT_EQ(screen.monitorButton()->text(), "MONITOR\nON");
+    screen.monitorButton()->click();
+    EXPECT_FALSE(AudioEngine::isMonitoring());
+    EXPECT_EQ(screen.monitorButton()->text(), "MONITOR\nOFF");
+
+    screen.levelSlider()->setValue(250);
+    EXPECT_FLOAT_EQ(AudioEngine::recLevel(), 0.25f);
+
+    // The file player in slot 0: its slot shows it, and its play button appears.
+    AudioEngine::setRau(AudioEngine::fakePlayerRau(), 0);
+    EXPECT_EQ(AudioEngine::updateIaaUnits(), 0);
+    EXPECT_TRUE(waitUntil([&] { return screen.slotButton(0)->toolTip() == AudioEngine::fakePlayerRau()->name(); }));
+    EXPECT_FALSE(screen.playButton()->isHidden());
+    AudioEngine::setRau(nullptr, 0);
+    AudioEngine::updateIaaUnits();
+    EXPECT_TRUE(waitUntil([&] { return screen.playButton()->isHidden(); }));
+    EXPECT_EQ(screen.slotButton(0)->toolTip(), "Hardware input");
+}

@@ -1,0 +1,120 @@
+// A take cut off by SIGKILL in every format: the next start saves a file that other
+// programs play, holding the audio up to moments before the kill.
+#include "audiofiles/RecFormats.h"
+#include "platform/AudioFileRepair.h"
+#include "platform/Locations.h"
+#include "recording/UnfinishedRecording.h"
+#include "support/BuildPaths.h"
+#include "support/DecodedAudio.h"
+#include "support/JackServer.h"
+#include "support/KnownSignal.h"
+#include "support/TempTree.h"
+
+#include <QFile>
+#include <QProcess>
+#include <gtest/gtest.h>
+#include <algorithm>
+#include <cmath>
+
+using testsupport::waitUntil;
+
+namespace {
+
+// The take as it lies on disk now, made readable on a copy.
+int64_t framesOnDisk(const QString& take, const QString& scratch)
+{
+    QFile::remove(scratch);
+    if (!QFile::copy(take, scratch) || !platform::AudioFileRepair::repair(scratch))
+        return 0;
+    return testsupport::decodeFile(scratch).frames();
+}
+
+bool playsElsewhere(const QString& path)
+{
+    QProcess sox;
+    sox.start(QStringLiteral("sox"), {path, QStringLiteral("-n"), QStringLiteral("stat")});
+    QProcess ffmpeg;
+    ffmpeg.start(QStringLiteral("ffmpeg"), {"-v", "error", "-i", path, "-f", "null", "-"});
+    const bool soxOk = sox.waitForFinished(60000) && sox.exitCode() == 0;
+    const bool ffmpegOk = ffmpeg.waitForFinished(60000) && ffmpeg.exitCode() == 0 && ffmpeg.readAllStandardError().trimmed().isEmpty();
+    // sox has no M4A reader; ffmpeg reads them all.
+    return ffmpegOk && (soxOk || path.endsWith(QLatin1String(".m4a")));
+}
+
+}  // namespace
+
+TEST(RecordingRecovery, TakeKilledMidwayIsRecoveredInEveryFormat)
+{
+    testsupport::TempTree tree;
+    testsupport::JackServer server(512);
+    ASSERT_TRUE(server.start());
+    testsupport::KnownSignalClient signal;
+    ASSERT_TRUE(signal.start());
+    const QString library = tree.library();
+
+    for (int format = 0; format < Utils::kRecFormatCount; ++format) {
+        SCOPED_TRACE(format);
+        const bool aac = format == Utils::kRecFormatAAC;
+        signal.setSine(aac ? 1000 : 0, 0.5f);
+        QProcess tool;
+        tool.start(testsupport::binDir() + QStringLiteral("/wavelocker-tool"),
+                   {"record", tree.path(QStringLiteral("never%1.out").arg(format)), "--format", QString::number(format),
+                    "--bits", format == 1 || format == 4 ? "24" : "16"});
+        ASSERT_TRUE(tool.waitForStarted());
+        ASSERT_TRUE(waitUntil([&] { return tool.canReadLine() || tool.state() != QProcess::Running; }, 60000));
+        const QString take = QString::fromUtf8(tool.readLine()).trimmed();
+        ASSERT_EQ(take, UnfinishedRecording::temporaryRecordingPath(format));
+        const QStringList ports = signal.outputPorts();
+        ASSERT_TRUE(waitUntil([&] { return server.ports().contains(QStringLiteral("Wavelocker:Audio Input_2")); }, 30000));
+        ASSERT_TRUE(server.connect(ports[0], QStringLiteral("Wavelocker:Audio Input_1")));
+        ASSERT_TRUE(server.connect(ports[1], QStringLiteral("Wavelocker:Audio Input_2")));
+        // Another recorder can't take the file from under it, and start-up leaves it alone.
+        EXPECT_TRUE(UnfinishedRecording::hasUnfinishedRecording().isEmpty());
+
+        // Two seconds of the signal on disk, then one more second of recording, then the kill.
+        const QString scratch = tree.path(QStringLiteral("scratch.") + Utils::fileExtensionForRecFormat(format));
+        int64_t seen = 0;
+        ASSERT_TRUE(waitUntil([&] { return (seen = framesOnDisk(take, scratch)) >= 44100 * 3; }, 60000));
+        waitUntil([] { return false; }, 1000);
+        tool.kill();
+        ASSERT_TRUE(tool.waitForFinished(10000));
+        ASSERT_TRUE(QFile::exists(take));
+
+        const UnfinishedRecording::Recovery r = UnfinishedRecording::recover(library);
+        EXPECT_EQ(r.found, take);
+        EXPECT_TRUE(r.repaired);
+        ASSERT_FALSE(r.savedAs.isEmpty());
+        EXPECT_EQ(r.message, QStringLiteral("A lost recording was recovered and saved as '%1'").arg(r.name));
+        EXPECT_FALSE(QFile::exists(take));
+        EXPECT_TRUE(playsElsewhere(r.savedAs)) << r.savedAs.toStdString();
+
+        const auto audio = testsupport::decodeFile(r.savedAs);
+        ASSERT_EQ(audio.channels, 2);
+        // Everything that was on disk a second before the kill, AAC's frame of delay aside.
+        EXPECT_GE(audio.frames(), seen - (aac ? 2048 : 0));
+        // From where both channels are patched (one port is connected after the other).
+        int64_t start = 0;
+        while (start < audio.frames() && (audio.at(start, 0) == 0 || audio.at(start, 1) == 0))
+            ++start;
+        ASSERT_LT(start, audio.frames() / 2);
+        const std::vector<float> heard(audio.samples.begin() + start * 2, audio.samples.end());
+        if (!aac) {
+            const auto m = testsupport::matchKnownSignal(heard, 2, signal.framesPlayed());
+            ASSERT_TRUE(m.found);
+            EXPECT_EQ(m.mismatchAt, -1);
+            EXPECT_LE(uint64_t(m.repeats), signal.cyclesMissed());  // cycles the source was not run in
+            EXPECT_LT(m.framesSkipped, 44100 / 2);  // cycles the loaded server dropped, if any
+        } else {
+            // A clean 1 kHz sine at half scale in the middle of the take.
+            const size_t mid = heard.size() / 4 & ~size_t(1);
+            double peak = 0;
+            int crossings = 0;
+            for (size_t i = mid; i < mid + 2 * 4410; i += 2) {
+                peak = std::max(peak, double(std::fabs(heard[i])));
+                crossings += (heard[i] < 0) != (heard[i + 2] < 0);
+            }
+            EXPECT_NEAR(peak, 0.5, 0.05);
+            EXPECT_NEAR(crossings, 200, 4);  // 100 periods in 0.1 s
+        }
+    }
+}

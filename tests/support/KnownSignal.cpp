@@ -1,0 +1,146 @@
+#include "support/KnownSignal.h"
+
+#include <QCoreApplication>
+#include <cmath>
+#include <numbers>
+
+namespace testsupport {
+
+float knownSample(uint64_t frame, int channel)
+{
+    uint64_t x = frame * 2 + uint64_t(channel) + 0x9E3779B97F4A7C15ull;
+    x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9ull;
+    x = (x ^ (x >> 27)) * 0x94D049BB133111EBull;
+    x ^= x >> 31;
+    const int k = int(x & 0x7FFF) - 16384;  // -16384..16383: half scale, exact at 16 bits
+    return float(k) / 32768.0f;
+}
+
+class KnownSignalClient::Channel : public platform::HostChannel {
+public:
+    void render(float* const* buffers, uint32_t frames, const platform::AudioTimeStamp& time) override
+    {
+        const auto cycleStart = uint64_t(time.sampleTime);
+        if (mLastCycle != 0 && cycleStart > mLastCycle + frames)
+            mMissed.fetch_add((cycleStart - mLastCycle) / frames - 1, std::memory_order_relaxed);
+        mLastCycle = cycleStart;
+        const uint64_t start = mFrames.load(std::memory_order_relaxed);
+        const double frequency = mFrequency.load(std::memory_order_relaxed);
+        const float amplitude = mAmplitude.load(std::memory_order_relaxed);
+        for (int c = 0; c < platform::kHostChannels; ++c)
+            for (uint32_t i = 0; i < frames; ++i)
+                buffers[c][i] = frequency > 0
+                                    ? amplitude * float(std::sin(2 * std::numbers::pi * frequency * double(start + i) / 44100.0))
+                                    : knownSample(start + i, c);
+        mFrames.store(start + frames, std::memory_order_relaxed);
+    }
+    std::atomic<uint64_t> mFrames{0};
+    std::atomic<uint64_t> mMissed{0};
+    uint64_t mLastCycle = 0;
+    std::atomic<double> mFrequency{0};
+    std::atomic<float> mAmplitude{0};
+};
+
+KnownSignalClient::KnownSignalClient()
+    : mEngine(std::make_unique<platform::HostEngine>(QStringLiteral("wlsignal"))), mChannel(std::make_shared<Channel>())
+{
+}
+
+KnownSignalClient::~KnownSignalClient()
+{
+    mEngine->stop();
+    mEngine->setSessionActive(false);
+}
+
+bool KnownSignalClient::start()
+{
+    if (!mEngine->start())
+        return false;
+    mEngine->addChannel(mChannel);
+    return true;
+}
+
+QStringList KnownSignalClient::outputPorts() const { return mEngine->outputPortNames(); }
+uint64_t KnownSignalClient::framesPlayed() const { return mChannel->mFrames.load(); }
+uint64_t KnownSignalClient::cyclesMissed() const { return mChannel->mMissed.load(); }
+void KnownSignalClient::setSine(double frequency, float amplitude)
+{
+    mChannel->mAmplitude = amplitude;
+    mChannel->mFrequency = frequency;
+}
+
+namespace {
+
+constexpr int kRun = 16;  // frames that must agree to place a frame in the signal
+
+bool agrees(const std::vector<float>& s, int channels, int64_t at, uint64_t index, int64_t frames)
+{
+    const int64_t n = std::min<int64_t>(kRun, frames - at);
+    for (int64_t i = 0; i < n; ++i)
+        for (int c = 0; c < channels; ++c)
+            if (s[size_t((at + i) * channels + c)] != knownSample(index + uint64_t(i), c))
+                return false;
+    return true;
+}
+
+}  // namespace
+
+SignalMatch matchKnownSignal(const std::vector<float>& s, int channels, uint64_t searchLimit)
+{
+    SignalMatch m;
+    m.frames = int64_t(s.size()) / channels;
+    if (m.frames == 0)
+        return m;
+    uint64_t index = 0;
+    for (; index < searchLimit; ++index)
+        if (agrees(s, channels, 0, index, m.frames))
+            break;
+    if (index == searchLimit)
+        return m;
+    m.found = true;
+    m.start = index;
+    constexpr uint64_t kResyncWindow = 44100 * 2;
+    for (int64_t f = 0; f < m.frames; ++f, ++index) {
+        bool same = true;
+        for (int c = 0; c < channels; ++c)
+            same = same && s[size_t(f * channels + c)] == knownSample(index, c);
+        if (same)
+            continue;
+        // Only a jump forward can be a lost cycle; anything else is a fault of ours.
+        uint64_t next = index + 1;
+        for (; next < index + kResyncWindow; ++next)
+            if (agrees(s, channels, f, next, m.frames))
+                break;
+        if (next == index + kResyncWindow) {
+            // Heard again: the source's last cycle repeated. Only a whole run directly behind.
+            uint64_t back = 1;
+            for (; back <= std::min<uint64_t>(index, 8192); ++back)
+                if (agrees(s, channels, f, index - back, m.frames))
+                    break;
+            if (back <= std::min<uint64_t>(index, 8192)) {
+                ++m.repeats;
+                m.framesRepeated += int64_t(back);
+                index -= back;
+                continue;
+            }
+        }
+        if (next == index + kResyncWindow) {
+            m.mismatchAt = f;
+            m.silenceAtMismatch = true;
+            for (int64_t i = f; i < std::min(m.frames, f + kRun); ++i)
+                m.silenceAtMismatch = m.silenceAtMismatch && s[size_t(i * channels)] == 0;
+            for (uint64_t back = 1; back < std::min<uint64_t>(index, kResyncWindow); ++back)
+                if (agrees(s, channels, f, index - back, m.frames)) {
+                    m.repeatedFrom = int64_t(back);
+                    break;
+                }
+            return m;
+        }
+        ++m.jumps;
+        m.framesSkipped += int64_t(next - index);
+        index = next;
+    }
+    return m;
+}
+
+}  // namespace testsupport
