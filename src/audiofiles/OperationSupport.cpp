@@ -151,12 +151,16 @@ std::optional<KeptFormatOutput> createKeepingFormat(const AudioFileReader& src, 
 }
 
 bool streamChunks(AudioFileReader& src, AudioFileWriter* writer, std::vector<float>& buffer, int64_t limit,
-                  const ChunkProcess& process, const std::function<void(int64_t done)>& progress)
+                  const ChunkProcess& process, const std::function<void(int64_t done)>& progress, const CancelFlag* cancel)
 {
     const int channels = src.channels();
     buffer.resize(size_t(kChunkFrames * channels));
     int64_t done = 0;
     while (done < limit) {
+        if (cancel && cancel->load()) {
+            log(QStringLiteral("Cancelled"));
+            return false;
+        }
         const int want = int(std::min<int64_t>(limit - done, kChunkFrames));
         const int64_t n = src.read(buffer.data(), want);
         if (n < 0) {

@@ -44,10 +44,11 @@ std::optional<KeptFormatOutput> createKeepingFormat(const platform::AudioFileRea
 
 // Reads chunks until the source ends or `limit` frames are done; each chunk goes through
 // `process` (when set) and then into `writer` (when set); `done` is reported after every
-// chunk. False, logged, on a read or write error.
+// chunk. False, logged, on a read or write error and when cancel is set before a chunk.
 using ChunkProcess = std::function<void(float* chunk, int frames, int64_t done)>;
 bool streamChunks(platform::AudioFileReader& src, platform::AudioFileWriter* writer, std::vector<float>& buffer,
-                  int64_t limit, const ChunkProcess& process, const std::function<void(int64_t done)>& progress);
+                  int64_t limit, const ChunkProcess& process, const std::function<void(int64_t done)>& progress,
+                  const CancelFlag* cancel = nullptr);
 
 // Completes the writer; false, logged, when the file can't be finished.
 bool finish(platform::AudioFileWriter& writer, const QString& temp);

@@ -47,7 +47,8 @@ static void setUpAacEncoder(platform::AudioFileWriter& writer, const platform::S
                               bitRate / 1000));
 }
 
-bool convert(const QString& src, const QString& dest, const ConversionOptions& format, const ProgressBlock& progressBlock)
+bool convert(const QString& src, const QString& dest, const ConversionOptions& format, const ProgressBlock& progressBlock,
+             const CancelFlag* cancel)
 {
     auto reader = openReader(src);
     if (!reader)
@@ -101,7 +102,8 @@ bool convert(const QString& src, const QString& dest, const ConversionOptions& f
         [&](int64_t done) {
             written = done;
             report(progressBlock, done / total);
-        });
+        },
+        cancel);
     const double sourceRate = reader->sampleRate();
     reader.reset();
     return ok && finish(*writer, temp->path())

@@ -40,7 +40,8 @@ float decodedPeak(const QString& path)
 
 }  // namespace
 
-std::optional<QString> normalize(const QString& src, const QString& dest, const ProgressBlock& progressBlock)
+std::optional<QString> normalize(const QString& src, const QString& dest, const ProgressBlock& progressBlock,
+                                 const CancelFlag* cancel)
 {
     auto reader = openSource(src, "Could not set client format on input audiofile");
     if (!reader)
@@ -54,7 +55,7 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
     const bool scanned = streamChunks(
         *reader, nullptr, buffer, INT64_MAX,
         [&](float* chunk, int frames, int64_t) { peak = SampleProcessing::peak(chunk, size_t(frames) * channels, peak); },
-        [&](int64_t done) { report(progressBlock, 0.5 * done / total); });
+        [&](int64_t done) { report(progressBlock, 0.5 * done / total); }, cancel);
     if (!scanned)
         return std::nullopt;
     log(QString::asprintf("Found peak: %g", double(peak)));
@@ -82,7 +83,8 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
                        written = done;
                        if (from < 1)
                            report(progressBlock, from + share * done / total);
-                   }) &&
+                   },
+                   cancel) &&
                finish(*output->writer, temp->path());
     };
     if (!writeScaled(scale, 0.5))

@@ -6,11 +6,27 @@
 #include <algorithm>
 
 ItemSelection::ItemSelection(FileListModel* model, QObject* parent)
-    : QObject(parent), mModel(model), mSelection(new QItemSelectionModel(model, this))
+    : QObject(parent), mModel(model), mSelection(new QItemSelectionModel(nullptr, this))
 {
-    connect(mSelection, &QItemSelectionModel::selectionChanged, this, &ItemSelection::changed);
+    // When every picked row goes (trashed, moved, removed outside), the row that takes the
+    // keyboard's place is picked, so that what a next command acts on is what is highlighted.
+    connect(model, &QAbstractItemModel::rowsAboutToBeRemoved, this, [this](const QModelIndex&, int first, int last) {
+        mPickLeaving = false;
+        for (int row = first; row <= last && !mPickLeaving; ++row)
+            mPickLeaving = mSelection->isRowSelected(row);
+    });
     // Rows that leave the list leave the pick without a selection signal of their own.
-    connect(model, &QAbstractItemModel::rowsRemoved, this, &ItemSelection::changed);
+    connect(model, &QAbstractItemModel::rowsRemoved, this, [this] {
+        const QModelIndex current = mSelection->currentIndex();
+        if (mPickLeaving && !mSelection->hasSelection() && current.isValid())
+            mSelection->select(current, QItemSelectionModel::Select);
+        mPickLeaving = false;
+        emit changed();
+    });
+    // Given the model only now, the selection model hears of removals after the lines above,
+    // so they still see which rows were picked.
+    mSelection->setModel(model);
+    connect(mSelection, &QItemSelectionModel::selectionChanged, this, &ItemSelection::changed);
     connect(model, &QAbstractItemModel::modelReset, this, &ItemSelection::changed);
 }
 

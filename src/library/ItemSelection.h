@@ -52,4 +52,5 @@ signals:
 private:
     FileListModel* mModel;
     QItemSelectionModel* mSelection;
+    bool mPickLeaving = false;  // rows being removed hold picked ones
 };

@@ -52,14 +52,16 @@ public:
         }
         levels.measure(buffers, platform::kHostChannels, frames);
         const bool recording = this->recording.load(std::memory_order_acquire);
-        if (bool(writing.load(std::memory_order_relaxed)) != recording) {
-            if (recording)
-                framesWritten.store(0, std::memory_order_relaxed);
-            writing.store(recording ? 1 : 0, std::memory_order_release);
-            if (!recording) {
-                // The take is let go of here: nothing below touches it once the flag is off.
-                finishPending.store(true, std::memory_order_release);
-            }
+        if (recording && !writing.load(std::memory_order_relaxed)) {
+            framesWritten.store(0, std::memory_order_relaxed);
+            writing.store(1, std::memory_order_release);
+        }
+        // A stop is answered once, whether or not a buffer of the take was seen: a STOP
+        // pressed before this thread noticed the start still ends the take.
+        if (!recording && stopRequested.exchange(false, std::memory_order_acq_rel)) {
+            // The take is let go of here: nothing below touches it once the flag is off.
+            writing.store(0, std::memory_order_release);
+            finishPending.store(true, std::memory_order_release);
         }
         if (writing.load(std::memory_order_relaxed) && frames > 0) {
             // busy brackets every use of the take, so the main thread can wait it out.
@@ -76,6 +78,7 @@ public:
     std::atomic<bool> recording{false};  // set by the main thread
     std::atomic<uint8_t> writing{0};     // the audio thread's copy
     std::atomic<bool> finishPending{false};
+    std::atomic<bool> stopRequested{false};  // set by the main thread with recording off
     std::atomic<TakeWriter*> take{nullptr};
     std::atomic<bool> busy{false};
     std::atomic<uint64_t> framesWritten{0};
@@ -102,6 +105,9 @@ Recorder::~Recorder()
         mReceiver->recording.store(false, std::memory_order_release);
         detach();
         mReceiver->writing.store(0);
+        mDoneBlock = nullptr;
+        AudioEngine::setRecState(false);
+        platform::log(QStringLiteral("Recording left at %1 for recovery").arg(mRecordURL));
         finishRecording(true);
     }
     detach();
@@ -228,12 +234,14 @@ bool Recorder::setRecState(bool recording)
     if (mState != State::Recording)
         return false;
     mReceiver->recording.store(false, std::memory_order_release);
+    mReceiver->stopRequested.store(true, std::memory_order_release);
     mState = State::Stopping;
     commonTail(false);
     // Without a running engine no audio thread will notice the flag: the take is let go of here.
     const platform::HostEngine* engine = AudioEngine::audioController();
     if (!engine || !engine->isRunning() || !isAttached()) {
         mReceiver->writing.store(0, std::memory_order_release);
+        mReceiver->stopRequested.store(false);
         mReceiver->finishPending.store(false);
         finishRecording(true);
     }
@@ -273,8 +281,14 @@ bool Recorder::startRecording()
         Utils::showAlert(QStringLiteral("Found lost recording"), r.message, mAlertContext);
     }
     // Another process recording now writes there: its take is not ours to replace.
-    if (!mLock.acquire(path)) {
+    switch (mLock.acquire(path)) {
+    case UnfinishedRecording::TakeLock::Result::Held:
+        break;
+    case UnfinishedRecording::TakeLock::Result::InUse:
         platform::log(QStringLiteral("Another recording is being written to %1").arg(path));
+        return false;
+    case UnfinishedRecording::TakeLock::Result::Failed:
+        platform::log(QStringLiteral("Could not create audiofile for writing"));
         return false;
     }
     platform::log(QStringLiteral("Recording to %1").arg(path));
@@ -336,6 +350,7 @@ bool Recorder::startRecording()
     });
     mTake = std::move(take);
     mReceiver->finishPending.store(false);
+    mReceiver->stopRequested.store(false);
     mReceiver->framesWritten.store(0);
     mReceiver->take.store(mTake.get(), std::memory_order_release);
     mReceiver->recording.store(true, std::memory_order_release);

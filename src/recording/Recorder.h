@@ -39,7 +39,9 @@ public:
     static constexpr double kLowDiskSeconds = 60.0;
 
     explicit Recorder(QObject* parent = nullptr);
-    ~Recorder() override;  // detaches; a take still running is finished and delivered
+    // Detaches. A take still running is completed on disk but not handed over (whoever gave
+    // the done closure may be gone): it is saved as a recovered take at the next start.
+    ~Recorder() override;
 
     // The recorder the engine has now, or nullptr (the library's `currentRecorder`).
     static Recorder* currentRecorder();

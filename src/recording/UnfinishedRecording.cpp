@@ -48,17 +48,17 @@ QString hasUnfinishedRecording()
 
 TakeLock::~TakeLock() { release(); }
 
-bool TakeLock::acquire(const QString& path)
+TakeLock::Result TakeLock::acquire(const QString& path)
 {
     release();
     mFd = ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (mFd < 0)
-        return false;
+        return Result::Failed;
     if (::flock(mFd, LOCK_EX | LOCK_NB) != 0) {
         release();
-        return false;
+        return Result::InUse;
     }
-    return true;
+    return Result::Held;
 }
 
 void TakeLock::release()

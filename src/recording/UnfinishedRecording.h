@@ -20,8 +20,9 @@ public:
     ~TakeLock();
     TakeLock(const TakeLock&) = delete;
     TakeLock& operator=(const TakeLock&) = delete;
-    // False when another recorder holds the take at path.
-    bool acquire(const QString& path);
+    enum class Result { Held, InUse, Failed };
+    // InUse when another recorder holds the take at path; Failed when the file can't be made.
+    Result acquire(const QString& path);
     void release();
 
 private:

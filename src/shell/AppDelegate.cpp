@@ -10,10 +10,12 @@
 #include "platform/HostEngine.h"
 #include "platform/Locations.h"
 #include "platform/Log.h"
+#include "platform/MainThreadObserver.h"
 #include "platform/NotificationCenter.h"
 #include "platform/Notifications.h"
 #include "platform/Settings.h"
 #include "recording/AudioEngine.h"
+#include "recording/TakeDelivery.h"
 #include "recording/UnfinishedRecording.h"
 #include "shell/FilePlayerPreview.h"
 #include "shell/Preferences.h"
@@ -97,6 +99,15 @@ void AppDelegate::setupAudioEngine()
                                                   [this](const platform::Notification&) { beginInterruption(); });
     mInterruptionEnded = platform::ScopedObserver(notifications::kInterruptionEnded,
                                                   [this](const platform::Notification&) { endInterruption(); });
+    mRemoteToggleRecord = platform::observeOnMain(notifications::kRemoteToggleRecord, this,
+                                                  [this](const platform::Notification&) { remoteToggleRecord(); });
+}
+
+void AppDelegate::remoteToggleRecord()
+{
+    popToRootBrowser();
+    if (!RecorderLauncher::openAndToggleRecorder())
+        platform::log(QStringLiteral("No recorder to toggle"));
 }
 
 void AppDelegate::beginInterruption()

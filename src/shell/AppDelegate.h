@@ -40,6 +40,9 @@ public:
     // Audio-session interruptions: the JACK server went away, and came back.
     void beginInterruption();
     void endInterruption();
+    // The remote record toggle (media keys, hosted units): back to the library browser, then
+    // its recorder opened and REC or STOP pressed (RecorderLauncher).
+    void remoteToggleRecord();
 
     void applicationDidBecomeActive();
     virtual void applicationWillResignActive();
@@ -104,6 +107,7 @@ private:
     bool mEngineSetUp = false;
     platform::ScopedObserver mInterruptionBegan;
     platform::ScopedObserver mInterruptionEnded;
+    platform::ScopedObserver mRemoteToggleRecord;
     // Kept across an interruption.
     bool mRecStateAtInterruption = false;
     bool mPlayerWasPlaying = false;

@@ -205,5 +205,19 @@ TEST(ListSelection, PickSurvivesSortingAndOutsideChanges)
     ASSERT_TRUE(selection.setCurrentPath(lib + "/mid.wav"));
     EXPECT_TRUE(selection.selectedPaths().isEmpty());
     EXPECT_EQ(names(selection.targetPaths()), "mid.wav");
+
+    // The picked row goes: the row that takes its place is picked, not a hidden current one.
+    selection.selectPaths({lib + "/mid.wav"});
+    QFile::remove(lib + "/mid.wav");
+    model.updateDirExternal();
+    ASSERT_EQ(selection.count(), 1);
+    EXPECT_EQ(selection.selectedPaths(), QStringList{selection.currentItem()->path});
+    // An unpicked row going changes no pick.
+    selection.clear();
+    ASSERT_TRUE(writeFile(lib + "/other.wav", "x"));
+    model.updateDirExternal();
+    QFile::remove(lib + "/other.wav");
+    model.updateDirExternal();
+    EXPECT_EQ(selection.count(), 0);
     FileSort::setSortMode(FileSort::kByName);
 }

@@ -3,8 +3,11 @@
 // This test program replaces malloc and friends and pthread_mutex_lock for the whole
 // process; the replacements only count calls made on the watched thread.
 #include "audiofiles/FilePlayer.h"
+#include "audiofiles/RecFormats.h"
 #include "platform/HostEngine.h"
 #include "recording/AudioEngine.h"
+#include "recording/Recorder.h"
+#include "recording/RecordingSettings.h"
 #include "recording/RemoteAudioUnit.h"
 #include "support/JackServer.h"
 #include "support/PlaybackFixtures.h"
@@ -226,5 +229,59 @@ TEST(AudioThread, ThreeHostedEffectsAndAnInstrumentNeverAllocateNorLock)
     EXPECT_EQ(gLocks.load(), 0);
     for (int slot = 0; slot < AudioEngine::kSlotCount; ++slot)
         AudioEngine::setRau(nullptr, slot);
+    AudioEngine::teardown();
+}
+
+// The recorder on the audio thread: metering, the writing flag's hand-overs and the ring,
+// while it is attached, records, stops, records again and is detached.
+TEST(AudioThread, RecordingNeverAllocatesNorLocks)
+{
+    testsupport::TempTree tree;
+    testsupport::JackServer server(256);
+    ASSERT_TRUE(server.start());
+    AudioEngine::setup();
+    platform::HostEngine* controller = AudioEngine::audioController();
+    auto marker = std::make_shared<ThreadMarker>();
+    controller->addChannel(marker);
+    ASSERT_TRUE(testsupport::waitUntil([&] { return marker->mSeen.load(); }));
+    // The player's output into our input: a busy signal to meter and write.
+    const QString audio = tree.path(QStringLiteral("a.wav"));
+    std::vector<float> samples(44100 * 2);
+    for (size_t i = 0; i < samples.size(); ++i)
+        samples[i] = 0.5f * std::sin(float(i) * 0.03f);
+    ASSERT_TRUE(testsupport::writeFloatWav(audio, 44100, 2, samples));
+    FilePlayer* player = FilePlayer::sharedPlayer();
+    ASSERT_TRUE(player->loadAudioURL(audio));
+    player->setLoop(true);
+    ASSERT_TRUE(server.connect(QStringLiteral("Wavelocker:Audio Output_1"), QStringLiteral("Wavelocker:Audio Input_1")));
+    ASSERT_TRUE(server.connect(QStringLiteral("Wavelocker:Audio Output_2"), QStringLiteral("Wavelocker:Audio Input_2")));
+    player->play();
+    testsupport::waitUntil([] { return false; }, 200);
+
+    for (const int format : {0, Utils::kRecFormatAAC}) {
+        RecordingSettings s;
+        s.format = format;
+        s.store();
+        gWatching = true;
+        auto recorder = std::make_unique<Recorder>();
+        recorder->attach();
+        testsupport::waitUntil([] { return false; }, 300);
+        ASSERT_TRUE(recorder->setRecState(true));
+        ASSERT_TRUE(testsupport::waitUntil([&] { return recorder->recDuration() > 0.8; }, 20000));
+        recorder->setRecState(false);
+        ASSERT_TRUE(testsupport::waitUntil([&] { return recorder->state() == Recorder::State::Idle; }, 20000));
+        ASSERT_TRUE(recorder->setRecState(true));
+        ASSERT_TRUE(testsupport::waitUntil([&] { return recorder->recDuration() > 0.5; }, 20000));
+        recorder->setRecState(false);
+        ASSERT_TRUE(testsupport::waitUntil([&] { return recorder->state() == Recorder::State::Idle; }, 20000));
+        EXPECT_GT(recorder->peakPowerForChannel(0), -10.0f);
+        recorder->detach();
+        testsupport::waitUntil([] { return false; }, 300);
+        gWatching = false;
+        recorder.reset();
+    }
+    player->stop();
+    EXPECT_EQ(gAllocations.load(), 0);
+    EXPECT_EQ(gLocks.load(), 0);
     AudioEngine::teardown();
 }

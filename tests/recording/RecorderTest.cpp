@@ -14,6 +14,7 @@
 #include "support/TempTree.h"
 
 #include <QFile>
+#include <QDir>
 #include <QFileInfo>
 #include <gtest/gtest.h>
 #include <algorithm>
@@ -239,4 +240,165 @@ TEST_F(RecorderTest, StopCancelAndRestart)
     EXPECT_EQ(Recorder::durationText(83.456), QStringLiteral("01:23.45"));
     EXPECT_EQ(stateChanges, 4);
     EXPECT_TRUE(recorder->cancel());  // not recording: the screen may close
+
+    // A recorder that goes away mid-take leaves a complete take for recovery, calling nobody.
+    take = {};
+    ASSERT_TRUE(recorder->setRecState(true));
+    const QString left = recorder->recordURL();
+    EXPECT_TRUE(Recorder::hasUnfinishedRecording().isEmpty());  // held while recorded
+    ASSERT_TRUE(waitUntil([&] { return recorder->recDuration() > 0.3; }, 20000));
+    recorder.reset();
+    EXPECT_EQ(take.calls, 0);
+    EXPECT_EQ(Recorder::hasUnfinishedRecording(), left);
+    EXPECT_GT(testsupport::decodeFile(left).frames(), 44100 / 4);
+    EXPECT_FALSE(AudioEngine::recState());
+}
+
+namespace {
+
+// The frames of a take from its first to its last sound (a take has silence around what
+// the player played).
+std::vector<float> trimmedSilence(const testsupport::DecodedAudio& audio)
+{
+    int64_t start = 0, end = audio.frames();
+    while (start < end && audio.at(start, 0) == 0 && audio.at(start, 1) == 0)
+        ++start;
+    while (end > start && audio.at(end - 1, 0) == 0 && audio.at(end - 1, 1) == 0)
+        --end;
+    return {audio.samples.begin() + start * 2, audio.samples.begin() + end * 2};
+}
+
+}  // namespace
+
+// With the file player as the source, REC starts playback; the take holds the file from its
+// first frame to its last, is named after it, and the source goes back to the input.
+TEST_F(RecorderTest, FilePlayerAsSource)
+{
+    const int64_t fileFrames = 44100;
+    std::vector<float> samples(size_t(fileFrames) * 2);
+    for (int64_t f = 0; f < fileFrames; ++f)
+        for (int c = 0; c < 2; ++c)
+            samples[size_t(f * 2 + c)] = testsupport::knownSample(uint64_t(f), c);
+    const QString file = tree.path(QStringLiteral("Guitar Take.wav"));
+    ASSERT_TRUE(testsupport::writeFloatWav(file, 44100, 2, samples));
+    FilePlayer* player = FilePlayer::sharedPlayer();
+    ASSERT_TRUE(player->loadAudioURL(file));
+    AudioEngine::setRau(AudioEngine::fakePlayerRau(), 0);
+    ASSERT_EQ(AudioEngine::updateIaaUnits(), 0);
+    ASSERT_TRUE(AudioEngine::sourceIsFilePlayer());
+    storeSettings(0, 16, 2);
+    makeRecorder();
+    testsupport::LogCapture logs;
+
+    ASSERT_TRUE(recorder->setRecState(true));
+    EXPECT_TRUE(player->isPlaying());
+    EXPECT_TRUE(logs.contains(QStringLiteral("Starting file player for self-recording..")));
+    ASSERT_TRUE(waitUntil([&] { return !player->isPlaying(); }, 30000));
+    ASSERT_TRUE(waitUntil([&] { return recorder->recDuration() > 1.2; }, 30000));
+    recorder->setRecState(false);
+    ASSERT_TRUE(waitUntil([&] { return recorder->state() == Recorder::State::Idle; }, 20000));
+    ASSERT_EQ(take.calls, 1);
+    EXPECT_EQ(take.name, QStringLiteral("Guitar Take"));
+    EXPECT_FALSE(AudioEngine::rauAtSlot(0));
+    EXPECT_FALSE(AudioEngine::sourceIsFilePlayer());
+
+    const auto audio = testsupport::decodeFile(take.path + QStringLiteral(".done"));
+    const std::vector<float> heard = trimmedSilence(audio);
+    const auto m = testsupport::matchKnownSignal(heard, 2, 1);
+    ASSERT_TRUE(m.found);
+    EXPECT_EQ(m.start, 0u);
+    EXPECT_EQ(m.mismatchAt, -1);
+    EXPECT_EQ(m.jumps + m.repeats, 0);
+    // The last frame of the file may be one whose sample is 0 in both channels: a frame either way.
+    EXPECT_NEAR(double(heard.size() / 2), double(fileFrames), 1);
+}
+
+// A full disk stops the take at once: "Recording Error" with the system's code, and what
+// was written is delivered as a finished take, sample-exact.
+TEST_F(RecorderTest, WriteErrorKeepsWhatWasWritten)
+{
+    testsupport::SmallMount disk(platform::Locations::tempDir(), "400k");
+    if (!disk.mounted())
+        GTEST_SKIP() << "mounting a small disk needs CAP_SYS_ADMIN";
+    patchSignal();
+    makeRecorder();
+    storeSettings(0, 32, 2);  // 353 kB a second
+    testsupport::AlertCapture alerts;
+    QString failure;
+    QObject::connect(recorder.get(), &Recorder::recordingFailed, [&](const QString& m) { failure = m; });
+    ASSERT_TRUE(recorder->setRecState(true));
+    ASSERT_TRUE(waitUntil([&] { return recorder->state() == Recorder::State::Idle; }, 30000));
+    ASSERT_EQ(take.calls, 1);
+    EXPECT_TRUE(take.finished);
+    const QString expected = QStringLiteral(
+        "Recording stopped unexpectedly, could not write to file! Try freeing up some space, closing background apps "
+        "and reboot your device.\n---\nError code: 28\n");
+    EXPECT_EQ(failure, expected);
+    EXPECT_TRUE(alerts.alerts().contains(QStringLiteral("Recording Error|") + expected));
+    EXPECT_FALSE(AudioEngine::recState());
+
+    // The copy the closure made could not fit on the small disk; the take itself is there.
+    const auto audio = testsupport::decodeFile(take.path);
+    EXPECT_GT(audio.frames(), 44100 / 4);
+    EXPECT_LE(audio.frames(), int64_t(recorder->framesDelivered()));
+    const auto m = testsupport::matchKnownSignal(audio.samples, 2, signal.framesPlayed());
+    ASSERT_TRUE(m.found);
+    EXPECT_EQ(m.mismatchAt, -1);
+    EXPECT_LE(uint64_t(m.repeats), signal.cyclesMissed());
+}
+
+// A disk with little room left says so while recording, before it is full; a temporary
+// folder that can't be written stops the start with the recorder's message.
+TEST_F(RecorderTest, LowDiskWarningAndAnUnwritableFolder)
+{
+    patchSignal();
+    makeRecorder();
+    storeSettings(0, 32, 2);
+    {
+        testsupport::SmallMount disk(platform::Locations::tempDir(), "3m");
+        if (!disk.mounted())
+            GTEST_SKIP() << "mounting a small disk needs CAP_SYS_ADMIN";
+        double warned = -1;
+        QObject::connect(recorder.get(), &Recorder::diskSpaceLow, [&](double left) { warned = left; });
+        ASSERT_TRUE(recorder->setRecState(true));
+        ASSERT_TRUE(waitUntil([&] { return warned >= 0; }, 20000));
+        EXPECT_LT(warned, Recorder::kLowDiskSeconds);
+        EXPECT_GT(recorder->secondsLeftOnDisk(), 0);
+        recorder->setRecState(false);
+        ASSERT_TRUE(waitUntil([&] { return recorder->state() == Recorder::State::Idle; }, 20000));
+        EXPECT_EQ(take.calls, 1);
+        QFile::remove(take.path);
+    }
+    // Where the temporary folder should be, a file.
+    const QString folder = platform::Locations::tempDir();
+    ASSERT_TRUE(QDir(folder).removeRecursively());
+    ASSERT_TRUE(testsupport::writeFile(folder, "not a folder"));
+    testsupport::LogCapture logs;
+    testsupport::AlertCapture alerts;
+    EXPECT_FALSE(recorder->toggleRecord());
+    EXPECT_TRUE(logs.contains(QStringLiteral("Could not create audiofile for writing")));
+    EXPECT_EQ(alerts.alerts(), QStringList{"Sorry|Could not start recording"});
+    EXPECT_FALSE(AudioEngine::recState());
+    QFile::remove(folder);
+}
+
+// The server going away mid-take ends it: what was recorded is kept and delivered.
+TEST_F(RecorderTest, ServerGoneKeepsTheTake)
+{
+    patchSignal();
+    makeRecorder();
+    storeSettings(2, 24, 2);
+    ASSERT_TRUE(recorder->setRecState(true));
+    ASSERT_TRUE(waitUntil([&] { return recorder->recDuration() > 0.5; }, 20000));
+    const uint64_t played = signal.framesPlayed();
+    server.stop();
+    ASSERT_TRUE(waitUntil([&] { return recorder->state() == Recorder::State::Idle; }, 30000));
+    ASSERT_EQ(take.calls, 1);
+    EXPECT_TRUE(take.finished);
+    const auto audio = testsupport::decodeFile(take.path + QStringLiteral(".done"));
+    EXPECT_GE(audio.frames(), 44100 / 2);
+    EXPECT_EQ(audio.frames(), int64_t(recorder->framesWritten()));
+    const auto m = testsupport::matchKnownSignal(audio.samples, 2, played + 44100);
+    ASSERT_TRUE(m.found);
+    EXPECT_EQ(m.mismatchAt, -1);
 }

@@ -3,6 +3,7 @@
 #include "recording/Recorder.h"
 #include "recording/RecordingSettings.h"
 #include "recording/screens/LevelMeter.h"
+#include "recording/screens/RAUViewController.h"
 #include "recording/screens/RecSettingsViewController.h"
 #include "recording/screens/RecorderViewController.h"
 #include "support/JackServer.h"
@@ -12,6 +13,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLabel>
+#include <QListWidget>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QSlider>
@@ -157,4 +159,80 @@ TEST_F(RecorderViewControllerTest, MonitorLevelAndFilePlayerSource)
     AudioEngine::updateIaaUnits();
     EXPECT_TRUE(waitUntil([&] { return screen.playButton()->isHidden(); }));
     EXPECT_EQ(screen.slotButton(0)->toolTip(), "Hardware input");
+}
+
+// STOP (or Cancel) pressed before the audio thread has seen the take start still ends it:
+// delivered once, or deleted, and the next take can start.
+TEST_F(RecorderViewControllerTest, InstantStopAndCancelEndTheTake)
+{
+    RecorderViewController screen;
+    int calls = 0;
+    screen.recorder()->setDoneBlock([&](bool finished, const QString& path, const QString&) {
+        ++calls;
+        EXPECT_TRUE(finished);
+        EXPECT_TRUE(QFile::rename(path, tree.path(QStringLiteral("instant%1.wav").arg(calls))));
+    });
+    for (int round = 1; round <= 4; ++round) {
+        screen.recPress();
+        ASSERT_TRUE(screen.recorder()->isRecording());
+        screen.recPress();
+        ASSERT_TRUE(waitUntil([&] { return screen.recorder()->state() == Recorder::State::Idle; }, 20000))
+            << "round " << round;
+        EXPECT_EQ(calls, round);
+    }
+    screen.recPress();
+    const QString take = screen.recorder()->recordURL();
+    screen.cancelPress();
+    ASSERT_TRUE(waitUntil([&] { return screen.recorder()->state() == Recorder::State::Idle; }, 20000));
+    EXPECT_EQ(calls, 4);
+    EXPECT_FALSE(QFileInfo::exists(take));
+    EXPECT_EQ(screen.recButton()->isChecked(), false);
+}
+
+// Without a server there is no input: the screen says so and leaves the meter still; REC
+// then fails with its alert.
+TEST(RecorderViewControllerNoServer, NoInputsAlertAndNoStart)
+{
+    TempTree tree;
+    AlertCapture alerts;
+    qputenv("JACK_DEFAULT_SERVER", "wltest-nobody-home");
+    AudioEngine::setup();
+    {
+        RecorderViewController screen;
+        ASSERT_FALSE(alerts.alerts().isEmpty());
+        EXPECT_EQ(alerts.alerts()[0],
+                  "Can not record|No audio inputs available. This could be due to the audio server's setup, please "
+                  "try and restart the JACK server and all your audio programs.");
+        EXPECT_FALSE(screen.levelMeter()->isUpdating());
+        screen.recButton()->click();
+        EXPECT_FALSE(screen.recorder()->isRecording());
+        EXPECT_TRUE(alerts.alerts().contains("Sorry|Could not start recording"));
+        EXPECT_FALSE(screen.recButton()->isChecked());
+        EXPECT_TRUE(screen.stopButton()->isChecked());
+    }
+    AudioEngine::teardown();
+}
+
+// A slot's arrow opens the chooser on the stack; the unit picked loads under a spinner and the
+// slot shows it.
+TEST_F(RecorderViewControllerTest, ChooserLoadsIntoTheSlot)
+{
+    auto* screen = new RecorderViewController;
+    NavigationController navigation(screen);
+    screen->changeSlotButton(0)->click();
+    auto* chooser = qobject_cast<RAUViewController*>(navigation.topViewController());
+    ASSERT_TRUE(chooser);
+    EXPECT_EQ(chooser->windowTitle(), "Choose source");
+    QListWidgetItem* player = nullptr;
+    for (int i = 0; i < chooser->list()->count(); ++i)
+        if (chooser->list()->item(i)->text().startsWith("File Player"))
+            player = chooser->list()->item(i);
+    ASSERT_TRUE(player);
+    chooser->choose(player);
+    EXPECT_EQ(navigation.topViewController(), screen);
+    EXPECT_TRUE(screen->slotIsLoading(0));
+    EXPECT_TRUE(waitUntil([&] { return !screen->slotIsLoading(0); }));
+    EXPECT_EQ(AudioEngine::rauAtSlot(0), AudioEngine::fakePlayerRau());
+    EXPECT_EQ(screen->slotButton(0)->toolTip(), AudioEngine::fakePlayerRau()->name());
+    EXPECT_FALSE(screen->playButton()->isHidden());
 }

@@ -70,6 +70,13 @@ TEST(RecordingRecovery, TakeKilledMidwayIsRecoveredInEveryFormat)
         ASSERT_TRUE(server.connect(ports[1], QStringLiteral("Wavelocker:Audio Input_2")));
         // Another recorder can't take the file from under it, and start-up leaves it alone.
         EXPECT_TRUE(UnfinishedRecording::hasUnfinishedRecording().isEmpty());
+        if (format == 0) {
+            const auto second = testsupport::runProgram(
+                QStringLiteral("wavelocker-tool"), {"record", tree.path(QStringLiteral("second.wav")), "--seconds", "1"});
+            EXPECT_NE(second.exitCode, 0);
+            EXPECT_TRUE(second.err.contains("Another recording is being written to")) << second.err.toStdString();
+            EXPECT_FALSE(QFile::exists(tree.path(QStringLiteral("second.wav"))));
+        }
 
         // Two seconds of the signal on disk, then one more second of recording, then the kill.
         const QString scratch = tree.path(QStringLiteral("scratch.") + Utils::fileExtensionForRecFormat(format));

@@ -1,9 +1,11 @@
 // The window's layout from a small laptop screen to a large one, checked by the geometry of
 // what it shows: every control inside the window, no two controls on top of each other, the
 // window keeping the size it was given whatever the editor shows.
+#include "audiofiles/screens/BatchToolsController.h"
 #include "audiofiles/screens/DetailViewController.h"
 #include "audiofiles/screens/WaveView.h"
 #include "library/FileListModel.h"
+#include "library/screens/ItemActionsController.h"
 #include "library/screens/MasterViewController.h"
 #include "platform/Settings.h"
 #include "shell/screens/AppWindow.h"
@@ -14,7 +16,10 @@
 #include <QAbstractScrollArea>
 #include <QAbstractSlider>
 #include <QLabel>
+#include <QFileInfo>
 #include <QLineEdit>
+#include <QMenu>
+#include <QSignalSpy>
 #include <QListView>
 #include <QPlainTextEdit>
 #include <QSplitter>
@@ -230,4 +235,37 @@ TEST(WindowLayout, TitleFollowsTheFileAndSizesComeBack)
     EXPECT_FALSE(window->isMaximized());
     EXPECT_EQ(window->size(), QSize(730, 450));
     EXPECT_EQ(again.splitViewController()->sizes(), columns);
+}
+
+// The list's item menu carries the batch tools; chosen there they work on the row the menu
+// was opened on (the list's highlight moves back when the menu closes).
+TEST(WindowLayout, ItemMenuRunsTheBatchToolsOnItsRow)
+{
+    TempTree tree;
+    const QString lib = tree.library();
+    writeToneWav(lib + "/Kick.wav", 1, 44100, 4410);
+    writeToneWav(lib + "/Snare.wav", 1, 44100, 4410);
+    qputenv("JACK_DEFAULT_SERVER", "wltest-nobody-home");
+    AppWindow app;
+    app.didFinishLaunching();
+    MasterViewController* master = app.masterViewController();
+    ASSERT_TRUE(waitUntil([&] { return master->model()->isLoaded(); }));
+    master->openFile(lib + "/Kick.wav");
+    EXPECT_EQ(app.selectedLibraryPaths(), QStringList{lib + "/Kick.wav"});
+
+    QMenu* menu = master->actions()->menuForItem(master->model()->itemAt(master->rowForItemWithPath(lib + "/Snare.wav")));
+    ASSERT_NE(menu, nullptr);
+    QAction* normalize = nullptr;
+    for (QAction* action : menu->actions())
+        if (action->text() == "Normalize Selected Files")
+            normalize = action;
+    ASSERT_NE(normalize, nullptr);
+    QSignalSpy finished(app.batchTools(), &BatchToolsController::finished);
+    normalize->trigger();
+    delete menu;
+    ASSERT_TRUE(waitUntil([&] { return finished.size() == 1; }, 60000));
+    EXPECT_TRUE(QFileInfo::exists(lib + "/Snare-normalized.wav"));
+    EXPECT_FALSE(QFileInfo::exists(lib + "/Kick-normalized.wav"));
+    // Outside a menu the action works on what the list has picked.
+    EXPECT_FALSE(normalize->data().isValid());
 }

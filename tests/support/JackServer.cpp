@@ -2,6 +2,8 @@
 
 #include <QCoreApplication>
 #include <QUuid>
+#include <csignal>
+#include <sys/prctl.h>
 
 namespace testsupport {
 namespace {
@@ -42,6 +44,8 @@ bool JackServer::startOnce()
     env.insert(QStringLiteral("JACK_NO_AUDIO_RESERVATION"), QStringLiteral("1"));
     mServer->setProcessEnvironment(env);
     mServer->setProcessChannelMode(QProcess::MergedChannels);
+    // A test killed by its time limit takes its server with it.
+    mServer->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
     mServer->start(QStringLiteral("jackd"),
                    {QStringLiteral("-n"), mName, QStringLiteral("--no-realtime"), QStringLiteral("-d"),
                     QStringLiteral("dummy"), QStringLiteral("-r"), QString::number(mRate), QStringLiteral("-p"),

@@ -24,3 +24,11 @@ TEST(PopupPlacement, StaysOnTheScreen)
     // Larger than the screen: its top-left corner stays on it.
     EXPECT_EQ(PopupPlacement::positionNear(QSize(900, 300), QRect(700, 150, 60, 30), low), QPoint(0, 0));
 }
+
+TEST(PopupPlacement, KeepOnScreenMovesOnlyWhatSticksOut)
+{
+    const QRect screen(0, 0, 1280, 800);
+    EXPECT_EQ(PopupPlacement::keepOnScreen(QRect(100, 100, 240, 200), screen), QPoint(100, 100));
+    EXPECT_EQ(PopupPlacement::keepOnScreen(QRect(1200, 700, 240, 200), screen), QPoint(1040, 600));
+    EXPECT_EQ(PopupPlacement::keepOnScreen(QRect(-50, -20, 240, 200), screen), QPoint(0, 0));
+}

@@ -21,15 +21,16 @@ Result trim(const QString& source, const TrimRegion& region, const Utils::Progre
                                   region.fadeOut, progress));
 }
 
-Result normalize(const QString& source, const Utils::ProgressBlock& progress)
+Result normalize(const QString& source, const Utils::ProgressBlock& progress, const Utils::CancelFlag* cancel)
 {
-    return remembered(Utils::normalize(source, OutputNames::normalizedPath(source), progress));
+    return remembered(Utils::normalize(source, OutputNames::normalizedPath(source), progress, cancel));
 }
 
-Result convert(const QString& source, const ConversionOptions& options, const Utils::ProgressBlock& progress)
+Result convert(const QString& source, const ConversionOptions& options, const Utils::ProgressBlock& progress,
+               const Utils::CancelFlag* cancel)
 {
     const QString dest = OutputNames::convertedPath(source, options.format);
-    return remembered(Utils::convert(source, dest, options, progress) ? Result(dest) : std::nullopt);
+    return remembered(Utils::convert(source, dest, options, progress, cancel) ? Result(dest) : std::nullopt);
 }
 
 }  // namespace EditorTools

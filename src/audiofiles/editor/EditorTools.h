@@ -21,7 +21,8 @@ struct TrimRegion {
 };
 
 Result trim(const QString& source, const TrimRegion& region, const Utils::ProgressBlock& progress = {});
-Result normalize(const QString& source, const Utils::ProgressBlock& progress = {});
-Result convert(const QString& source, const ConversionOptions& options, const Utils::ProgressBlock& progress = {});
+Result normalize(const QString& source, const Utils::ProgressBlock& progress = {}, const Utils::CancelFlag* cancel = nullptr);
+Result convert(const QString& source, const ConversionOptions& options, const Utils::ProgressBlock& progress = {},
+               const Utils::CancelFlag* cancel = nullptr);
 
 }  // namespace EditorTools

@@ -42,6 +42,16 @@ ConvertViewController::ConvertViewController(QWidget* parent)
     connect(cancel, &QPushButton::clicked, this, &ConvertViewController::convertCancelPress);
     connect(save, &QPushButton::clicked, this, &ConvertViewController::convertSavePress);
 
+    // On the controls, so that each of their segments shows it too.
+    mFormat->setToolTip(tr("The file format to write"));
+    mChannels->setToolTip(tr("Two channels, or one"));
+    mMonoSource->setToolTip(tr("What the one channel of a stereo file holds: both mixed, the left or the right"));
+    mBits->setToolTip(tr("Bits per sample"));
+    mBitRate->setToolTip(tr("AAC bit rate in kb/s"));
+    mSampleRate->setToolTip(tr("Samples per second"));
+    save->setToolTip(tr("Remember these choices and convert"));
+    cancel->setToolTip(tr("Convert nothing"));
+
     auto* form = new QFormLayout;
     form->addRow(tr("Format"), mFormat);
     form->addRow(tr("Channels"), mChannels);

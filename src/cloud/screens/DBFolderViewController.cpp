@@ -38,6 +38,10 @@ DBFolderViewController::DBFolderViewController(cloud::DropboxClient* client, int
     auto* bottom = new QHBoxLayout;
     bottom->addStretch();
     auto* cancel = new QPushButton(DropboxTexts::cancel(), this);
+    mUp->setToolTip(QStringLiteral("The folder above this one"));
+    mNewFolder->setToolTip(QStringLiteral("Make a folder in Dropbox here"));
+    mExport->setToolTip(QStringLiteral("Upload the items into the folder shown"));
+    cancel->setToolTip(QStringLiteral("Close without uploading"));
     bottom->addWidget(cancel);
     bottom->addWidget(mExport);
     layout->addLayout(bottom);

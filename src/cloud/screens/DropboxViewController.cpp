@@ -59,6 +59,10 @@ DropboxViewController::DropboxViewController(cloud::DropboxClient* client, Previ
     bottom->addWidget(mPlay);
     bottom->addStretch();
     auto* cancel = new QPushButton(DropboxTexts::cancel(), this);
+    mUp->setToolTip(QStringLiteral("The folder above this one"));
+    mPlay->setToolTip(QStringLiteral("Play the chosen sound from Dropbox without importing it"));
+    mImport->setToolTip(QStringLiteral("Download the chosen items into the current library folder"));
+    cancel->setToolTip(QStringLiteral("Close without importing"));
     bottom->addWidget(cancel);
     bottom->addWidget(mImport);
     layout->addLayout(bottom);

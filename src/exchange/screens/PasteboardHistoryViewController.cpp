@@ -56,6 +56,8 @@ PasteboardHistoryViewController::PasteboardHistoryViewController(QString folder,
     buttons->addButton(QDialogButtonBox::Close);
     layout->addWidget(buttons);
     mPasteButton->setToolTip(QStringLiteral("Paste the sound into this folder as a new file"));
+    mPlayButton->setToolTip(QStringLiteral("Listen to the chosen slot"));
+    mList->setToolTip(QStringLiteral("The twelve AudioCopy slots, the latest copy first"));
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     connect(mPlayButton, &QPushButton::clicked, this, &PasteboardHistoryViewController::playSelected);
     connect(mPasteButton, &QPushButton::clicked, this, [this] {

@@ -22,6 +22,7 @@
 #include "ui/screens/ProgressHUD.h"
 #include "ui/screens/Theme.h"
 
+#include <QAction>
 #include <QDesktopServices>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -174,6 +175,20 @@ QMenu* ItemActionsController::menuForItem(const LibraryItem& item)
     menu->addSection(titleOf(item));
     for (ItemMenuEntry entry : itemMenuEntries(item.path, item.isDirectory, item.isSys))
         menu->addAction(itemMenuTitle(entry), this, [this, entry, item] { perform(entry, item); });
+    if (!mSelectionActions.isEmpty()) {
+        // Kept for the action: closing the menu moves the list's highlight back.
+        const QStringList targets =
+            mSelection->isSelected(item.path) ? mSelection->selectedPaths() : QStringList{item.path};
+        menu->addSeparator();
+        for (QAction* action : std::as_const(mSelectionActions)) {
+            action->setData(targets);
+            menu->addAction(action);
+        }
+        connect(menu, &QObject::destroyed, this, [actions = mSelectionActions] {
+            for (QAction* action : actions)
+                action->setData(QVariant());
+        });
+    }
     return menu;
 }
 

@@ -13,6 +13,7 @@
 #include <memory>
 
 class MasterViewController;
+class QAction;
 class PasteboardScreen;
 class QMenu;
 class QPushButton;
@@ -42,6 +43,10 @@ public:
 
     // Builds the per-item menu for an item (nullptr while editing); showMenuForItem pops it up.
     QMenu* menuForItem(const LibraryItem& item);
+    // Commands over several items that the window adds at the end of the item menu (the batch
+    // tools). While a menu is open each one's data holds the paths it is about: the picked
+    // items when the menu's item is among them, else that item alone.
+    void setSelectionActions(const QList<QAction*>& actions) { mSelectionActions = actions; }
     void showMenuForItem(const LibraryItem& item);
     void perform(ItemMenuEntry entry, const LibraryItem& item);
 
@@ -104,6 +109,7 @@ private:
     QMenu* mImportMenu;
     QMenu* mSelectMenu;
     QMenu* mAddMenu;
+    QList<QAction*> mSelectionActions;
     PasteboardScreen* mPasteboard = nullptr;
     QPushButton* mSelectButton;
     QPushButton* mMoveButton;

@@ -243,6 +243,23 @@ void MasterViewController::sortPress()
     updateSortButton(true);
 }
 
+void MasterViewController::setSortMode(int mode)
+{
+    if (mode == FileSort::sortMode())
+        return;
+    FileSort::setSortMode(mode);
+    mModel->sortFileList();
+    // The picked rows moved with their items; the current one stays in sight.
+    mTable->scrollTo(mTable->currentIndex());
+    updateSortButton(true);
+}
+
+void MasterViewController::focusSearch()
+{
+    mSearchField->setFocus(Qt::ShortcutFocusReason);
+    mSearchField->selectAll();
+}
+
 void MasterViewController::updateSortButton(bool animated) { mSortButton->setMode(FileSort::sortMode(), animated); }
 
 void MasterViewController::saveDefaults() { FileSort::saveDefaults(); }
@@ -331,9 +348,12 @@ bool MasterViewController::selectPath(const QString& path)
     const int row = rowForItemWithPath(path);
     if (row < 0)
         return false;
-    const QModelIndex index = mModel->index(row);
-    mTable->setCurrentIndex(index);
-    mTable->scrollTo(index);
+    // The row becomes the one picked, except in editing mode, where the picks are the user's.
+    if (mActions->isEditing())
+        mSelection->setCurrentPath(path);
+    else
+        mSelection->selectPaths({path});
+    mTable->scrollTo(mModel->index(row));
     return true;
 }
 

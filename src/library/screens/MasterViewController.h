@@ -71,6 +71,10 @@ public:
 
     void update();
     void sortPress();
+    // Sorts by one mode (FileSort's), as the menu bar's sort entries do.
+    void setSortMode(int mode);
+    // Puts the keyboard into the search field, its text selected.
+    void focusSearch();
     void updateSortButton(bool animated = false);
     void updateDirExternal();
     void handleSearch(const QString& text);

@@ -20,6 +20,8 @@
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QProgressBar>
+#include <QTimer>
 #include <QPushButton>
 #include <QSlider>
 #include <QToolButton>
@@ -57,6 +59,8 @@ const QString kDropouts = QStringLiteral("Dropouts: %1");
 constexpr int kSlotIcon = 40;
 constexpr int kSlotButton = 56;
 constexpr int kLevelSteps = 1000;
+// Long enough for the spinner to be drawn before a unit's loading holds the main thread.
+constexpr int kSpinnerShowMs = 100;
 constexpr int kPreferredWidth = 320;
 constexpr int kPreferredHeight = 560;
 // White 0.15, opaque: the background of a slot that holds a unit.
@@ -228,6 +232,12 @@ void RecorderViewController::build()
         change->setAutoRaise(true);
         change->setAccessibleName(slot == 0 ? QStringLiteral("Choose source") : QStringLiteral("Choose effect %1").arg(slot));
         connect(change, &QToolButton::clicked, this, [this, slot] { changeSlotPressed(slot); });
+        auto* spinner = new QProgressBar(button);
+        spinner->setRange(0, 0);  // busy
+        spinner->setTextVisible(false);
+        spinner->setGeometry(8, kSlotButton / 2 - 4, kSlotButton - 16, 8);
+        spinner->hide();
+        mSpinners[size_t(slot)] = spinner;
         mSlots[size_t(slot)] = button;
         mChangeSlots[size_t(slot)] = change;
         slotGrid->addWidget(button, 1, slot, Qt::AlignCenter);
@@ -342,9 +352,34 @@ void RecorderViewController::changeSlotPressed(int slot)
 {
     if (mRecorder->isRecording())
         return;
-    RAUViewController::pushForSlot(navigation(), slot, AudioEngine::audiobusConnected() ? slot0Title() : QString(),
-                                   [this] { iaaGraphUpdated(); });
+    NavigationController* stack = navigation();
+    if (!stack)
+        return;
+    RAUViewController* chooser =
+        RAUViewController::pushForSlot(stack, slot, AudioEngine::audiobusConnected() ? slot0Title() : QString());
+    QPointer<RecorderViewController> self(this);
+    chooser->selectedRAU = [self, stack, slot](RAUViewController*, RemoteAU::Ptr rau) {
+        if (!self)
+            return;
+        stack->popToViewController(self, true);
+        self->loadRau(std::move(rau), slot);
+    };
 }
+
+void RecorderViewController::loadRau(std::shared_ptr<RemoteAU> rau, int slot)
+{
+    QToolButton* button = mSlots[size_t(slot)];
+    button->setIcon(QIcon());
+    button->setText(QString());
+    mSpinners[size_t(slot)]->show();
+    QTimer::singleShot(kSpinnerShowMs, this, [this, rau = std::move(rau), slot] {
+        RAUViewController::loadRau(rau, slot);
+        mSpinners[size_t(slot)]->hide();
+        iaaGraphUpdated();
+    });
+}
+
+bool RecorderViewController::slotIsLoading(int slot) const { return mSpinners[size_t(slot)]->isVisibleTo(mSlots[size_t(slot)]); }
 
 void RecorderViewController::updateSlotButton(int slot)
 {

@@ -12,7 +12,9 @@ class QLabel;
 #include <QPushButton>
 class QSlider;
 #include <QToolButton>
+class QProgressBar;
 class Recorder;
+class RemoteAU;
 
 // The recorder screen: the take's duration, the REC and STOP buttons, the level meter and
 // record level, monitoring, the source and effect slots, the file player's play button when
@@ -51,6 +53,9 @@ public:
     void menuPress();
     void slotPressed(int slot);
     void changeSlotPressed(int slot);
+    // loadRau:toSlot: — the slot's button shows a spinner while the unit (null: none) loads.
+    void loadRau(std::shared_ptr<RemoteAU> rau, int slot);
+    bool slotIsLoading(int slot) const;
     void monitorPress();
     void levelSliderChanged(int value);
     void playPressed();
@@ -93,6 +98,7 @@ private:
     LevelMeter* mMeter = nullptr;
     std::array<QToolButton*, 4> mSlots{};
     std::array<QToolButton*, 4> mChangeSlots{};
+    std::array<QProgressBar*, 4> mSpinners{};
     bool mDiskLow = false;
     std::array<platform::ScopedObserver, 4> mObservers;
 };

@@ -1,6 +1,9 @@
 #include "shell/screens/AppWindow.h"
 
+#include "audiofiles/screens/BatchToolsController.h"
 #include "audiofiles/screens/DetailViewController.h"
+#include "library/ItemSelection.h"
+#include "library/screens/ItemActionsController.h"
 #include "exchange/screens/LibraryExchange.h"
 #include "library/UndoStack.h"
 #include "library/Utils.h"
@@ -16,6 +19,7 @@
 #include "platform/Settings.h"
 #include "shell/FilePlayerPreview.h"
 #include "shell/screens/InfoViewController.h"
+#include "shell/screens/MainMenu.h"
 #include "shell/screens/SettingsViewController.h"
 #include "ui/screens/NavigationController.h"
 #include "ui/screens/ProgressHUD.h"
@@ -87,6 +91,7 @@ void AppWindow::observeWindow()
     mWindow->addAction(mSettingsAction);
     connect(mSettingsAction, &QAction::triggered, this, &AppWindow::settingsTapped);
     addBarActions();
+    mMainMenu = new MainMenu(this);
     UnitControlPanel::installAsInterfacePresenter();
     mWindow->installEventFilter(this);
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
@@ -166,9 +171,25 @@ void AppWindow::createScreens()
     });
     mMaster->setFolder(Utils::documentsURL());
     urlCommands()->setPasteHandler([this](const QString& name) { return !mMaster->audioPaste(name).isEmpty(); });
+    mBatchTools = new BatchToolsController(mWindow.get(), [this] { return selectedLibraryPaths(); }, this);
+    mWindow->addAction(mBatchTools->normalizeAction());
+    mWindow->addAction(mBatchTools->convertAction());
+    // Every browser pushed later gets them too.
+    auto addBatchActions = [this](QWidget* screen) {
+        if (auto* browser = qobject_cast<MasterViewController*>(screen))
+            browser->actions()->setSelectionActions({mBatchTools->normalizeAction(), mBatchTools->convertAction()});
+    };
+    addBatchActions(mMaster);
+    connect(mLibraryNavigation, &NavigationController::topViewControllerChanged, this, addBatchActions);
     connect(mDetail, &QWidget::windowTitleChanged, this, &AppWindow::updateWindowTitle);
     restoreWindowState();
     addInfoButton();
+}
+
+QStringList AppWindow::selectedLibraryPaths() const
+{
+    auto* browser = mLibraryNavigation ? qobject_cast<MasterViewController*>(mLibraryNavigation->topViewController()) : nullptr;
+    return browser ? browser->selection()->targetPaths() : QStringList();
 }
 
 void AppWindow::restoreWindowState()
@@ -439,6 +460,9 @@ void AppWindow::closeRecorder()
 
 void AppWindow::libraryMoved(const QString& root)
 {
+    // Steps recorded in the old library name places that are no longer the library.
+    if (mUndo)
+        mUndo->clear();
     popToRootBrowser();
     if (mDetail)
         mDetail->setDetailItem(QString());

@@ -5,9 +5,11 @@
 #include <memory>
 
 class AudioServerStatus;
+class BatchToolsController;
 class DetailViewController;
 class DropboxScreens;
 class LibraryExchange;
+class MainMenu;
 class MasterViewController;
 class NavigationController;
 class ProgressHUD;
@@ -70,8 +72,15 @@ public:
     DropboxScreens* dropboxScreens() const { return mDropboxScreens; }
     DetailViewController* detailViewController() const { return mDetail; }
     LibraryExchange* libraryExchange() const { return mExchange; }
+    // Normalize and Convert over the files picked in the library list; its two actions are
+    // in the list's item menu and on the window.
+    BatchToolsController* batchTools() const { return mBatchTools; }
+    // What the browser on top of the library's stack acts on: the picked items, else the
+    // current one.
+    QStringList selectedLibraryPaths() const;
     // Undo and redo of the browsers' trash, move, rename, new folder and put back.
     UndoStack* undoStack() const { return mUndo; }
+    MainMenu* mainMenu() const { return mMainMenu; }
 
 protected:
     void createScreens() override;
@@ -99,7 +108,9 @@ private:
     DropboxScreens* mDropboxScreens = nullptr;
     DetailViewController* mDetail = nullptr;
     LibraryExchange* mExchange = nullptr;
+    BatchToolsController* mBatchTools = nullptr;
     UndoStack* mUndo = nullptr;
+    MainMenu* mMainMenu = nullptr;
     QPointer<QWidget> mInfo;
     QAction* mWiFiDriveAction = nullptr;
     QPointer<WiFiDriveViewController> mWiFiDrive;

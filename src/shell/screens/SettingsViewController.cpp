@@ -139,12 +139,14 @@ void SettingsViewController::buildPanel()
     mAutoPlay->setCheckable(true);
     mAutoPlay->setChecked(AudioEngine::autoPlayNext());
     mAutoPlay->setAccessibleName(kAutoPlayTitle);
+    mAutoPlay->setToolTip(kAutoPlaySubtitle);
     updateAutoPlayTitle();
     connect(mAutoPlay, &QPushButton::clicked, this, &SettingsViewController::autoPlayToggled);
 
     if (mAudioSettingsFactory) {
         mAudioSettings = new QPushButton(kAudioSettingsTitle);
         mAudioSettings->setFixedHeight(kLinkHeight);
+        mAudioSettings->setToolTip(QStringLiteral("Recording format, input, buffer and sample rate"));
         mAudioSettings->setFlat(true);
         mAudioSettings->setStyleSheet(QStringLiteral("QPushButton { text-align: left; color: %1; border: none; }"
                                                      "QPushButton:pressed, QPushButton:hover { color: white; }")
@@ -172,6 +174,7 @@ void SettingsViewController::buildDesktopRows()
     mLibrary = new QPushButton(kLibraryChoose);
     mLibraryLabel = subtitleLabel(QString());
     mLibraryLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    mLibrary->setToolTip(QStringLiteral("Choose the folder the library keeps its files in"));
     connect(mLibrary, &QPushButton::clicked, this, &SettingsViewController::libraryPress);
     mDesktopRows->addWidget(controlRow(kLibraryTitle, mLibrary, mLibraryLabel));
     updateLibraryRow();
@@ -180,12 +183,14 @@ void SettingsViewController::buildDesktopRows()
     mPort->setRange(0, kMaxPort);
     mPort->setValue(mPreferences->webServerPort());
     mPort->setAccessibleName(kPortTitle);
+    mPort->setToolTip(kPortSubtitle);
     connect(mPort, &QSpinBox::editingFinished, this, [this] { mPreferences->setWebServerPort(mPort->value()); });
     mDesktopRows->addWidget(controlRow(kPortTitle, mPort, subtitleLabel(kPortSubtitle)));
 
     mJackServer = new QLineEdit(mPreferences->jackServerName());
     mJackServer->setPlaceholderText(kJackPlaceholder);
     mJackServer->setAccessibleName(kJackTitle);
+    mJackServer->setToolTip(kJackSubtitle);
     connect(mJackServer, &QLineEdit::editingFinished, this,
             [this] { mPreferences->setJackServerName(mJackServer->text()); });
     mDesktopRows->addWidget(controlRow(kJackTitle, mJackServer, subtitleLabel(kJackSubtitle)));
@@ -198,6 +203,7 @@ void SettingsViewController::setDropboxScreens(DropboxScreens* dropbox)
     mDropboxScreens = dropbox;
     mDropbox = new QPushButton;
     mDropbox->setAccessibleName(kDropboxTitle);
+    mDropbox->setToolTip(QStringLiteral("Link or unlink the Dropbox account the library imports from and exports to"));
     mDropboxLabel = subtitleLabel(QString());
     connect(mDropbox, &QPushButton::clicked, this, [this] {
         if (mDropboxScreens->account()->isLinked())

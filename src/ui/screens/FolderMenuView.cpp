@@ -1,10 +1,12 @@
 #include "ui/screens/FolderMenuView.h"
 
+#include "ui/PopupPlacement.h"
 #include "ui/screens/NavigationController.h"
 #include "ui/screens/Theme.h"
 
 #include <QMouseEvent>
 #include <QPainter>
+#include <QScreen>
 #include <QVariantAnimation>
 
 namespace {
@@ -34,7 +36,10 @@ FolderMenuView* FolderMenuView::showMenuForNavigationController(NavigationContro
     });
     connect(menu, &QObject::destroyed, navigation, [navigation] { navigation->setNavigationBarEnabled(true); });
     navigation->setNavigationBarEnabled(false);
-    menu->move(navigation->mapToGlobal(QPoint((navigation->width() - menu->width()) / 2, 44)));
+    // Under the title, and wholly on the screen when the window is partly off it.
+    const QRect wanted(navigation->mapToGlobal(QPoint((navigation->width() - menu->width()) / 2, 44)), menu->size());
+    const QScreen* screen = navigation->screen();
+    menu->move(screen ? PopupPlacement::keepOnScreen(wanted, screen->availableGeometry()) : wanted.topLeft());
     menu->show();
     return menu;
 }

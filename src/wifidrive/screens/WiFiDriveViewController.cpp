@@ -45,6 +45,7 @@ WiFiDriveViewController::WiFiDriveViewController(GCDWebUploader* server, QWidget
     explanation->setWordWrap(true);
     mSwitch = new QCheckBox(kSwitchLabel, this);
     mSwitch->setChecked(mServer && mServer->isRunning());
+    mSwitch->setToolTip(QStringLiteral("Serve the library to web browsers on this network"));
     connect(mSwitch, &QCheckBox::toggled, this, &WiFiDriveViewController::switchChanged);
     mAddressLabel = new QLabel(this);
     mAddressLabel->setAlignment(Qt::AlignCenter);
@@ -57,6 +58,7 @@ WiFiDriveViewController::WiFiDriveViewController(GCDWebUploader* server, QWidget
 
     mHttpsSwitch = new QCheckBox(kHttpsLabel, this);
     mHttpsSwitch->setChecked(mServer && mServer->usesHttps());
+    mHttpsSwitch->setToolTip(QStringLiteral("Encrypt the connection; browsers ask once to trust this computer's certificate"));
     connect(mHttpsSwitch, &QCheckBox::toggled, this, &WiFiDriveViewController::httpsChanged);
     mPasswordLabel = new QLabel(this);
     mPasswordLabel->setWordWrap(true);
@@ -65,6 +67,10 @@ WiFiDriveViewController::WiFiDriveViewController(GCDWebUploader* server, QWidget
     mPasswordField->setPlaceholderText(kPasswordPlaceholder);
     mSetPasswordButton = new QPushButton(kSetPassword, this);
     mRemovePasswordButton = new QPushButton(kRemovePassword, this);
+    mPasswordField->setToolTip(QStringLiteral("The password web browsers must give before they see the library"));
+    mSetPasswordButton->setToolTip(QStringLiteral("Ask browsers for this password from now on"));
+    mRemovePasswordButton->setToolTip(QStringLiteral("Let browsers in without a password"));
+    mCancelButton->setToolTip(QStringLiteral("Close this screen; the drive keeps its state"));
     connect(mPasswordField, &QLineEdit::textChanged, this, &WiFiDriveViewController::updatePassword);
     connect(mPasswordField, &QLineEdit::returnPressed, mSetPasswordButton, &QPushButton::click);
     connect(mSetPasswordButton, &QPushButton::clicked, this, [this] { setPassword(mPasswordField->text()); });
