@@ -6,6 +6,7 @@
 #include <QLocale>
 #include <algorithm>
 #include <atomic>
+#include <optional>
 #include <vector>
 
 namespace FileSort {
@@ -35,12 +36,21 @@ QCollator nameCollator()
 
 namespace {
 
+// An item with its name's collation key, made the first time two names must be compared:
+// sorted by date or size, most items never need one.
 struct Keyed {
     const LibraryItem* item;
-    QCollatorSortKey key;
+    mutable std::optional<QCollatorSortKey> key;
+
+    const QCollatorSortKey& keyBy(const QCollator& collator) const
+    {
+        if (!key)
+            key.emplace(collator.sortKey(lastPathComponent(item->path)));
+        return *key;
+    }
 };
 
-bool precedes(const Keyed& a, const Keyed& b, int mode)
+bool precedes(const Keyed& a, const Keyed& b, int mode, const QCollator& collator)
 {
     const LibraryItem& x = *a.item;
     const LibraryItem& y = *b.item;
@@ -57,7 +67,7 @@ bool precedes(const Keyed& a, const Keyed& b, int mode)
         return x.date > y.date;
     if (effective == kBySize && x.size != y.size)
         return x.size > y.size;
-    if (const int c = a.key.compare(b.key); c != 0)
+    if (const int c = a.keyBy(collator).compare(b.keyBy(collator)); c != 0)
         return c < 0;
     // Equal under every rule (names differing only in case): keep a fixed order anyway.
     return x.path < y.path;
@@ -107,8 +117,9 @@ void sortFileList(LibraryItemList& list, int mode)
     std::vector<Keyed> keyed;
     keyed.reserve(list.size());
     for (const LibraryItem& item : std::as_const(list))
-        keyed.push_back({&item, collator.sortKey(lastPathComponent(item.path))});
-    std::sort(keyed.begin(), keyed.end(), [mode](const Keyed& a, const Keyed& b) { return precedes(a, b, mode); });
+        keyed.push_back({&item, std::nullopt});
+    std::sort(keyed.begin(), keyed.end(),
+              [mode, &collator](const Keyed& a, const Keyed& b) { return precedes(a, b, mode, collator); });
     LibraryItemList sorted;
     sorted.reserve(list.size());
     for (const Keyed& k : keyed)

@@ -6,6 +6,7 @@
 
 #include <QFile>
 #include <dirent.h>
+#include <fcntl.h>
 #include <memory>
 #include <sys/stat.h>
 
@@ -56,7 +57,13 @@ std::optional<LibraryItemList> listFolder(const QString& folder, const std::atom
         // Resolving the Inbox path costs several calls, so only empty-looking folders pay it.
         if (item.isDirectory && st.st_nlink <= kLinksOfFolderWithoutSubfolders && Utils::pathIsInbox(item.path))
             continue;
-        item.isSys = Utils::pathIsSystemItem(item.path);
+        // The entry's type from the folder itself spares a second status call for every row.
+        bool isLink = entry->d_type == DT_LNK;
+        if (entry->d_type == DT_UNKNOWN) {
+            struct stat own;
+            isLink = fstatat(fd, name, &own, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(own.st_mode);
+        }
+        item.isSys = Utils::pathIsSystemItem(item.path, isLink);
         items.append(std::move(item));
     }
     return items;

@@ -9,7 +9,7 @@
 namespace RowTexts {
 namespace {
 constexpr qint64 kSecondsPerDay = 86400;
-const QString kSubtitleJoin = QStringLiteral("%1 \u2022 %2");
+const QString kSubtitleJoin = QStringLiteral(" \u2022 ");
 }  // namespace
 
 QString titleForItem(const LibraryItem& item)
@@ -47,7 +47,7 @@ Row rowForItem(const LibraryItem& item, const QDateTime& now)
     row.isFolder = item.isDirectory;
     if (!item.isDirectory) {
         row.accessibilityHint = QStringLiteral("Open this file");
-        row.subtitle = kSubtitleJoin.arg(dateText(item.date), Utils::fileSizeToString(uint64_t(qMax<qint64>(item.size, 0))));
+        row.subtitle = dateText(item.date) + kSubtitleJoin + Utils::fileSizeToString(uint64_t(qMax<qint64>(item.size, 0)));
         return row;
     }
     row.accessibilityHint = QStringLiteral("Open this folder");

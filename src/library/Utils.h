@@ -27,6 +27,8 @@ bool pathIsInbox(const QString& path);
 bool pathIsLocalDocumentsLink(const QString& path);
 bool pathIsTrashcan(const QString& path);
 bool pathIsSystemItem(const QString& path);
+// The same for a listing that already knows whether path is a symbolic link.
+bool pathIsSystemItem(const QString& path, bool isSymLink);
 bool pathIsInsideTrashcan(const QString& path);
 bool pathIsInsideLocalDocs(const QString& path);
 bool checkNotInbox(const QString& path);

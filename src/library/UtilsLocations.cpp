@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <mutex>
+#include <optional>
 
 namespace Utils {
 namespace {
@@ -20,6 +21,7 @@ struct Cached {
     QString realDocuments;
     QString realLink;
     QString realTrash;
+    QString realDocumentsName;
 };
 
 constexpr int kMoveAsideAttempts = 100;
@@ -41,6 +43,7 @@ const Cached& cached()
         c.realDocuments = real.isEmpty() ? QDir::cleanPath(c.documents) : real;
         c.realLink = c.realDocuments + QStringLiteral("/iTunes File Sharing");
         c.realTrash = c.realDocuments + QStringLiteral("/Trash");
+        c.realDocumentsName = QFileInfo(c.realDocuments).fileName();
         gCached = c;
     }
     return *gCached;
@@ -114,16 +117,17 @@ namespace {
 
 enum class SystemItem { None, Library, Link, Trash };
 
-SystemItem systemItemAt(const QString& path)
+// knownLink: whether path is a symbolic link, when the caller has read it already.
+SystemItem systemItemAt(const QString& path, std::optional<bool> knownLink = std::nullopt)
 {
     const Cached& c = cached();
     const QString trimmed = withoutTrailingSlashes(path);
-    const QString name = QFileInfo(trimmed).fileName();
+    const QString name = trimmed.mid(trimmed.lastIndexOf(QLatin1Char('/')) + 1);
     const bool dots = isDots(name);
-    const bool link = !dots && QFileInfo(trimmed).isSymLink();
+    const bool link = !dots && (knownLink ? *knownLink : QFileInfo(trimmed).isSymLink());
     // Listings ask for every row: most names cannot be a system item, and cost no resolving.
     if (!dots && !link && name != QLatin1String("Trash") && name != QLatin1String("iTunes File Sharing")
-        && name != QFileInfo(c.realDocuments).fileName())
+        && name != c.realDocumentsName)
         return SystemItem::None;
     const QString named = identity(trimmed);
     if (named == c.realLink)
@@ -151,6 +155,7 @@ bool pathIsLibraryRoot(const QString& path) { return systemItemAt(path) == Syste
 bool pathIsLocalDocumentsLink(const QString& path) { return systemItemAt(path) == SystemItem::Link; }
 bool pathIsTrashcan(const QString& path) { return systemItemAt(path) == SystemItem::Trash; }
 bool pathIsSystemItem(const QString& path) { return systemItemAt(path) != SystemItem::None; }
+bool pathIsSystemItem(const QString& path, bool isSymLink) { return systemItemAt(path, isSymLink) != SystemItem::None; }
 
 bool pathIsInsideTrashcan(const QString& path)
 {

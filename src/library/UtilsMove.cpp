@@ -1,5 +1,6 @@
 #include "library/Utils.h"
 
+#include "platform/PartFile.h"
 
 #include <QDir>
 #include <QFile>
@@ -214,6 +215,8 @@ QString partPathBeside(const QString& target)
     const QFileInfo info(target);
     // The marks around the name must still fit in one file name.
     QString name = info.fileName();
+    // Noted before the part exists, so a start after a kill knows where to look.
+    PartFile::recordFolder(info.path());
     while (QFile::encodeName(name).size() > kMaxNameInPartName)
         name.chop(1);
     for (int attempt = 0; attempt < kPartNameAttempts; ++attempt) {

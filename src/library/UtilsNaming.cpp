@@ -2,6 +2,7 @@
 
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <charconv>
 #include <mutex>
 
 namespace Utils {
@@ -71,18 +72,35 @@ void clearLastNewFile()
     gLastNewFile.clear();
 }
 
+namespace {
+
+// value with one decimal, rounded as printf's "%.1f" does, and the unit; to_chars spares the
+// format parsing that a listing of thousands of rows would pay for every row.
+QString withUnit(double value, const char* unit)
+{
+    char text[64];
+    const std::to_chars_result end = std::to_chars(text, text + sizeof text - 8, value, std::chars_format::fixed, 1);
+    char* tail = end.ptr;
+    *tail++ = ' ';
+    while (*unit)
+        *tail++ = *unit++;
+    return QString::fromLatin1(text, qsizetype(tail - text));
+}
+
+}  // namespace
+
 QString fileSizeToString(uint64_t bytes)
 {
     if (bytes <= 1024)
-        return QString::asprintf("%.0f Bytes", double(bytes));
+        return QString::number(bytes) + QStringLiteral(" Bytes");
     double v = double(bytes) / 1024.0;
     if (v <= 1024.0)
-        return QString::asprintf("%.1f KiB", v);
+        return withUnit(v, "KiB");
     v /= 1024.0;
     if (v <= 1024.0)
-        return QString::asprintf("%.1f MiB", v);
+        return withUnit(v, "MiB");
     v /= 1024.0;
-    return QString::asprintf("%.1f GiB", v);
+    return withUnit(v, "GiB");
 }
 
 float findBpmInString(const QString& path)

@@ -3,15 +3,12 @@
 #include "platform/CodecModule.h"
 #include "platform/Log.h"
 #include "platform/SndfileAudioReader.h"
+#include "platform/Swresample.h"
 
 #include <algorithm>
 #include <cmath>
 #include <numeric>
 
-extern "C" {
-#include <libavutil/channel_layout.h>
-#include <libswresample/swresample.h>
-}
 
 namespace platform {
 namespace {
@@ -57,7 +54,8 @@ AudioFileReader::AudioFileReader(AudioFileInfo info) : mInfo(std::move(info)), m
 
 AudioFileReader::~AudioFileReader() = default;
 
-void AudioFileReader::SwrDeleter::operator()(SwrContext* s) const { swr_free(&s); }
+// A context exists only once the library was opened.
+void AudioFileReader::SwrDeleter::operator()(SwrContext* s) const { swresample()->swr_free(&s); }
 
 bool AudioFileReader::resampling() const { return mClientRate != mInfo.sampleRate; }
 
@@ -77,16 +75,20 @@ bool AudioFileReader::setClientFormat(double sampleRate, int channels, SampleTyp
 
 bool AudioFileReader::resetResampler()
 {
-    AVChannelLayout layout;
-    av_channel_layout_default(&layout, mInfo.channels);
-    SwrContext* swr = nullptr;
-    const AVSampleFormat outFormat = mClientType == SampleType::Float32 ? AV_SAMPLE_FMT_FLT : AV_SAMPLE_FMT_S16;
-    int err = swr_alloc_set_opts2(&swr, &layout, outFormat, int(std::lround(mClientRate)), &layout, AV_SAMPLE_FMT_FLT,
-                                  int(std::lround(mInfo.sampleRate)), 0, nullptr);
-    av_channel_layout_uninit(&layout);
-    mSwr.reset(swr);
-    if (err >= 0)
-        err = swr_init(swr);
+    const SwresampleFunctions* f = swresample();
+    int err = -1;
+    if (f) {
+        AVChannelLayout layout;
+        f->av_channel_layout_default(&layout, mInfo.channels);
+        SwrContext* swr = nullptr;
+        const AVSampleFormat outFormat = mClientType == SampleType::Float32 ? AV_SAMPLE_FMT_FLT : AV_SAMPLE_FMT_S16;
+        err = f->swr_alloc_set_opts2(&swr, &layout, outFormat, int(std::lround(mClientRate)), &layout, AV_SAMPLE_FMT_FLT,
+                                     int(std::lround(mInfo.sampleRate)), 0, nullptr);
+        f->av_channel_layout_uninit(&layout);
+        mSwr.reset(swr);
+        if (err >= 0)
+            err = f->swr_init(swr);
+    }
     if (err < 0) {
         log(QStringLiteral("Could not set up sample-rate conversion from %1 to %2 Hz").arg(mInfo.sampleRate).arg(mClientRate));
         mSwr.reset();
@@ -140,7 +142,7 @@ int64_t AudioFileReader::readResampled(uint8_t* out, int64_t frames)
         int n;
         if (mFileEnded) {
             // The end of the file: drain what the filter still holds.
-            n = swr_convert(mSwr.get(), &dst, want, nullptr, 0);
+            n = swresample()->swr_convert(mSwr.get(), &dst, want, nullptr, 0);
             if (n == 0)
                 mFlushed = true;
         } else {
@@ -154,7 +156,7 @@ int64_t AudioFileReader::readResampled(uint8_t* out, int64_t frames)
                 continue;
             }
             const auto* src = reinterpret_cast<const uint8_t*>(mFileChunk.data());
-            n = swr_convert(mSwr.get(), &dst, want, &src, int(fileFrames));
+            n = swresample()->swr_convert(mSwr.get(), &dst, want, &src, int(fileFrames));
         }
         if (n < 0)
             return -1;

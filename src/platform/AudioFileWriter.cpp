@@ -4,6 +4,7 @@
 #include "platform/FourCC.h"
 #include "platform/Log.h"
 #include "platform/SndfileAudioWriter.h"
+#include "platform/Swresample.h"
 
 #include <QFile>
 #include <bit>
@@ -12,11 +13,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-extern "C" {
-#include <libavutil/channel_layout.h>
-#include <libavutil/opt.h>
-#include <libswresample/swresample.h>
-}
 
 namespace platform {
 
@@ -92,7 +88,8 @@ bool AudioFileWriter::checkpoint()
     return mSyncFd >= 0 && ::fdatasync(mSyncFd) == 0;
 }
 
-void AudioFileWriter::SwrDeleter::operator()(SwrContext* s) const { swr_free(&s); }
+// A context exists only once the library was opened.
+void AudioFileWriter::SwrDeleter::operator()(SwrContext* s) const { swresample()->swr_free(&s); }
 
 bool AudioFileWriter::converting() const
 {
@@ -111,36 +108,42 @@ bool AudioFileWriter::setClientFormat(double sampleRate, int channels, uint64_t 
     mSwr.reset();
     if (!converting())
         return true;
+    const SwresampleFunctions* f = swresample();
+    if (!f) {
+        mClientRate = mFormat.sampleRate;
+        mClientChannels = fileChannels;
+        return false;
+    }
 
     AVChannelLayout in;
     AVChannelLayout out;
     // Without named positions: the usual layout up to 7.1, and beyond it WAVE's first speaker
     // positions, as WAVE files without a mask are taken.
-    if (channelMask == 0 || std::popcount(channelMask) != channels || av_channel_layout_from_mask(&in, channelMask) < 0) {
+    if (channelMask == 0 || std::popcount(channelMask) != channels || f->av_channel_layout_from_mask(&in, channelMask) < 0) {
         if (channels <= kUsualLayoutChannels || channels > kWaveSpeakerPositions)
-            av_channel_layout_default(&in, channels);
+            f->av_channel_layout_default(&in, channels);
         else
-            av_channel_layout_from_mask(&in, (uint64_t(1) << channels) - 1);
+            f->av_channel_layout_from_mask(&in, (uint64_t(1) << channels) - 1);
     }
-    av_channel_layout_default(&out, fileChannels);
+    f->av_channel_layout_default(&out, fileChannels);
     SwrContext* swr = nullptr;
-    int err = swr_alloc_set_opts2(&swr, &out, AV_SAMPLE_FMT_FLT, int(std::lround(mFormat.sampleRate)), &in,
+    int err = f->swr_alloc_set_opts2(&swr, &out, AV_SAMPLE_FMT_FLT, int(std::lround(mFormat.sampleRate)), &in,
                                   AV_SAMPLE_FMT_FLT, int(std::lround(sampleRate)), 0, nullptr);
     mSwr.reset(swr);
     if (err >= 0 && channels > 2) {
         // The standard down-mix matrices (centre and surrounds at -3 dB, no LFE), scaled so
         // that no sum can pass full scale, as other tools mix surround files down.
-        err = av_opt_set_double(swr, "rematrix_maxval", 1.0, 0);
+        err = f->av_opt_set_double(swr, "rematrix_maxval", 1.0, 0);
     } else if (err >= 0 && channels != fileChannels) {
         // 2 -> 1 keeps the first channel as it is; 1 -> 2 copies it to both.
         const double keepFirst[] = {1.0, 0.0};
         const double duplicate[] = {1.0, 1.0};
-        err = channels == 2 ? swr_set_matrix(swr, keepFirst, 2) : swr_set_matrix(swr, duplicate, 1);
+        err = channels == 2 ? f->swr_set_matrix(swr, keepFirst, 2) : f->swr_set_matrix(swr, duplicate, 1);
     }
     if (err >= 0)
-        err = swr_init(swr);
-    av_channel_layout_uninit(&in);
-    av_channel_layout_uninit(&out);
+        err = f->swr_init(swr);
+    f->av_channel_layout_uninit(&in);
+    f->av_channel_layout_uninit(&out);
     if (err < 0) {
         mSwr.reset();
         mClientRate = mFormat.sampleRate;
@@ -158,13 +161,13 @@ bool AudioFileWriter::write(const float* interleaved, int64_t frames)
         return true;
     if (!mSwr)
         return writeFile(interleaved, frames);
-    const int capacity = swr_get_out_samples(mSwr.get(), int(frames));
+    const int capacity = swresample()->swr_get_out_samples(mSwr.get(), int(frames));
     if (capacity < 0)
         return false;
     mConverted.resize(size_t(capacity) * mFormat.channelsPerFrame);
     auto* out = reinterpret_cast<uint8_t*>(mConverted.data());
     const auto* in = reinterpret_cast<const uint8_t*>(interleaved);
-    const int n = swr_convert(mSwr.get(), &out, capacity, &in, int(frames));
+    const int n = swresample()->swr_convert(mSwr.get(), &out, capacity, &in, int(frames));
     return n >= 0 && (n == 0 || writeFile(mConverted.data(), n));
 }
 
@@ -175,10 +178,10 @@ bool AudioFileWriter::close()
     bool ok = true;
     if (mSwr) {
         // The resampler's tail.
-        const int capacity = std::max(swr_get_out_samples(mSwr.get(), 0), 0) + 64;
+        const int capacity = std::max(swresample()->swr_get_out_samples(mSwr.get(), 0), 0) + 64;
         mConverted.resize(size_t(capacity) * mFormat.channelsPerFrame);
         auto* out = reinterpret_cast<uint8_t*>(mConverted.data());
-        const int n = swr_convert(mSwr.get(), &out, capacity, nullptr, 0);
+        const int n = swresample()->swr_convert(mSwr.get(), &out, capacity, nullptr, 0);
         ok = n >= 0 && (n == 0 || writeFile(mConverted.data(), n));
     }
     mClosed = true;

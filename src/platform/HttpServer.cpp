@@ -3,6 +3,7 @@
 #include "platform/HttpServerFront.h"
 #include "platform/HttpUploadSpool.h"
 #include "platform/Log.h"
+#include "platform/MultipartReader.h"
 
 #include <QFile>
 #include <QUrl>
@@ -13,7 +14,9 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <httplib.h>
+#include <memory>
 #include <mutex>
+#include <optional>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -22,6 +25,41 @@ namespace platform {
 namespace {
 
 constexpr size_t kFileChunkBytes = 256 * 1024;
+// Bodies read by our handlers come off the connection in pieces this large.
+constexpr size_t kBodyChunkBytes = 256 * 1024;
+
+// The connection of the request this thread serves: bodies of known length are read from it
+// directly, in large pieces, instead of through the parser's few kilobytes at a time.
+thread_local httplib::Stream* tStream = nullptr;
+
+// The body's length when the client said it (and sends it as it is, not in chunks).
+std::optional<uint64_t> bodyLength(const httplib::Request& req)
+{
+    if (!tStream || req.has_header("Transfer-Encoding") || !req.has_header("Content-Length"))
+        return std::nullopt;
+    const std::string text = req.get_header_value("Content-Length");
+    char* end = nullptr;
+    errno = 0;
+    const unsigned long long length = std::strtoull(text.c_str(), &end, 10);
+    if (text.empty() || *end != 0 || errno != 0 || text[0] == '-')
+        return std::nullopt;
+    return uint64_t(length);
+}
+
+// Reads exactly length bytes of body from the connection, handing them on piece by piece.
+bool readBody(uint64_t length, const std::function<bool(const char*, size_t)>& receive)
+{
+    const auto buffer = std::make_unique_for_overwrite<char[]>(size_t(std::min<uint64_t>(length, kBodyChunkBytes)));
+    while (length > 0) {
+        const ssize_t n = tStream->read(buffer.get(), size_t(std::min<uint64_t>(length, kBodyChunkBytes)));
+        if (n <= 0)
+            return false;
+        length -= uint64_t(n);
+        if (!receive(buffer.get(), size_t(n)))
+            return false;
+    }
+    return true;
+}
 
 const std::string kTextType = "text/plain; charset=utf-8";
 
@@ -253,7 +291,19 @@ struct HttpServer::Impl {
         HttpUploadSpool spool(uploadFolder, quota);
         bool withinLimits = true;
         bool complete = false;
-        if (req.is_multipart_form_data()) {
+        const std::optional<uint64_t> length = bodyLength(req);
+        const std::string boundary = MultipartReader::boundaryOf(req.get_header_value("Content-Type"));
+        if (req.is_multipart_form_data() && length && !boundary.empty()) {
+            MultipartReader body(boundary, *length, [](char* data, size_t size) { return tStream->read(data, size); });
+            complete = body.run(
+                           [&](const MultipartReader::PartHeader& part) {
+                               withinLimits = spool.beginPart(fromStd(part.name), fromStd(part.filename),
+                                                              fromStd(part.contentType));
+                               return withinLimits;
+                           },
+                           [&](const char* data, size_t size) { return withinLimits = spool.write(data, size); })
+                       == MultipartReader::Result::Complete;
+        } else if (req.is_multipart_form_data()) {
             complete = reader(
                 [&](const httplib::MultipartFormData& part) {
                     withinLimits = spool.beginPart(fromStd(part.name), fromStd(part.filename),
@@ -293,6 +343,8 @@ struct HttpServer::Impl {
             if (read)
                 return false;
             read = true;
+            if (const std::optional<uint64_t> length = bodyLength(req))
+                return complete = readBody(*length, receive);
             return complete = reader([&](const char* data, size_t length) { return receive(data, length); });
         };
         const HttpResponse response = handler(request, body);
@@ -382,7 +434,10 @@ bool HttpServer::start(const QString& host, const QList<int>& ports)
     d->install(*server);
     RoutedServer* raw = server.get();
     auto front = std::make_unique<HttpServerFront>([raw](httplib::Stream& stream, bool close, bool& closed) {
-        return raw->serve(stream, close, closed);
+        tStream = &stream;
+        const bool served = raw->serve(stream, close, closed);
+        tStream = nullptr;
+        return served;
     });
     front->setTls(d->tls);
     front->setTransferWindow(d->transferWindow);

@@ -36,6 +36,8 @@ using Clock = std::chrono::steady_clock;
 constexpr int kListenBacklog = 128;
 constexpr size_t kReadChunk = 16 * 1024;
 constexpr int kWaitMs = 250;
+// How long a worker looks for the next request on a kept-alive connection before handing it back.
+constexpr int kNextRequestWaitMs = 2;
 
 thread_local bool tCloseAfterResponse = false;
 
@@ -512,20 +514,46 @@ struct HttpServerFront::Impl {
 
     void work(std::unique_ptr<Connection> c)
     {
-        const bool last = stopping || ++c->requests >= kKeepAliveRequests;
-        bool closed = false;
-        tCloseAfterResponse = false;
-        bool ok;
-        {
-            ConnectionStream stream(*c, transferWindowSeconds);
-            ok = serve(stream, last, closed);
+        for (;;) {
+            const bool last = stopping || ++c->requests >= kKeepAliveRequests;
+            bool closed = false;
+            tCloseAfterResponse = false;
+            bool ok;
+            {
+                ConnectionStream stream(*c, transferWindowSeconds);
+                ok = serve(stream, last, closed);
+            }
+            const bool keep = ok && !closed && !last && !tCloseAfterResponse && !stopping;
+            if (keep && nextHeaderArrived(*c))
+                continue;
+            std::lock_guard lock(mutex);
+            busy.erase(c->socket.get());
+            if (keep) {
+                returned.push_back(std::move(c));
+                signal();
+            }
+            return;
         }
-        std::lock_guard lock(mutex);
-        busy.erase(c->socket.get());
-        if (ok && !closed && !last && !tCloseAfterResponse && !stopping) {
-            returned.push_back(std::move(c));
-            signal();
+    }
+
+    // A client that keeps its connection usually sends the next request right after our answer
+    // (a browser or curl uploading one file after another): a whole header that is there at
+    // once is served by the same worker, sparing two thread hand-overs per request. Anything
+    // slower, larger or unframed goes back to the front, which keeps its limits.
+    bool nextHeaderArrived(Connection& c)
+    {
+        if (c.ssl)
+            return false;
+        if (c.buffer.empty()) {
+            if (waitFor(c.socket.get(), POLLIN, kNextRequestWaitMs) <= 0)
+                return false;
+            char chunk[kReadChunk];
+            const ssize_t n = ::recv(c.socket.get(), chunk, sizeof chunk, 0);
+            if (n <= 0)
+                return false;
+            c.buffer.append(chunk, size_t(n));
         }
+        return headerState(c) > 0 && bodyIsFramed(c.buffer);
     }
 
     void expire()

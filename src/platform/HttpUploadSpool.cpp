@@ -41,7 +41,6 @@ bool HttpUploadSpool::beginPart(const QString& name, const QString& fileName, co
         mCurrent.error = QString::fromLocal8Bit(std::strerror(errno));
     } else {
         mCurrent.temporaryPath = mPart->path();
-        mPending.reserve(kFlushBytes);
     }
     return true;
 }
@@ -65,7 +64,13 @@ bool HttpUploadSpool::write(const char* data, size_t length)
     }
     if (!mPart)
         return true;
-    // The server hands over a few kilobytes at a time; write in larger pieces.
+    // Small pieces are gathered into large writes; large ones go straight to the file.
+    if (!mPending.isEmpty() && mPending.size() + qsizetype(length) > kFlushBytes)
+        flush();
+    if (mPending.isEmpty() && qsizetype(length) >= kDirectBytes) {
+        writeOut(data, length);
+        return true;
+    }
     mPending.append(data, qsizetype(length));
     if (mPending.size() >= kFlushBytes)
         flush();
@@ -74,8 +79,12 @@ bool HttpUploadSpool::write(const char* data, size_t length)
 
 void HttpUploadSpool::flush()
 {
-    const char* data = mPending.constData();
-    size_t length = size_t(mPending.size());
+    writeOut(mPending.constData(), size_t(mPending.size()));
+    mPending.resize(0);  // keeps its room for the next pieces
+}
+
+void HttpUploadSpool::writeOut(const char* data, size_t length)
+{
     while (mPart && length > 0) {
         const ssize_t n = ::write(mPart->fd(), data, length);
         if (n < 0 && errno == EINTR)
@@ -90,7 +99,6 @@ void HttpUploadSpool::flush()
         data += n;
         length -= size_t(n);
     }
-    mPending.clear();
 }
 
 bool HttpUploadSpool::writeUrlEncoded(const char* data, size_t length)

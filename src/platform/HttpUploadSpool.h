@@ -18,6 +18,7 @@ public:
     static constexpr qsizetype kMaxFieldBytes = 64 * 1024;
     static constexpr int kMaxFileParts = 32;
     static constexpr qsizetype kFlushBytes = 1 << 20;
+    static constexpr qsizetype kDirectBytes = 64 * 1024;  // written without gathering
 
     // quota: the most file bytes one request may bring (0: no limit).
     explicit HttpUploadSpool(QString uploadFolder, qint64 quota = 0);
@@ -41,6 +42,7 @@ public:
 private:
     void endPart();
     void flush();
+    void writeOut(const char* data, size_t length);
 
     QString mFolder;
     qint64 mQuota = 0;

@@ -75,6 +75,8 @@ QString tempDir()
     return dir;
 }
 
+QString partRecords() { return cacheHome() + QLatin1Char('/') + kApp + QStringLiteral("/parts"); }
+
 QString runtimeDir()
 {
     const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");

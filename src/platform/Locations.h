@@ -26,6 +26,8 @@ QString appLibrary();
 QString pasteboards();
 // Private temporary folder (mode 0700), created on demand.
 QString tempDir();
+// Where each process notes the folders it writes part files in (see PartFile); not created.
+QString partRecords();
 // Where the running instance's socket and lock live: $XDG_RUNTIME_DIR, or the temporary
 // folder when the session has none (both private to the user).
 QString runtimeDir();

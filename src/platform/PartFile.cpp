@@ -1,14 +1,26 @@
 #include "platform/PartFile.h"
 
+#include "platform/Locations.h"
 #include "platform/Log.h"
 
+#include <QDir>
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QRandomGenerator>
 #include <QRegularExpression>
+#include <atomic>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <functional>
+#include <mutex>
+#include <set>
+#include <string>
+#include <string_view>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -30,7 +42,150 @@ bool sameFile(int fd, const QString& path)
            && a.st_ino == b.st_ino;
 }
 
+// This process's record of the folders it writes part files in. Plain data only: the exit
+// handler and threads still running at exit may use it after static objects are gone.
+struct Record {
+    std::mutex mutex;
+    int fd = -1;
+    pid_t owner = 0;  // a forked child writes its own record
+    bool exitHandlerSet = false;
+    size_t lastFolderHash = 0;
+    char path[PATH_MAX] = {};
+};
+Record gRecord;
+std::atomic_int gLivePartFiles {0};
+const char kRecordPrefix[] = "record-";
+
+// A clean exit takes the record with it, unless a part file of ours is still open: then the
+// next start has to look there.
+void removeRecordAtExit()
+{
+    std::lock_guard lock(gRecord.mutex);
+    if (gRecord.fd < 0 || gRecord.owner != ::getpid() || gLivePartFiles.load() > 0)
+        return;
+    ::unlink(gRecord.path);
+    ::close(gRecord.fd);
+    gRecord.fd = -1;
+}
+
+bool writeAll(int fd, const char* data, size_t size)
+{
+    while (size > 0) {
+        const ssize_t n = ::write(fd, data, size);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return false;
+        data += n;
+        size -= size_t(n);
+    }
+    return true;
+}
+
+// A new record file, locked by us and still linked (a sweep of another process may have taken
+// a brand-new one for a dead one's and removed it before we locked it).
+int openRecord(const QString& folder, char (&path)[PATH_MAX])
+{
+    const QString dir = platform::Locations::partRecords();
+    if (!QDir().mkpath(dir))
+        return -1;
+    ::chmod(encoded(dir).constData(), 0700);
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        const QByteArray name = encoded(QStringLiteral("%1/%2%3")
+                                            .arg(dir, QLatin1String(kRecordPrefix))
+                                            .arg(QRandomGenerator::system()->generate64(), 16, 16, QLatin1Char('0')));
+        if (size_t(name.size()) >= sizeof path)
+            return -1;
+        const int fd = ::open(name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC | O_NOFOLLOW, 0600);
+        if (fd < 0) {
+            if (errno == EEXIST)
+                continue;
+            break;
+        }
+        struct stat st {};
+        if (::flock(fd, LOCK_EX | LOCK_NB) == 0 && ::fstat(fd, &st) == 0 && st.st_nlink > 0) {
+            std::memcpy(path, name.constData(), size_t(name.size()) + 1);
+            return fd;
+        }
+        ::close(fd);
+    }
+    platform::log(QStringLiteral("Could not note the temporary files in %1").arg(folder));
+    return -1;
+}
+
 }  // namespace
+
+PartFile::PartFile(QString path, int fd) : mPath(std::move(path)), mFd(fd) { ++gLivePartFiles; }
+
+void PartFile::recordFolder(const QString& folder)
+{
+    const QByteArray entry = encoded(QDir(folder).absolutePath());
+    const size_t hash = std::hash<std::string_view>()(std::string_view(entry.constData(), size_t(entry.size())));
+    std::lock_guard lock(gRecord.mutex);
+    if (gRecord.fd >= 0 && gRecord.owner != ::getpid()) {
+        ::close(gRecord.fd);
+        gRecord.fd = -1;
+    }
+    if (gRecord.fd >= 0 && hash == gRecord.lastFolderHash)
+        return;
+    if (gRecord.fd < 0) {
+        gRecord.fd = openRecord(folder, gRecord.path);
+        if (gRecord.fd < 0)
+            return;
+        gRecord.owner = ::getpid();
+        if (!gRecord.exitHandlerSet)
+            gRecord.exitHandlerSet = std::atexit(removeRecordAtExit) == 0;
+    }
+    // Names may hold newlines but never a zero byte.
+    if (writeAll(gRecord.fd, entry.constData(), size_t(entry.size()) + 1))
+        gRecord.lastFolderHash = hash;
+    else
+        platform::log(QStringLiteral("Could not note the temporary files in %1").arg(folder));
+}
+
+int PartFile::removeRecordedLeftovers()
+{
+    const QByteArray dir = encoded(platform::Locations::partRecords());
+    const std::unique_ptr<DIR, int (*)(DIR*)> records(::opendir(dir.constData()), ::closedir);
+    if (!records)
+        return 0;
+    int removed = 0;
+    while (const dirent* entry = ::readdir(records.get())) {
+        if (std::strncmp(entry->d_name, kRecordPrefix, sizeof kRecordPrefix - 1) != 0)
+            continue;
+        const int fd = ::openat(dirfd(records.get()), entry->d_name, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+        if (fd < 0)
+            continue;
+        struct stat st {};
+        // A lock we can take means the process that wrote the record is gone.
+        if (::flock(fd, LOCK_EX | LOCK_NB) != 0 || ::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_nlink == 0) {
+            ::close(fd);
+            continue;
+        }
+        std::string text;
+        char buffer[8192];
+        ssize_t n;
+        while ((n = ::read(fd, buffer, sizeof buffer)) > 0 || (n < 0 && errno == EINTR))
+            if (n > 0)
+                text.append(buffer, size_t(n));
+        std::set<std::string> folders;
+        for (size_t start = 0; start < text.size();) {
+            const size_t end = text.find('\0', start);
+            if (end == std::string::npos)
+                break;  // cut short by the kill: nothing was made there yet
+            folders.insert(text.substr(start, end - start));
+            start = end + 1;
+        }
+        for (const std::string& folder : folders) {
+            const QString path = QFile::decodeName(QByteArray::fromStdString(folder));
+            if (QFileInfo(path).isDir())
+                removed += removeLeftovers(path, false);
+        }
+        ::unlinkat(dirfd(records.get()), entry->d_name, 0);
+        ::close(fd);
+    }
+    return removed;
+}
 
 int PartFile::createLocked(const QString& folder, const std::function<QString()>& nextName, QString* path)
 {
@@ -69,6 +224,7 @@ int PartFile::createLocked(const QString& folder, const std::function<QString()>
 
 std::unique_ptr<PartFile> PartFile::create(const QString& folder, const QString& extension)
 {
+    recordFolder(folder);
     QString path;
     const int fd = createLocked(
         folder,
@@ -90,6 +246,7 @@ PartFile::~PartFile()
     if (!mCommitted && sameFile(mFd, mPath))
         ::unlink(encoded(mPath).constData());
     ::close(mFd);
+    --gLivePartFiles;
 }
 
 bool PartFile::commit(const QString& target, bool replace)

@@ -32,8 +32,17 @@ public:
     // were killed: only names of ours whose lock nobody holds. Returns how many went.
     static int removeLeftovers(const QString& folder, bool recursive);
 
+    // Notes, before a part file is made there, that this process writes part files in folder.
+    // The note lives in a record file of the process, locked while it runs and removed at a
+    // clean exit, so a start after a kill looks only where the killed process wrote instead
+    // of walking the whole library. create() notes its folder itself.
+    static void recordFolder(const QString& folder);
+    // Removes the leftovers in the folders noted by processes that are gone (records nobody
+    // holds), then their records. Returns how many part files went.
+    static int removeRecordedLeftovers();
+
 private:
-    PartFile(QString path, int fd) : mPath(std::move(path)), mFd(fd) {}
+    PartFile(QString path, int fd);
     QString mPath;
     int mFd = -1;
     bool mCommitted = false;

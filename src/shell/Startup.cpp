@@ -187,19 +187,23 @@ void setLibraryOverride(const QString& dir)
     Utils::resetCachedLocations();
 }
 
-void removeLeftovers(const QDateTime& processStart)
+void removeLeftovers(const QDateTime& processStart, Sweep sweep)
 {
-    const QString library = Utils::documentsURL();
-    if (QFileInfo(library).isDir())
-        PartFile::removeLeftovers(library, true);
-    // The link to the private documents is not followed by the walk above.
-    const QString documents = Utils::localDocumentsURL();
-    if (QFileInfo(documents).isDir())
-        PartFile::removeLeftovers(documents, true);
-    // Uploads wait beside the library (inside it, the walk above took them).
-    const QString uploads = GCDWebUploader::uploadFolderFor(library);
-    if (!uploads.isEmpty() && QFileInfo(uploads).isDir() && !QFileInfo(uploads).isSymLink())
-        PartFile::removeLeftovers(uploads, false);
+    PartFile::removeRecordedLeftovers();
+    if (sweep == Sweep::Library) {
+        // Also what no record names: parts of earlier versions, or of a crash of the machine.
+        const QString library = Utils::documentsURL();
+        if (QFileInfo(library).isDir())
+            PartFile::removeLeftovers(library, true);
+        // The link to the private documents is not followed by the walk above.
+        const QString documents = Utils::localDocumentsURL();
+        if (QFileInfo(documents).isDir())
+            PartFile::removeLeftovers(documents, true);
+        // Uploads wait beside the library (inside it, the walk above took them).
+        const QString uploads = GCDWebUploader::uploadFolderFor(library);
+        if (!uploads.isEmpty() && QFileInfo(uploads).isDir() && !QFileInfo(uploads).isSymLink())
+            PartFile::removeLeftovers(uploads, false);
+    }
 
     const QString temp = platform::Locations::tempDir();
     QDirIterator it(temp, QDir::Files | QDir::Hidden | QDir::System);

@@ -35,7 +35,7 @@ int main(int argc, char** argv)
     for (const tool::Command& c : tool::commands()) {
         if (name == QLatin1String(c.name)) {
             Startup::registerDefaults();
-            Startup::removeLeftovers(processStart);
+            Startup::removeLeftovers(processStart, Startup::Sweep::Recorded);
             return c.run(args);
         }
     }

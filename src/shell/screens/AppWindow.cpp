@@ -69,6 +69,8 @@ AppWindow::~AppWindow()
     // The window going away is no trip to the background.
     if (mWindow)
         mWindow->removeEventFilter(this);
+    // The menus follow the focus; the screens they look at go with the window.
+    delete mMainMenu;
 }
 
 void AppWindow::applicationWillResignActive()

@@ -43,10 +43,16 @@ int runLs(const QStringList& args)
     else
         printOut(RowTexts::headerText(true, items.size()));
     const QDateTime now = QDateTime::currentDateTime();
-    for (const LibraryItem& item : std::as_const(items)) {
-        const RowTexts::Row row = RowTexts::rowForItem(item, now);
-        printOut(row.title + QLatin1Char('\t') + row.subtitle);
+    // One write for all rows: a listing of thousands would otherwise convert and print each.
+    QString rows;
+    for (qsizetype i = 0; i < items.size(); ++i) {
+        const RowTexts::Row row = RowTexts::rowForItem(items.at(i), now);
+        if (i > 0)
+            rows += QLatin1Char('\n');
+        rows += row.title + QLatin1Char('\t') + row.subtitle;
     }
+    if (!items.isEmpty())
+        printOut(rows);
     return kOk;
 }
 

@@ -86,7 +86,9 @@ void printError(const QString& message)
 
 void printOut(const QString& line)
 {
-    std::fprintf(stdout, "%s\n", line.toUtf8().constData());
+    QByteArray text = line.toUtf8();
+    text += '\n';
+    std::fwrite(text.constData(), 1, size_t(text.size()), stdout);
 }
 
 namespace {
