@@ -12,6 +12,7 @@
 // is removed after a day.
 #include "wifidrive/GCDWebUploader.h"
 
+#include "platform/FileIO.h"
 #include "platform/Log.h"
 #include "wifidrive/WebListingJson.h"
 #include "wifidrive/WebPaths.h"
@@ -69,24 +70,6 @@ std::optional<qint64> number(const QString& text)
     bool ok = false;
     const qint64 value = text.toLongLong(&ok);
     return ok && value >= 0 ? std::optional<qint64>(value) : std::nullopt;
-}
-
-bool writeAll(int fd, const char* data, size_t length, off_t at)
-{
-    while (length > 0) {
-        const ssize_t n = ::pwrite(fd, data, length, at);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0) {
-            if (n == 0)
-                errno = ENOSPC;
-            return false;
-        }
-        data += n;
-        length -= size_t(n);
-        at += n;
-    }
-    return true;
 }
 
 }  // namespace
@@ -159,7 +142,7 @@ HttpResponse GCDWebUploader::uploadChunk(HttpRequest& request, const platform::H
     bool tooLong = false;
     const bool whole = read([&](const char* data, size_t length) {
         const size_t fits = size_t(std::min<qint64>(qint64(length), *size - held));
-        if (!writeAll(fd.get(), data, fits, off_t(held))) {
+        if (!platform::pwriteAll(fd.get(), data, qint64(fits), qint64(held))) {
             failure = errno;
             return false;
         }
