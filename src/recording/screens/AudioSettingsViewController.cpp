@@ -27,7 +27,6 @@ const QString kBufferTitle = QStringLiteral("Buffer frame size");
 const QString kBufferSubtitle = QStringLiteral("Smaller buffer sizes result in less latency but may cause stuttering.");
 const QString kRateSheet = QStringLiteral("PREFERRED SAMPLE RATE");
 const QString kBufferSheet = QStringLiteral("PREFERRED BUFFER SIZE");
-const QString kCancel = QStringLiteral("Cancel");
 const QString kMark = QStringLiteral("\u221A");
 const QString kSorry = QStringLiteral("Sorry");
 const QString kRateRefused = QStringLiteral("Could not set the preferred sample rate.");
@@ -150,8 +149,6 @@ void AudioSettingsViewController::sampleRatePress()
         const QString text = QStringLiteral("%1 %2 Hz").arg(rate == current ? kMark : QStringLiteral(" ")).arg(rate);
         connect(mSheet->addAction(text), &QAction::triggered, this, [this, i] { rateSelected(int(i)); });
     }
-    mSheet->addSeparator();
-    mSheet->addAction(kCancel);
     mSheet->popup(mRate->mapToGlobal(QPoint(0, mRate->height())));
 }
 
@@ -169,8 +166,6 @@ void AudioSettingsViewController::bufferPress()
         const QString text = QStringLiteral("%1 %2 frames").arg(frames == current ? kMark : QStringLiteral(" ")).arg(frames);
         connect(mSheet->addAction(text), &QAction::triggered, this, [this, i] { bufferSelected(int(i)); });
     }
-    mSheet->addSeparator();
-    mSheet->addAction(kCancel);
     mSheet->popup(mBuffer->mapToGlobal(QPoint(0, mBuffer->height())));
 }
 

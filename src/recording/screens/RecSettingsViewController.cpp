@@ -23,7 +23,6 @@ constexpr int kSheetPadding = 48;
 const QString kTitle = QStringLiteral("Rec Settings");
 const QString kFormatTitle = QStringLiteral("Format");
 const QString kFormatSheet = QStringLiteral("Choose format");
-const QString kCancel = QStringLiteral("Cancel");
 const QString kChannelsTitle = QStringLiteral("Channels");
 const QString kBitDepthTitle = QStringLiteral("Bit depth");
 const QString kBitRateTitle = QStringLiteral("Bit rate (kb/s)");
@@ -158,8 +157,6 @@ void RecSettingsViewController::formatPress()
     const QStringList& names = Utils::recFormatNames();
     for (int i = 0; i < names.size(); ++i)
         connect(mSheet->addAction(names[i]), &QAction::triggered, this, [this, i] { formatSelected(i); });
-    mSheet->addSeparator();
-    mSheet->addAction(kCancel);
     mSheet->popup(mFormat->mapToGlobal(QPoint(0, mFormat->height())));
 }
 
