@@ -9,7 +9,9 @@
 #include "library/screens/MasterViewController.h"
 #include "support/TempTree.h"
 
+#include <QApplication>
 #include <QDir>
+#include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTest>
@@ -95,6 +97,13 @@ TEST(ListSelection, CtrlAndShiftClicksPickRowsAndMoveTakesThePick)
     w.click(lib + "/d.wav", Qt::ControlModifier);
     EXPECT_EQ(selection->selectedPaths(), (QStringList{lib + "/a.wav", lib + "/c.wav", lib + "/d.wav"}));
     EXPECT_EQ(w.detail.history, QStringList{lib + "/a.wav"});
+
+    // A right-click on one of the picked rows keeps the pick when its menu closes.
+    emit w.browser->tableView()->customContextMenuRequested(w.rowCenter(lib + "/c.wav"));
+    QMenu* menu = nullptr;
+    ASSERT_TRUE(waitUntil([&] { return (menu = qobject_cast<QMenu*>(QApplication::activePopupWidget())) != nullptr; }));
+    menu->hide();
+    EXPECT_EQ(selection->selectedPaths(), (QStringList{lib + "/a.wav", lib + "/c.wav", lib + "/d.wav"}));
 
     // Move acts on the pick; the editor follows its file to the new place.
     w.browser->actions()->moveAction(w.browser->actions()->actionList());

@@ -195,8 +195,11 @@ QMenu* ItemActionsController::menuForItem(const LibraryItem& item)
 void ItemActionsController::showMenuForItem(const LibraryItem& item)
 {
     if (QMenu* menu = menuForItem(item)) {
-        // The list goes back to the file the editor shows once the menu is done with its row.
-        connect(menu, &QMenu::aboutToHide, this, [this] { mBrowser->selectCurrentPath(); });
+        // The list goes back to the file the editor shows once the menu is done with its row;
+        // a row that is one of several picked ones leaves the pick as it was, as on a desktop.
+        const bool partOfPick = mSelection->count() > 1 && mSelection->isSelected(item.path);
+        if (!partOfPick)
+            connect(menu, &QMenu::aboutToHide, this, [this] { mBrowser->selectCurrentPath(); });
         menu->popup(QCursor::pos());
     }
 }
