@@ -60,6 +60,18 @@ public:
     std::atomic<bool> mSeen{false};
 };
 
+// Sets the engine up on the running server and marks its audio thread as the one to watch.
+bool startEngineAndWatchItsThread()
+{
+    AudioEngine::setup();
+    platform::HostEngine* controller = AudioEngine::audioController();
+    if (!controller->isRunning())
+        return false;
+    auto marker = std::make_shared<ThreadMarker>();
+    controller->addChannel(marker);
+    return testsupport::waitUntil([&] { return marker->mSeen.load(); });
+}
+
 }  // namespace
 
 extern "C" {
@@ -113,12 +125,7 @@ TEST(AudioThread, NeverAllocatesNorLocks)
     testsupport::TempTree tree;
     testsupport::JackServer server(256);
     ASSERT_TRUE(server.start());
-    AudioEngine::setup();
-    platform::HostEngine* controller = AudioEngine::audioController();
-    ASSERT_TRUE(controller->isRunning());
-    auto marker = std::make_shared<ThreadMarker>();
-    controller->addChannel(marker);
-    ASSERT_TRUE(testsupport::waitUntil([&] { return marker->mSeen.load(); }));
+    ASSERT_TRUE(startEngineAndWatchItsThread());
 
     const QString audio = tree.path(QStringLiteral("a.wav"));
     std::vector<float> samples(44100 * 2);
@@ -169,11 +176,8 @@ TEST(AudioThread, ThreeHostedEffectsAndAnInstrumentNeverAllocateNorLock)
     testsupport::TempTree tree;
     testsupport::JackServer server(256);
     ASSERT_TRUE(server.start());
-    AudioEngine::setup();
+    ASSERT_TRUE(startEngineAndWatchItsThread());
     platform::HostEngine* controller = AudioEngine::audioController();
-    auto marker = std::make_shared<ThreadMarker>();
-    controller->addChannel(marker);
-    ASSERT_TRUE(testsupport::waitUntil([&] { return marker->mSeen.load(); }));
     auto recorder = std::make_shared<testsupport::PeakReceiver>();
     AudioEngine::setRecorder(recorder);
 
@@ -239,11 +243,7 @@ TEST(AudioThread, RecordingNeverAllocatesNorLocks)
     testsupport::TempTree tree;
     testsupport::JackServer server(256);
     ASSERT_TRUE(server.start());
-    AudioEngine::setup();
-    platform::HostEngine* controller = AudioEngine::audioController();
-    auto marker = std::make_shared<ThreadMarker>();
-    controller->addChannel(marker);
-    ASSERT_TRUE(testsupport::waitUntil([&] { return marker->mSeen.load(); }));
+    ASSERT_TRUE(startEngineAndWatchItsThread());
     // The player's output into our input: a busy signal to meter and write.
     const QString audio = tree.path(QStringLiteral("a.wav"));
     std::vector<float> samples(44100 * 2);
