@@ -7,7 +7,10 @@
 #include <QSet>
 #include <QString>
 #include <QStringList>
+#include <functional>
+#include <mutex>
 #include <optional>
+#include <vector>
 #include <sys/stat.h>
 
 class GCDWebUploaderDelegate;
@@ -114,10 +117,13 @@ private:
     void removeStaleResumableParts();
     platform::HttpResponse refuse(int status, const QString& message, const QString& error = {}) const;
     void tellDelegate(std::function<void(GCDWebUploaderDelegate*)> call);
+    void deliverDelegateCalls();
 
     QString mUploadDirectory;
     QString mUploadFolder;  // where uploads are received, beside the upload directory
     GCDWebUploaderDelegate* mDelegate = nullptr;
+    std::mutex mDelegateCallsMutex;
+    std::vector<std::function<void(GCDWebUploaderDelegate*)>> mDelegateCalls;  // waiting for the main thread
     QSet<QString> mAllowedFileExtensions;
     bool mAllowHiddenItems = false;
     mutable WebSessions mSessions;  // sessions come and go while requests are checked
