@@ -43,6 +43,7 @@ const QString kEpilogue;
 const QString kFooterFormat = QStringLiteral("%1 %2");
 const QByteArray kJsonType = QByteArrayLiteral("application/json");
 const QByteArray kTextType = QByteArrayLiteral("text/plain; charset=utf-8");
+constexpr int kMaxLinkAttempts = 10000;
 
 QString appVersion()
 {
@@ -446,17 +447,43 @@ std::optional<HttpResponse> GCDWebUploader::storeUpload(platform::UploadedFile& 
     if (!shouldUploadFileAtPath(destination, file.temporaryPath))
         return refuse(403, QStringLiteral("Uploading file \"%1\" to \"%2\" is not permitted").arg(file.fileName, relativePath));
     const QString failed = QStringLiteral("Failed moving uploaded file to \"%1\"").arg(relativePath);
-    if (file.temporaryPath.isEmpty())
+    if (!file.received())
         return refuse(file.status, failed, file.error);
     QString error;
-    const std::optional<QString> arrived = WebFileOps::moveToFreePath(file.temporaryPath, wanted, &error);
-    if (!arrived)
-        return refuse(500, failed, error);
+    std::optional<QString> arrived = file.unnamed ? linkUpload(*file.unnamed, wanted) : std::nullopt;
+    if (!arrived) {
+        // A file of no name that could not be linked there (another file system inside the
+        // library, one without links) takes the library's own move, from a name in the spool.
+        std::unique_ptr<PartFile> named;
+        if (file.unnamed) {
+            named = PartFile::nameUnnamed(file.unnamed->fd(), mUploadFolder);
+            if (!named)
+                return refuse(500, failed, QString::fromLocal8Bit(std::strerror(errno)));
+            file.temporaryPath = named->path();
+        }
+        arrived = WebFileOps::moveToFreePath(file.temporaryPath, wanted, &error);
+        if (!arrived)
+            return refuse(500, failed, error);
+    }
     file.temporaryPath.clear();
+    file.unnamed.reset();
     const QString path = *arrived;
     if (arrivedPath)
         *arrivedPath = path;
     tellDelegate([this, path](GCDWebUploaderDelegate* d) { d->webUploaderDidUploadFileAtPath(this, path); });
+    return std::nullopt;
+}
+
+std::optional<QString> GCDWebUploader::linkUpload(const platform::UnnamedFile& file, const QString& wanted)
+{
+    // A link never replaces: a name taken meanwhile, by another upload too, moves on to the next.
+    for (int attempt = 0; attempt < kMaxLinkAttempts; ++attempt) {
+        const QString destination = WebPaths::uniquePathForPath(wanted);
+        if (PartFile::linkUnnamed(file.fd(), destination))
+            return destination;
+        if (errno != EEXIST)
+            return std::nullopt;
+    }
     return std::nullopt;
 }
 

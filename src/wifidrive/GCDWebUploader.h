@@ -111,6 +111,8 @@ private:
     // Moves an uploaded file into the folder relativePath under a free name (*arrived, when asked).
     std::optional<platform::HttpResponse> storeUpload(platform::UploadedFile& file, const QString& relativePath,
                                                       QString* arrived = nullptr);
+    // Links a received file of no name into the library under wanted's first free name.
+    static std::optional<QString> linkUpload(const platform::UnnamedFile& file, const QString& wanted);
     platform::HttpResponse loginPage(int status, const QString& message) const;
     // Where resumable upload id collects (empty for an id that is not one of ours).
     QString resumablePartPath(const QString& id) const;

@@ -135,7 +135,7 @@ QString resolvedFolder(const QString& folder)
     {
         std::lock_guard lock(gKnownMutex);
         const auto it = gKnown.constFind(folder);
-        if (it != gKnown.cend() && leadsTo(folder, *it) && leadsTo(it->resolved, *it))
+        if (it != gKnown.cend() && leadsTo(folder, *it) && (it->resolved == folder || leadsTo(it->resolved, *it)))
             return it->resolved;
     }
     KnownFolder known;
