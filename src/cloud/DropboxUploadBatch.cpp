@@ -52,10 +52,20 @@ DropboxUploadBatch::DropboxUploadBatch(DropboxAccount* account, QNetworkAccessMa
 
 void DropboxUploadBatch::start() { nextFile(); }
 
-DropboxCall* DropboxUploadBatch::makeCall(const QString& route, const QByteArray& arg, const QByteArray& body, bool rpc)
+void DropboxUploadBatch::Hashing::take(qint64 offset, const char* data, qint64 size)
+{
+    // Bytes read again (a chunk sent once more) or beyond a gap are not hashed twice or early.
+    if (offset > hashed || offset + size <= hashed)
+        return;
+    const qint64 skip = hashed - offset;
+    hasher.addData(data + skip, size - skip);
+    hashed = offset + size;
+}
+
+DropboxCall* DropboxUploadBatch::makeCall(const QString& route, const QByteArray& arg, bool rpc)
 {
     auto* call = new DropboxCall(mAccount, mNetwork, rpc ? DropboxCall::Style::Rpc : DropboxCall::Style::Upload, route,
-                                 arg, body, this);
+                                 arg, this);
     mTask->setCurrentCall(call);
     return call;
 }
@@ -88,8 +98,7 @@ void DropboxUploadBatch::nextFile()
     }
     state.size = mFile.size();
     mOffset = 0;
-    mHashed = 0;
-    mHasher.reset();
+    mHash = std::make_shared<Hashing>();
     sendChunk();
 }
 
@@ -97,14 +106,13 @@ bool DropboxUploadBatch::hashUpTo(qint64 offset)
 {
     // The hash covers each byte once, in order, even when Dropbox sends the upload back or on.
     QByteArray buffer;
-    while (mHashed < offset) {
-        if (!mFile.seek(mHashed))
+    while (mHash->hashed < offset) {
+        if (!mFile.seek(mHash->hashed))
             return false;
-        buffer = mFile.read(qMin(kHashReadBytes, offset - mHashed));
+        buffer = mFile.read(qMin(kHashReadBytes, offset - mHash->hashed));
         if (buffer.isEmpty())
             return false;
-        mHasher.addData(buffer);
-        mHashed += buffer.size();
+        mHash->take(mHash->hashed, buffer.constData(), buffer.size());
     }
     return true;
 }
@@ -113,18 +121,6 @@ void DropboxUploadBatch::sendChunk()
 {
     FileState& state = mFiles[mCurrent];
     const qint64 length = qMin(kChunkBytes, state.size - mOffset);
-    QByteArray chunk;
-    if (length > 0) {
-        if (!mFile.seek(mOffset) || (chunk = mFile.read(length)).size() != length) {
-            fileFailed(DropboxError::make(DropboxError::Kind::Local,
-                                          QStringLiteral("Could not read %1").arg(state.result.file.localPath)));
-            return;
-        }
-        if (mOffset == mHashed) {
-            mHasher.addData(chunk);
-            mHashed += length;
-        }
-    }
     const bool close = mOffset + length >= state.size;
     QJsonObject arg;
     arg[QStringLiteral("close")] = close;
@@ -133,7 +129,9 @@ void DropboxUploadBatch::sendChunk()
         route = QStringLiteral("files/upload_session/append_v2");
         arg[QStringLiteral("cursor")] = cursor(state.sessionId, mOffset);
     }
-    DropboxCall* call = makeCall(route, DropboxCall::headerJson(arg), chunk, false);
+    DropboxCall* call = makeCall(route, DropboxCall::headerJson(arg), false);
+    call->setUploadRange(state.result.file.localPath, mOffset, length,
+                         [hash = mHash](qint64 offset, const char* data, qint64 size) { hash->take(offset, data, size); });
     call->progress = [this](qint64 sent, qint64) { report(sent); };
     call->done = [this, length, close](const DropboxCall::Answer& answer) {
         chunkAnswered(length, close, answer.body, answer.error);
@@ -189,7 +187,7 @@ void DropboxUploadBatch::fileUploaded()
         fileFailed(DropboxError::make(DropboxError::Kind::Local, QStringLiteral("Could not read %1").arg(state.result.file.localPath)));
         return;
     }
-    state.localHash = mHasher.result();
+    state.localHash = mHash->hasher.result();
     state.uploaded = true;
     mDoneBytes += state.size;
     mOffset = 0;
@@ -238,7 +236,7 @@ void DropboxUploadBatch::finishNextGroup()
     }
     QJsonObject arg;
     arg[QStringLiteral("entries")] = entries;
-    DropboxCall* call = makeCall(QStringLiteral("files/upload_session/finish_batch_v2"), DropboxCall::compactJson(arg), {}, true);
+    DropboxCall* call = makeCall(QStringLiteral("files/upload_session/finish_batch_v2"), DropboxCall::compactJson(arg), true);
     call->done = [this, group](const DropboxCall::Answer& answer) {
         if (answer.error) {
             endBatch(answer.error.cancelled() || answer.error.kind == DropboxError::Kind::NotLinked
@@ -279,7 +277,7 @@ void DropboxUploadBatch::poll(const QList<int>& group, const QString& jobId)
         }
         QJsonObject arg;
         arg[QStringLiteral("async_job_id")] = jobId;
-        DropboxCall* call = makeCall(QStringLiteral("files/upload_session/finish_batch/check"), DropboxCall::compactJson(arg), {}, true);
+        DropboxCall* call = makeCall(QStringLiteral("files/upload_session/finish_batch/check"), DropboxCall::compactJson(arg), true);
         call->done = [this, group](const DropboxCall::Answer& answer) {
             if (answer.error) {
                 endBatch(answer.error.cancelled() ? DropboxClient::BatchFailure::Other : DropboxClient::BatchFailure::Check,

@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QObject>
 #include <QTimer>
+#include <memory>
 
 namespace cloud {
 
@@ -15,7 +16,9 @@ namespace cloud {
 class DropboxUploadBatch : public QObject {
     Q_OBJECT
 public:
-    static constexpr qint64 kChunkBytes = 8 * 1024 * 1024;  // a multiple of Dropbox's 4 MiB
+    // A multiple of Dropbox's 4 MiB. Chunks stream from the file, so their size costs no
+    // memory; fewer of them means fewer requests, a larger one more to send again after a failure.
+    static constexpr qint64 kChunkBytes = 32 * 1024 * 1024;
     static constexpr int kMaxEntriesPerFinish = 1000;
 
     DropboxUploadBatch(DropboxAccount* account, QNetworkAccessManager* network, DropboxTask* task,
@@ -45,7 +48,7 @@ private:
     void takeResults(const QList<int>& group, const QJsonArray& entries);
     void endBatch(DropboxClient::BatchFailure failure, const DropboxError& error);
     void report(qint64 inFlight);
-    DropboxCall* makeCall(const QString& route, const QByteArray& arg, const QByteArray& body, bool rpc);
+    DropboxCall* makeCall(const QString& route, const QByteArray& arg, bool rpc);
 
     DropboxAccount* mAccount;
     QNetworkAccessManager* mNetwork;
@@ -58,8 +61,14 @@ private:
     int mCurrent = -1;
     QFile mFile;
     qint64 mOffset = 0;
-    qint64 mHashed = 0;
-    ContentHasher mHasher;
+    // The current file's content hash, of its bytes in order as they are read to go out (on the
+    // transfer's worker thread while a chunk is under way, here between chunks).
+    struct Hashing {
+        ContentHasher hasher;
+        qint64 hashed = 0;  // bytes from the start of the file
+        void take(qint64 offset, const char* data, qint64 size);
+    };
+    std::shared_ptr<Hashing> mHash;
     int mNextToFinish = 0;
     QTimer mPollTimer;
     bool mEnded = false;
