@@ -59,13 +59,11 @@ DropboxCall::~DropboxCall()
     }
 }
 
-void DropboxCall::setUploadRange(const QString& file, qint64 offset, qint64 length,
-                                 std::function<void(qint64, const char*, qint64)> tap)
+void DropboxCall::setUploadRange(const QString& file, qint64 offset, qint64 length)
 {
     mFile = file;
     mRangeOffset = offset;
     mRangeLength = length;
-    mUploadTap = std::move(tap);
 }
 
 void DropboxCall::setDownloadFile(const QString& file, std::function<void(const char*, qint64)> tap)
@@ -185,7 +183,6 @@ void DropboxCall::sendWithToken()
         request.bodyFile = mFile;
         request.bodyOffset = mRangeOffset;
         request.bodyLength = mRangeLength;
-        request.bodyTap = mUploadTap;
     } else {
         // Dropbox refuses a download that names a content type.
         request.headers.append(platform::HttpTransfer::Header("Content-Type", {}));

@@ -47,10 +47,8 @@ public:
                 QObject* parent);
     ~DropboxCall() override;
 
-    // Upload: the body is length bytes of file from offset, read as it goes out; tap sees each
-    // piece read with its place in the file, on a worker thread (again when an attempt is retried).
-    void setUploadRange(const QString& file, qint64 offset, qint64 length,
-                        std::function<void(qint64 offset, const char* data, qint64 size)> tap);
+    // Upload: the body is length bytes of file from offset, read as it goes out.
+    void setUploadRange(const QString& file, qint64 offset, qint64 length);
     // Download: the answer's bytes go into file (emptied before each attempt); tap sees them in
     // order, on a worker thread.
     void setDownloadFile(const QString& file, std::function<void(const char* data, qint64 size)> tap);
@@ -93,7 +91,6 @@ private:
     QString mFile;
     qint64 mRangeOffset = 0;
     qint64 mRangeLength = 0;
-    std::function<void(qint64, const char*, qint64)> mUploadTap;
     std::function<void(const char*, qint64)> mDownloadTap;
     QString mSentToken;
     QPointer<QNetworkReply> mReply;

@@ -1,6 +1,7 @@
 #include "cloud/DropboxUploadBatch.h"
 
 #include "cloud/DropboxCall.h"
+#include "platform/Background.h"
 #include "platform/Log.h"
 
 #include <QFileInfo>
@@ -10,7 +11,6 @@
 namespace cloud {
 namespace {
 constexpr int kPollIntervalMs = 500;
-constexpr qint64 kHashReadBytes = 1024 * 1024;
 
 QJsonObject cursor(const QString& sessionId, qint64 offset)
 {
@@ -52,15 +52,7 @@ DropboxUploadBatch::DropboxUploadBatch(DropboxAccount* account, QNetworkAccessMa
 
 void DropboxUploadBatch::start() { nextFile(); }
 
-void DropboxUploadBatch::Hashing::take(qint64 offset, const char* data, qint64 size)
-{
-    // Bytes read again (a chunk sent once more) or beyond a gap are not hashed twice or early.
-    if (offset > hashed || offset + size <= hashed)
-        return;
-    const qint64 skip = hashed - offset;
-    hasher.addData(data + skip, size - skip);
-    hashed = offset + size;
-}
+DropboxUploadBatch::~DropboxUploadBatch() { *mStopHashing = true; }
 
 DropboxCall* DropboxUploadBatch::makeCall(const QString& route, const QByteArray& arg, bool rpc)
 {
@@ -84,7 +76,10 @@ void DropboxUploadBatch::nextFile()
     }
     ++mCurrent;
     if (mCurrent >= mFiles.size()) {
-        finishNextGroup();
+        if (mHashesRunning > 0)
+            mCommitWaitsForHashes = true;  // the last hash to come goes on
+        else
+            finishNextGroup();
         return;
     }
     FileState& state = mFiles[mCurrent];
@@ -98,23 +93,23 @@ void DropboxUploadBatch::nextFile()
     }
     state.size = mFile.size();
     mOffset = 0;
-    mHash = std::make_shared<Hashing>();
+    hashFile(mCurrent);
     sendChunk();
 }
 
-bool DropboxUploadBatch::hashUpTo(qint64 offset)
+void DropboxUploadBatch::hashFile(int index)
 {
-    // The hash covers each byte once, in order, even when Dropbox sends the upload back or on.
-    QByteArray buffer;
-    while (mHash->hashed < offset) {
-        if (!mFile.seek(mHash->hashed))
-            return false;
-        buffer = mFile.read(qMin(kHashReadBytes, offset - mHash->hashed));
-        if (buffer.isEmpty())
-            return false;
-        mHash->take(mHash->hashed, buffer.constData(), buffer.size());
-    }
-    return true;
+    ++mHashesRunning;
+    platform::runInBackground(
+        this, [path = mFiles[index].result.file.localPath, stop = mStopHashing] { return ContentHasher::hashOfFile(path, stop.get()); },
+        [this, index](const QString& hash) {
+            --mHashesRunning;
+            mFiles[index].localHash = hash;
+            if (mCommitWaitsForHashes && mHashesRunning == 0 && !mEnded) {
+                mCommitWaitsForHashes = false;
+                finishNextGroup();
+            }
+        });
 }
 
 void DropboxUploadBatch::sendChunk()
@@ -130,8 +125,7 @@ void DropboxUploadBatch::sendChunk()
         arg[QStringLiteral("cursor")] = cursor(state.sessionId, mOffset);
     }
     DropboxCall* call = makeCall(route, DropboxCall::headerJson(arg), false);
-    call->setUploadRange(state.result.file.localPath, mOffset, length,
-                         [hash = mHash](qint64 offset, const char* data, qint64 size) { hash->take(offset, data, size); });
+    call->setUploadRange(state.result.file.localPath, mOffset, length);
     call->progress = [this](qint64 sent, qint64) { report(sent); };
     call->done = [this, length, close](const DropboxCall::Answer& answer) {
         chunkAnswered(length, close, answer.body, answer.error);
@@ -148,7 +142,7 @@ void DropboxUploadBatch::chunkAnswered(qint64 length, bool close, const QByteArr
     }
     if (error.kind == DropboxError::Kind::Route && error.tag == QLatin1String("incorrect_offset")) {
         const qint64 correct = error.error.value(QStringLiteral("correct_offset")).toInteger(-1);
-        if (correct < 0 || correct > state.size || !hashUpTo(correct)) {
+        if (correct < 0 || correct > state.size) {
             fileFailed(error);
             return;
         }
@@ -183,11 +177,6 @@ void DropboxUploadBatch::chunkAnswered(qint64 length, bool close, const QByteArr
 void DropboxUploadBatch::fileUploaded()
 {
     FileState& state = mFiles[mCurrent];
-    if (!hashUpTo(state.size)) {
-        fileFailed(DropboxError::make(DropboxError::Kind::Local, QStringLiteral("Could not read %1").arg(state.result.file.localPath)));
-        return;
-    }
-    state.localHash = mHash->hasher.result();
     state.uploaded = true;
     mDoneBytes += state.size;
     mOffset = 0;
@@ -213,9 +202,15 @@ void DropboxUploadBatch::finishNextGroup()
     QJsonArray entries;
     while (mNextToFinish < mFiles.size() && group.size() < kMaxEntriesPerFinish) {
         const int i = mNextToFinish++;
-        const FileState& state = mFiles[i];
+        FileState& state = mFiles[i];
         if (!state.uploaded)
             continue;
+        if (state.localHash.isEmpty()) {
+            // Sent, but not readable a second time: what arrived cannot be checked, so it stays out.
+            state.result.error = DropboxError::make(DropboxError::Kind::Local,
+                                                    QStringLiteral("Could not read %1").arg(state.result.file.localPath));
+            continue;
+        }
         QJsonObject commit;
         commit[QStringLiteral("path")] = state.result.file.dropboxPath;
         commit[QStringLiteral("mode")] = QStringLiteral("add");
@@ -334,6 +329,7 @@ void DropboxUploadBatch::endBatch(DropboxClient::BatchFailure failure, const Dro
     if (mEnded)
         return;
     mEnded = true;
+    *mStopHashing = true;
     mPollTimer.stop();
     mFile.close();
     QList<DropboxClient::UploadResult> results;

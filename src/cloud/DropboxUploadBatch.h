@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QObject>
 #include <QTimer>
+#include <atomic>
 #include <memory>
 
 namespace cloud {
@@ -12,7 +13,8 @@ namespace cloud {
 // One batch upload, run by DropboxClient::batchUploadFiles: each file goes up in chunks
 // through its own upload session (an incorrect_offset answer goes on from the offset Dropbox
 // names), then the closed sessions are committed together, 1,000 at a time, and each stored
-// file is compared with the content hash of what was read. A child of its task.
+// file is compared with the content hash of the local file, worked out on the background pool
+// while the file goes up. A child of its task.
 class DropboxUploadBatch : public QObject {
     Q_OBJECT
 public:
@@ -24,6 +26,7 @@ public:
     DropboxUploadBatch(DropboxAccount* account, QNetworkAccessManager* network, DropboxTask* task,
                        const QList<DropboxClient::UploadFile>& files, DropboxClient::Progress progress,
                        DropboxClient::BatchDone done);
+    ~DropboxUploadBatch() override;
 
     void start();
 
@@ -32,14 +35,14 @@ private:
         DropboxClient::UploadResult result;
         qint64 size = 0;
         QString sessionId;
-        QString localHash;
+        QString localHash;  // empty until worked out, or when the file could not be read
         bool uploaded = false;
     };
 
     void nextFile();
     void sendChunk();
     void chunkAnswered(qint64 length, bool close, const QByteArray& body, const DropboxError& error);
-    bool hashUpTo(qint64 offset);
+    void hashFile(int index);
     void fileFailed(const DropboxError& error);
     void fileUploaded();
     void finishNextGroup();
@@ -61,14 +64,10 @@ private:
     int mCurrent = -1;
     QFile mFile;
     qint64 mOffset = 0;
-    // The current file's content hash, of its bytes in order as they are read to go out (on the
-    // transfer's worker thread while a chunk is under way, here between chunks).
-    struct Hashing {
-        ContentHasher hasher;
-        qint64 hashed = 0;  // bytes from the start of the file
-        void take(qint64 offset, const char* data, qint64 size);
-    };
-    std::shared_ptr<Hashing> mHash;
+    int mHashesRunning = 0;
+    bool mCommitWaitsForHashes = false;
+    // Set when the batch ends: hashes still being worked out stop.
+    std::shared_ptr<std::atomic<bool>> mStopHashing = std::make_shared<std::atomic<bool>>(false);
     int mNextToFinish = 0;
     QTimer mPollTimer;
     bool mEnded = false;

@@ -198,8 +198,6 @@ size_t readBody(char* buffer, size_t size, size_t count, void* user)
                                           : QStringLiteral("Could not read %1: %2").arg(r.bodyFile, QString::fromLocal8Bit(std::strerror(errno)));
         return CURL_READFUNC_ABORT;
     }
-    if (r.bodyTap)
-        r.bodyTap(offset, buffer, want);
     x->bodyPosition += want;
     return size_t(want);
 }

@@ -27,9 +27,6 @@ public:
         QString bodyFile;
         qint64 bodyOffset = 0;
         qint64 bodyLength = 0;
-        // Each piece of the body as it is read, with its place in the file; on the worker thread.
-        // A request sent again (a connection that failed before the answer) reads pieces again.
-        std::function<void(qint64 offset, const char* data, qint64 size)> bodyTap;
         // A 2xx answer's body goes into this existing file, emptied first; other answers are
         // kept in Result::body.
         QString answerFile;

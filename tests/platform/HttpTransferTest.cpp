@@ -141,7 +141,7 @@ struct Exchange {
 }  // namespace
 
 // A body read from a range of a file arrives whole and in order, a 2xx answer lands in its file
-// (over what was there) with its headers, and what the taps saw is exactly what moved.
+// (over what was there) with its headers, and the answer's tap sees exactly what landed.
 TEST(HttpTransfer, StreamsARangeUpAndTheAnswerIntoAFile)
 {
     ASSERT_TRUE(HttpTransfer::isAvailable());
@@ -155,21 +155,13 @@ TEST(HttpTransfer, StreamsARangeUpAndTheAnswerIntoAFile)
     ScriptedServer server;
     server.play({-1, "HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(answer.size()) + "\r\nX-Result: {\"a\":1}",
                  answer});
-    auto tapped = std::make_shared<QByteArray>();
     auto tappedAnswer = std::make_shared<QByteArray>();
-    auto nextOffset = std::make_shared<qint64>(offset);
-    auto inOrder = std::make_shared<bool>(true);
     HttpTransfer::Request request;
     request.url = server.url();
     request.headers = {{"Authorization", "Bearer abc"}, {"Content-Type", "application/octet-stream"}};
     request.bodyFile = tree.path("source.bin");
     request.bodyOffset = offset;
     request.bodyLength = length;
-    request.bodyTap = [=](qint64 at, const char* data, qint64 size) {
-        *inOrder = *inOrder && at == *nextOffset;
-        *nextOffset = at + size;
-        tapped->append(data, size);
-    };
     request.answerFile = tree.path("answer.bin");
     request.answerTap = [=](const char* data, qint64 size) { tappedAnswer->append(data, size); };
     HttpTransfer transfer;
@@ -188,8 +180,6 @@ TEST(HttpTransfer, StreamsARangeUpAndTheAnswerIntoAFile)
     EXPECT_TRUE(server.head.startsWith("POST /2/files/x HTTP/1.1"));
     EXPECT_TRUE(server.head.contains("Authorization: Bearer abc"));
     EXPECT_FALSE(server.head.contains("Expect:"));
-    EXPECT_TRUE(*inOrder);
-    EXPECT_TRUE(*tapped == source.mid(offset, length));
     EXPECT_TRUE(readFile(tree.path("answer.bin")) == answer);
     EXPECT_TRUE(*tappedAnswer == answer);
     EXPECT_EQ(run.lastDone, length);
