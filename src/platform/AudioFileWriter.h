@@ -10,6 +10,8 @@ struct SwrContext;
 
 namespace platform {
 
+struct SwresampleFunctions;
+
 // What the encoders we ship can give. ALAC takes at most 24-bit samples. The AAC encoder's
 // output stops growing well below the higher rates one can ask of it (at 44.1 kHz stereo
 // 256 and 320 kb/s both come out near 225 kb/s, less for simple material); up to 96 kb/s a
@@ -75,6 +77,10 @@ protected:
 
 private:
     bool converting() const;
+    // A converter from the client's rate and channels to the file's; `positional` takes the
+    // positional down-mix matrix instead of the standard one. FFmpeg's error code.
+    int makeConverter(const SwresampleFunctions* f, SwrContext** swr, int channels, uint64_t channelMask,
+                      bool positional) const;
 
     double mClientRate;
     int mClientChannels;

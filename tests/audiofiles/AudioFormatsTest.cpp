@@ -94,6 +94,113 @@ TEST(AudioFormats, SurroundSourcesMixDownLikeOtherTools)
     }
 }
 
+// Beyond 7.1: the channel count and the speaker positions survive normalize and trim; the
+// mix-down is the standard one where there is one, and goes by position where there is none.
+TEST(AudioFormats, ManyChannelSourcesKeepTheirLayoutAndMixDown)
+{
+    TempTree tree;
+    auto tone = [](int64_t i, int c) {
+        return int16_t(std::lround(12000 * std::sin(2 * M_PI * (150 + 90 * c) * double(i) / 44100)));
+    };
+    const QString plain = tree.path("ten-plain.wav");
+    ASSERT_TRUE(writeWav16(plain, 10, 44100, 22050, tone));
+    // 5.1 with four height speakers, named in the header.
+    const QString heights = tree.path("ten-heights.wav");
+    const QString positions = "channelmap=map=0|1|2|3|4|5|6|7|8|9:channel_layout=";
+    ASSERT_TRUE(runTool("ffmpeg", {"-v", "error", "-i", plain, "-af", positions + "0x2D03F", "-c:a", "pcm_s16le", heights}));
+    ASSERT_EQ(probe(heights)["channels"], "10");
+    const QString layout = probe(heights)["channel_layout"];
+    ASSERT_TRUE(layout.contains("TFL")) << layout.toStdString();
+
+    for (int channels : {2, 1}) {
+        SCOPED_TRACE(channels);
+        const QString ref = tree.path(QString("ref%1.wav").arg(channels));
+        ASSERT_TRUE(runTool("ffmpeg", {"-v", "error", "-i", heights, "-ac", QString::number(channels), "-c:a", "pcm_s16le", ref}));
+        const QString out = tree.path(QString("mix%1.wav").arg(channels));
+        ASSERT_TRUE(Utils::convert(heights, out, options(0, channels, 16)));
+        const DecodedAudio want = decodeFile(ref);
+        const DecodedAudio got = decodeFile(out);
+        ASSERT_EQ(got.channels, channels);
+        ASSERT_EQ(got.frames(), want.frames());
+        float worst = 0;
+        for (size_t i = 0; i < got.samples.size(); ++i)
+            worst = std::max(worst, std::abs(got.samples[i] - want.samples[i]));
+        EXPECT_LE(worst * 32768, 1.0f);
+        EXPECT_GT(peakOf(got), 0.1f);
+    }
+
+    // Normalize and trim keep ten channels, named or not, and every channel's own signal.
+    for (const QString& src : {plain, heights}) {
+        SCOPED_TRACE(src.toStdString());
+        const QString name = QFileInfo(src).fileName();
+        const auto normalized = Utils::normalize(src, tree.path("n-" + name));
+        const auto trimmed = Utils::trim(src, tree.path("t-" + name), 0.1, 0.3, 0, 0);
+        ASSERT_TRUE(normalized && trimmed);
+        EXPECT_EQ(*normalized, tree.path("n-" + name));
+        for (const QString& out : {*normalized, *trimmed}) {
+            EXPECT_EQ(probe(out)["channels"], "10");
+            EXPECT_EQ(probe(out)["channel_layout"], probe(src)["channel_layout"]);
+        }
+        const DecodedAudio n = decodeFile(*normalized);
+        const DecodedAudio t = decodeFile(*trimmed);
+        ASSERT_EQ(t.frames(), 8820);
+        for (int c = 0; c < 10; ++c) {
+            EXPECT_NEAR(n.at(1000, c) * 12000 / 32768, tone(1000, c) / 32768.0, 2e-4) << c;
+            EXPECT_NEAR(t.at(100, c), tone(4510, c) / 32768.0, 1e-4) << c;
+        }
+    }
+
+    // No standard matrix: a side channel without its pair, and channels past the 18 named
+    // positions. Each lands on its own side, centres and unnamed channels on both alike, and
+    // full scale on every channel can't clip.
+    const QString lopsided = tree.path("lopsided.wav");
+    ASSERT_TRUE(runTool("ffmpeg", {"-v", "error", "-i", plain, "-af", positions + "0x3FF", "-c:a", "pcm_s16le", lopsided}));
+    EXPECT_FALSE(runTool("ffmpeg", {"-v", "quiet", "-i", lopsided, "-ac", "2", "-f", "null", "-"}));
+    ASSERT_TRUE(Utils::convert(lopsided, tree.path("lopsided-stereo.wav"), options(0, 2, 16)));
+    EXPECT_GT(peakOf(decodeFile(tree.path("lopsided-stereo.wav"))), 0.1f);
+    const QString twenty = tree.path("twenty.wav");
+    ASSERT_TRUE(writeWav16(twenty, 20, 44100, 4410, [](int64_t, int) { return int16_t(32767); }));
+    struct Probe1 {
+        QString src;
+        int channel;
+        float left;
+        float right;
+    };
+    auto only = [&](const QString& name, int channels, int channel) {
+        const QString path = tree.path(name);
+        writeWav16(path, channels, 44100, 4410, [channel](int64_t i, int c) { return int16_t(c == channel ? (i % 2 ? 16000 : -16000) : 0); });
+        return path;
+    };
+    const DecodedAudio full = [&] {
+        const QString out = tree.path("twenty-stereo.wav");
+        EXPECT_TRUE(Utils::convert(twenty, out, options(0, 2, 16)));
+        return decodeFile(out);
+    }();
+    ASSERT_EQ(full.channels, 2);
+    EXPECT_LE(peakOf(full), 1.0f);
+    EXPECT_GT(peakOf(full), 0.9f);
+    const Probe1 cases[] = {
+        {only("sl.wav", 10, 9), 9, 1, 0},         // the lone side left: left only
+        {only("bc.wav", 10, 8), 8, 1, 1},         // back centre: both alike
+        {only("fl.wav", 10, 0), 0, 1, 0},
+        {only("unnamed.wav", 20, 19), 19, 1, 1},  // past the named positions: both alike
+    };
+    for (const Probe1& c : cases) {
+        SCOPED_TRACE(c.src.toStdString());
+        const QString stereo = c.src + ".stereo.wav";
+        const QString mono = c.src + ".mono.wav";
+        ASSERT_TRUE(Utils::convert(c.src, stereo, options(0, 2, 16)));
+        ASSERT_TRUE(Utils::convert(c.src, mono, options(0, 1, 16)));
+        const DecodedAudio s = decodeFile(stereo);
+        const float l = std::abs(s.at(11, 0));
+        const float r = std::abs(s.at(11, 1));
+        EXPECT_GT(std::max(l, r), 0.01f);
+        EXPECT_NEAR(l / std::max(l, r), c.left, 1e-3);
+        EXPECT_NEAR(r / std::max(l, r), c.right, 1e-3);
+        EXPECT_GT(std::abs(decodeFile(mono).at(11)), 0.01f);
+    }
+}
+
 // Deep lossless sources keep their container and all 24 bits through normalize and trim;
 // a container we can't write falls back to a 24-bit WAVE.
 TEST(AudioFormats, LosslessSourcesKeepContainerAndDepth)
