@@ -36,12 +36,9 @@ std::unique_ptr<AudioFileWriter> AudioFileWriter::create(const QString& path, ui
         reason = QStringLiteral("%1 channels at %2 Hz").arg(fileFormat.channelsPerFrame).arg(fileFormat.sampleRate);
     } else if (SndfileAudioWriter::handles(fileType, fileFormat)) {
         writer = SndfileAudioWriter::create(path, fileType, fileFormat, channelMask, &reason);
-    } else if (fileType == fourCC("m4af") && (fileFormat.formatID == fourCC("aac ") || fileFormat.formatID == fourCC("alac"))) {
-        if (const CodecModule* codecs = codecModule(&reason))
-            writer = codecs->createWriter(path, fileFormat, &reason);
-    } else {
-        reason = QStringLiteral("can't write '%1' data in a '%2' file")
-                     .arg(fourCCString(fileFormat.formatID), fourCCString(fileType));
+    } else if (const CodecModule* codecs = codecModule(&reason)) {
+        // The module knows which containers and codecs it encodes, and says so when it can't.
+        writer = codecs->createWriter(path, fileType, fileFormat, &reason);
     }
     if (!writer)
         log(QStringLiteral("Could not create audio file %1: %2").arg(path, reason));

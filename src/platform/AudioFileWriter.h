@@ -19,8 +19,8 @@ struct SwresampleFunctions;
 constexpr int kHighestAlacBits = 24;
 constexpr int kHighestAacBitRatePerChannel = 96000;
 
-// Writes the formats we can create: linear PCM in WAVE, AIFF and CAF (libsndfile) and AAC or
-// ALAC in M4A (FFmpeg). Takes interleaved float client data at any rate and channel count and
+// Writes the formats we can create: linear PCM in WAVE, AIFF, AIFC, CAF, W64 and AU, and FLAC
+// (libsndfile); AAC or ALAC in M4A, MP3, and Vorbis or Opus in Ogg (FFmpeg). Takes interleaved float client data at any rate and channel count and
 // converts it to the file's: 2 -> 1 channels keeps the first channel, 1 -> 2 duplicates it, and more
 // channels mix down to stereo or mono by the standard down-mix matrices.
 class AudioFileWriter {
@@ -56,6 +56,9 @@ public:
     virtual bool setEncodeBitRate(int) { return false; }
     // The bit rate the encoder really uses once set up; 0 when there is none.
     virtual int encodeBitRate() { return 0; }
+    // Fixes the encoder's settings and starts it; false when it refuses them (a rate its
+    // tables can't reach). Writers without an encoder are always ready.
+    virtual bool start() { return true; }
 
     bool write(const float* interleaved, int64_t frames);
     // Makes what was written so far readable after a crash (header sizes true, the open
