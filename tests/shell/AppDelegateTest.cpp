@@ -1,3 +1,4 @@
+#include "audiofiles/FilePlayer.h"
 #include "audiofiles/screens/DetailViewController.h"
 #include "library/FileListModel.h"
 #include "library/FileSort.h"
@@ -5,15 +6,18 @@
 #include "library/screens/MasterViewController.h"
 #include "platform/Locations.h"
 #include "platform/Settings.h"
+#include "recording/AudioServerStatus.h"
 #include "recording/UnfinishedRecording.h"
 #include "shell/AppDelegate.h"
 #include "shell/screens/AppWindow.h"
+#include "support/AudioFixtures.h"
 #include "support/BuildPaths.h"
 #include "support/TempTree.h"
 #include "ui/screens/NavigationController.h"
 
 #include <QDir>
 #include <QFileInfo>
+#include <QLabel>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSplitter>
@@ -156,6 +160,27 @@ TEST(StartUp, WindowHasBothColumnsAndSavesSortModeWhenHidden)
     window->hide();
     EXPECT_EQ(platform::Settings::value("SortMode").toInt(), mode);
     FileSort::setSortMode(FileSort::kByName);
+}
+
+// A desktop with no audio server running: play must not pretend to play, and the window says why.
+TEST(StartUp, PlayWithoutAudioServerSaysSoAndStaysStopped)
+{
+    TempTree tree;
+    const QString take = tree.library() + "/take.wav";
+    ASSERT_TRUE(writeToneWav(take, 2, 44100, 44100));
+    qputenv("JACK_DEFAULT_SERVER", "wltest-nobody-home");
+    AppWindow delegate;
+    delegate.didFinishLaunching();
+    auto* message = delegate.window()->findChild<QLabel*>(QStringLiteral("AudioServerMessage"));
+    ASSERT_NE(message, nullptr);
+    EXPECT_FALSE(message->isVisible());
+    FilePlayer* player = FilePlayer::sharedPlayer();
+    ASSERT_TRUE(player->loadAudioURL(take));
+    player->play();
+    ASSERT_TRUE(waitUntil([&] { return !player->isPlaying(); }));
+    EXPECT_TRUE(message->isVisible());
+    EXPECT_EQ(message->text(), AudioServerStatus::unreachableText());
+    player->stop();
 }
 
 TEST(StartUp, ServeRunsWithoutDisplayUntilTerminated)
