@@ -25,7 +25,7 @@ inline constexpr QLatin1String kConnectionsChanged{"AudioEngineConnectionsChange
 // The audio server went away, and came back (object: the host engine).
 inline constexpr QLatin1String kInterruptionBegan{"HostEngineSessionInterruptionBegan"};
 inline constexpr QLatin1String kInterruptionEnded{"HostEngineSessionInterruptionEnded"};
-// The engine was asked to start and found no audio server (userInfo "error").
+// Play was pressed and the engine found no audio server to play on.
 inline constexpr QLatin1String kAudioServerUnreachable{"AudioEngineServerUnreachable"};
 
 // The web server started, stopped or was published on the network.

@@ -129,11 +129,9 @@ bool start()
     platform::log(QStringLiteral("Audio engine already running: %1").arg(yesNo(controller->isRunning())));
     if (!controller->isRunning()) {
         QString error;
-        if (!controller->start(&error)) {
+        if (!controller->start(&error))
             platform::log(QStringLiteral("Could not start TAAE: %1").arg(error));
-            platform::NotificationCenter::defaultCenter().post(notifications::kAudioServerUnreachable, controller,
-                                                               {{QStringLiteral("error"), error}});
-        } else
+        else
             FilePlayer::sharedPlayer()->startGraph();
     }
     updateNowPlaying();

@@ -98,8 +98,10 @@ void AppDelegate::setupAudioEngine()
         AudioEngine::start();
         // Without a server the play button must not claim to play. Paused after this signal has
         // reached everyone, so no observer sees "stopped" before "playing".
-        if (!engine->isRunning())
-            QMetaObject::invokeMethod(this, [] { FilePlayer::sharedPlayer()->pause(); }, Qt::QueuedConnection);
+        if (engine->isRunning())
+            return;
+        QMetaObject::invokeMethod(this, [] { FilePlayer::sharedPlayer()->pause(); }, Qt::QueuedConnection);
+        platform::NotificationCenter::defaultCenter().post(notifications::kAudioServerUnreachable, engine);
     });
     mInterruptionBegan = platform::ScopedObserver(notifications::kInterruptionBegan,
                                                   [this](const platform::Notification&) { beginInterruption(); });
