@@ -177,11 +177,17 @@ TEST(MainMenu, KeysTrashRenameUndoRedoAndPutBackByteForByte)
     editor->confirmButton()->click();
     EXPECT_EQ(readFile(lib + "/Bass.wav"), b);
     EXPECT_EQ(w.app.detailViewController()->detailItem(), lib + "/Bass.wav");
+    // The pick follows the new name: what Delete would trash is the renamed file, not the row
+    // that took its place for a moment.
+    ASSERT_TRUE(waitUntil([&] { return w.listed(lib + "/Bass.wav"); }));
+    EXPECT_EQ(w.browser()->selection()->targetPaths(), QStringList{lib + "/Bass.wav"});
     w.focusList();
     w.key(Qt::Key_Z, Qt::ControlModifier);
     EXPECT_EQ(readFile(lib + "/b.wav"), b);
     EXPECT_FALSE(QFileInfo::exists(lib + "/Bass.wav"));
     EXPECT_EQ(w.app.detailViewController()->detailItem(), lib + "/b.wav");
+    ASSERT_TRUE(waitUntil([&] { return w.listed(lib + "/b.wav"); }));
+    EXPECT_EQ(w.browser()->selection()->targetPaths(), QStringList{lib + "/b.wav"});
     w.key(Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier);
     EXPECT_EQ(readFile(lib + "/Bass.wav"), b);
 

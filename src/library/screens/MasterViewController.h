@@ -135,6 +135,7 @@ private:
     FileListModel* mModel;
     FileListView* mTable;
     ItemSelection* mSelection;
+    QString mFollowedPath;  // a picked item's new name, picked again once it is listed
     FileRowDelegate* mRowDelegate;
     QLabel* mHeader;
     QLabel* mEmptyText;
