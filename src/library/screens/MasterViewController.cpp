@@ -279,6 +279,27 @@ void MasterViewController::directoryDidChange(DirectoryWatcher*)
     if (mModel->isSearching())
         cancelSearch();
     updateDirExternal();
+    leaveIfFolderGone();
+}
+
+void MasterViewController::leaveIfFolderGone()
+{
+    if (mFolderLevel == 0 || QFileInfo(folder()).isDir() || !mNavigation)
+        return;
+    // The folder shown went away (emptied Trash batch, removed outside): back to the nearest
+    // folder above it that still is, once this screen is done with its own signal.
+    platform::log(QStringLiteral("Folder gone: %1").arg(folder()));
+    QMetaObject::invokeMethod(mNavigation, [navigation = mNavigation] {
+        const QList<QWidget*> stack = navigation->viewControllers();
+        for (auto it = stack.crbegin(); it != stack.crend(); ++it) {
+            auto* browser = qobject_cast<MasterViewController*>(*it);
+            if (browser && (browser->folderLevel() == 0 || QFileInfo(browser->folder()).isDir())) {
+                if (browser != navigation->topViewController())
+                    navigation->popToViewController(browser, true);
+                return;
+            }
+        }
+    }, Qt::QueuedConnection);
 }
 
 void MasterViewController::updateDirExternal()
