@@ -4,6 +4,7 @@
 #include "platform/lv2/Lv2World.h"
 
 #include <cstring>
+#include <dlfcn.h>
 #include <lilv/lilv.h>
 #include <lv2/atom/atom.h>
 #include <lv2/options/options.h>
@@ -215,6 +216,11 @@ std::unique_ptr<UiHost> UiHost::open(Plugin& plugin, uintptr_t parentWindow, std
     const QByteArray binary = localPath(lilv_ui_get_binary_uri(choice.ui)).toLocal8Bit();
     const QByteArray type(lilv_node_as_uri(choice.type));
     lilv_uis_free(uis);
+    // Once loaded, an interface's library stays: some register types with libraries that stay
+    // loaded themselves (GLib's), and a second load registers them again and hangs.
+    if (!dlopen(binary.constData(), RTLD_NOW | RTLD_NODELETE))
+        return fail(QStringLiteral("The interface of %1 could not be loaded: %2")
+                        .arg(plugin.info().name, QString::fromLocal8Bit(dlerror())));
     // What the plugin writes from now on is queued for the interface.
     plugin.setCollectingOutputEvents(true);
     d.instance = suil_instance_new(d.host, &d, LV2_UI__X11UI, pluginUri.constData(), uiUri.constData(),

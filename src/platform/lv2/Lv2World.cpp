@@ -145,7 +145,7 @@ void World::scan()
                     info.midiInput = true;
                 if (lilv_port_supports_event(p, port, timePosition))
                     info.timePosition = true;
-            } else if (isInput && lilv_port_is_a(p, port, controlPort)) {
+            } else if (lilv_port_is_a(p, port, controlPort)) {
                 if (lilv_port_has_property(p, port, notOnGui))
                     continue;
                 ControlPort c;
@@ -175,7 +175,7 @@ void World::scan()
                     std::sort(c.scalePoints.begin(), c.scalePoints.end(),
                               [](const auto& a, const auto& b) { return a.first < b.first; });
                 }
-                info.controls.append(c);
+                (isInput ? info.controls : info.outputs).append(c);
             }
         }
         if (LilvUIs* uis = lilv_plugin_get_uis(p)) {
