@@ -759,6 +759,11 @@ bool Plugin::takeOutputEvent(OutputEvent* event)
 
 uint32_t Plugin::blockLength() const { return uint32_t(d->nominalBlock); }
 
+bool Plugin::runsAt(uint32_t frames) const
+{
+    return frames > 0 && frames <= uint32_t(d->maxBlock) && (!mFixedBlocks || uint32_t(d->nominalBlock) == frames);
+}
+
 bool Plugin::setBlockLength(uint32_t frames)
 {
     Impl& s = *d;

@@ -91,6 +91,8 @@ public:
     // anew (it needs fixed blocks and takes no change of them).
     bool setBlockLength(uint32_t frames);
     uint32_t blockLength() const;
+    // Whether blocks of this length suit the plugin as it is now.
+    bool runsAt(uint32_t frames) const;
 
     // Audio thread: processes kHostChannels buffers of `frames` in place; a source's input is
     // ignored. MIDI goes to plugins that take it, the transport to those that follow it.
