@@ -6,6 +6,7 @@
 #include "platform/NotificationCenter.h"
 #include "platform/Notifications.h"
 #include "platform/Settings.h"
+#include "platform/lv2/Lv2LoadCheck.h"
 #include "platform/lv2/Lv2World.h"
 #include "recording/AudioEngine.h"
 #include "recording/AudioEngineState.h"
@@ -165,6 +166,21 @@ bool slotHoldsFilePlayer()
 std::shared_ptr<RemoteAudioUnit> createIaaUnit(const std::shared_ptr<RemoteAU>& rau, int* error)
 {
     platform::log(QStringLiteral("Creating IAA node for %1").arg(rau->name()));
+    // A plugin loaded here for the first time is loaded in a child process first: one that
+    // crashes or hangs there is left out instead of taking the program down.
+    using platform::lv2::LoadCheck::Result;
+    if (const auto* info = platform::lv2::World::shared().find(rau->component())) {
+        QString reason;
+        const Result checked = platform::lv2::LoadCheck::check(*info, rateNow(), blockNow(), &reason);
+        if (checked == Result::Crashed || checked == Result::TimedOut) {
+            const int code = checked == Result::Crashed ? IaaErrors::kInvalidFormat : IaaErrors::kTimedOut;
+            platform::log(QStringLiteral("Could not create IAA node: %1").arg(reason));
+            refreshAUList(false);
+            if (error)
+                *error = code;
+            return nullptr;
+        }
+    }
     int code = 0;
     auto unit = RemoteAudioUnit::create(rau, rateNow(), blockNow(), &code);
     if (!unit) {

@@ -6,7 +6,11 @@
 #include "platform/Notifications.h"
 #include "platform/Settings.h"
 #include "recording/AudioEngine.h"
+#include "platform/lv2/Lv2LoadCheck.h"
+#include "platform/lv2/Lv2World.h"
+#include "recording/IaaErrors.h"
 #include "recording/IaaSetups.h"
+#include "recording/RAUChooserModel.h"
 #include "recording/RemoteAudioUnit.h"
 #include "support/BuildPaths.h"
 #include "support/DecodedAudio.h"
@@ -30,6 +34,7 @@ const QString kDelay = QStringLiteral("http://drobilla.net/plugins/mda/Delay");
 const QString kPiano = QStringLiteral("http://drobilla.net/plugins/mda/Piano");
 const QString kOsc = QStringLiteral("http://plugin.org.uk/swh-plugins/analogueOsc");
 const QString kProbe = QStringLiteral("urn:wavelocker:test:probe");  // tests/resources/probe.lv2
+const QString kCrash = QStringLiteral("urn:wavelocker:test:crash");  // aborts as it is loaded
 
 // Keeps what it hears while armed, up to its capacity; allocates nothing on the audio thread.
 class TakeReceiver : public platform::HostReceiver {
@@ -301,6 +306,40 @@ TEST_F(PluginSlotsTest, SlotRulesAndAUnitThatFailsToLoad)
     EXPECT_EQ(AudioEngine::iaaAtSlot(1), live);
     EXPECT_TRUE(AudioEngine::sourceIsFilePlayer());
     EXPECT_TRUE(AudioEngine::maybeStop() == false);
+}
+
+TEST_F(PluginSlotsTest, APluginThatCrashesWhileLoadingIsLeftOutAndTheProgramGoesOn)
+{
+    platform::lv2::LoadCheck::setChecker(binDir() + "/wavelocker-tool");
+    AlertCapture alerts;
+    AudioEngine::setRau(unit(kCrash), 1);
+    AudioEngine::setRau(unit(kProbe), 2);
+    const int code = AudioEngine::updateIaaUnits();
+    EXPECT_EQ(code, IaaErrors::kInvalidFormat);
+    EXPECT_FALSE(AudioEngine::rauAtSlot(1));
+    EXPECT_TRUE(AudioEngine::iaaAtSlot(2));  // the other unit runs
+    EXPECT_TRUE(logs.contains("Checking urn:wavelocker:test:crash in a separate process"));
+    EXPECT_TRUE(logs.contains("Skipping plugin urn:wavelocker:test:crash from now on: Crash On Load crashed while it "
+                              "was being loaded"))
+        << logs.lines().join('\n').toStdString();
+    EXPECT_TRUE(logs.contains("Could not create IAA node: Crash On Load crashed while it was being loaded"));
+
+    // Gone from the lists and said so in the chooser; the mark the child left is cleared, so
+    // the next start does not take it for a crash of its own.
+    EXPECT_FALSE(AudioEngine::findRau(kCrash));
+    EXPECT_TRUE(platform::lv2::World::shared().skippedPlugins().contains(kCrash));
+    EXPECT_TRUE(RAUChooserModel::forSlot(1).footer().endsWith(
+        "Left out because they crashed or hung while loading: urn:wavelocker:test:crash"));
+    EXPECT_FALSE(platform::Settings::contains("LV2PluginLoading"));
+
+    // A plugin that ran in the child once is not checked again.
+    AudioEngine::setRau(nullptr, 2);
+    ASSERT_EQ(AudioEngine::updateIaaUnits(), 0);
+    AudioEngine::setRau(unit(kProbe), 2);
+    ASSERT_EQ(AudioEngine::updateIaaUnits(), 0);
+    EXPECT_TRUE(AudioEngine::iaaAtSlot(2));
+    EXPECT_EQ(logs.lines().count("Checking urn:wavelocker:test:probe in a separate process"), 1);
+    platform::lv2::LoadCheck::setChecker({});
 }
 
 TEST_F(PluginSlotsTest, SetupsRestoreSlotsAndSettingsAndSurviveMissingPluginsAndGarbage)

@@ -26,6 +26,7 @@ struct PluginInfo {
     QString uri;
     QString name;
     QString bundlePath;  // the bundle's folder, with a trailing slash
+    QString binaryPath;  // the plugin's code
     QString classLabel;  // "Reverb Plugin", "Instrument Plugin", ...
     QString iconPath;    // a picture the bundle ships, or empty
     int audioInputs = 0;
