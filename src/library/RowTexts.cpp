@@ -52,7 +52,7 @@ Row rowForItem(const LibraryItem& item, const QDateTime& now)
     }
     row.accessibilityHint = QStringLiteral("Open this folder");
     if (Utils::pathIsLocalDocumentsLink(item.path)) {
-        row.subtitle = QStringLiteral("Shared with computer");
+        row.subtitle = QStringLiteral("Shared with desktop");
         row.imageName = QStringLiteral("folder_desktop");
     } else if (Utils::pathIsTrashcan(item.path)) {
         row.subtitle = QStringLiteral("Deleted items");
