@@ -298,7 +298,7 @@ TEST_F(PluginSlotsTest, SlotRulesAndAUnitThatFailsToLoad)
     EXPECT_EQ(shown[1], "Sorry|Could not create IAA node. Unsupported type");
     EXPECT_EQ(shown[2], "Sorry|Could not create IAA node. Error -5");
     EXPECT_TRUE(shown[3].startsWith(QString::fromUtf8("Sorry|Could not create IAA node. To fix it, follow the "
-                                                      "instructions below:\n\n\u2460\u00a0launch the app")));
+                                                      "instructions below:\n\n\u2460\u00a0save what you are working on")));
 
     // Effects apply to the file player when it is the source, and to the input otherwise.
     AudioEngine::setRau(AudioEngine::fakePlayerRau(), 0);
