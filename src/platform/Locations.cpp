@@ -76,6 +76,7 @@ QString tempDir()
 }
 
 QString partRecords() { return cacheHome() + QLatin1Char('/') + kApp + QStringLiteral("/parts"); }
+QString packetIndexes() { return cacheHome() + QLatin1Char('/') + kApp + QStringLiteral("/packet-indexes"); }
 
 QString runtimeDir()
 {
