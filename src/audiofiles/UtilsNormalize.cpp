@@ -16,6 +16,8 @@ namespace {
 // 0.05 dB as a power of ten: a lossy result whose decoded peak is further from full scale
 // than this is encoded again with its gain corrected.
 constexpr double kLossyPeakTolerance = 0.05 / 20;
+// A correction that decoders apply exactly (1/256 dB steps) aims closer: 0.01 dB.
+constexpr double kDecoderGainTolerance = 0.01 / 20;
 // Encodes of a lossy result at most: the first and its corrections. One correction lands
 // when the encoder's error grows with the gain; where its choices change with the level (a
 // low bit rate, sharp attacks, Vorbis) the next corrections close in on full scale.
@@ -98,7 +100,8 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
     };
     double from = 0.5;
     bool lossy = false;
-    auto encode = [&](float gain) -> std::optional<Attempt> {
+    bool decoderGain = false;
+    auto encode = [&](float gain, double decoderDb) -> std::optional<Attempt> {
         Attempt a;
         a.gain = gain;
         a.temp = temporaryFileFor(dest);
@@ -109,6 +112,7 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
             return std::nullopt;
         a.dest = output->dest;
         lossy = isLossy(output->writer->fileFormat());
+        decoderGain = output->writer->setDecoderGain(decoderDb);
         const double share = lossy ? (1 - from) / 2 : 1 - from;
         const bool ok = reader->seek(0) &&
                         streamChunks(
@@ -128,18 +132,31 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
         return a;
     };
 
-    auto best = encode(scale);
+    auto best = encode(scale, 0);
     if (!best)
         return std::nullopt;
     if (lossy && peak > 0) {
         best->decoded = decodedPeak(best->temp->path());
         std::vector<Measured> tried = {{best->gain, best->decoded}};
-        while (int(tried.size()) < kMostLossyEncodes && tried.back().decoded > 0 &&
+        // A format whose decoders apply a gain of its header (Opus) takes the correction there,
+        // exactly, on the same encode.
+        if (decoderGain && best->decoded > 0 && distanceFromFullScale(best->decoded) > kDecoderGainTolerance) {
+            const double db = -20 * std::log10(double(best->decoded));
+            log(QString::asprintf("Decoded peak: %g, decoders scale it by %.2f dB", double(best->decoded), db));
+            auto next = encode(best->gain, db);
+            if (!next)
+                return std::nullopt;
+            next->decoded = decodedPeak(next->temp->path());
+            tried.push_back({next->gain, next->decoded});
+            if (next->decoded > 0 && distanceFromFullScale(next->decoded) < distanceFromFullScale(best->decoded))
+                best = std::move(next);
+        }
+        while (!decoderGain && int(tried.size()) < kMostLossyEncodes && tried.back().decoded > 0 &&
                distanceFromFullScale(best->decoded) > kLossyPeakTolerance) {
             const Measured last = tried.back();
             const float corrected = nextGain(tried);
             log(QString::asprintf("Decoded peak: %g, scaling again with: %g", double(last.decoded), double(corrected)));
-            auto next = encode(corrected);
+            auto next = encode(corrected, 0);
             if (!next)
                 return std::nullopt;
             next->decoded = decodedPeak(next->temp->path());
@@ -151,7 +168,7 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
             if (corrected > last.gain && tried.back().decoded <= last.decoded * 1.001f)
                 break;
         }
-        if (distanceFromFullScale(best->decoded) > kLossyPeakTolerance)
+        if (distanceFromFullScale(best->decoded) > (decoderGain ? kDecoderGainTolerance : kLossyPeakTolerance))
             log(QString::asprintf("The encoder keeps the peak at %g after decoding", double(best->decoded)));
         report(progressBlock, 1);
     }
