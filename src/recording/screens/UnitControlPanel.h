@@ -1,11 +1,15 @@
 #pragma once
+#include <QTimer>
 #include <QWidget>
+#include <functional>
 #include <memory>
+#include <vector>
 
 class RemoteAudioUnit;
 
 // A live unit's control ports as sliders, toggles and lists; each change reaches the running
-// plugin at its next cycle. The window keeps the unit alive while it is open.
+// plugin at its next cycle, and changes made elsewhere show here, with what the plugin
+// reports on its outputs. The window keeps the unit alive while it is open.
 class UnitControlPanel : public QWidget {
     Q_OBJECT
 public:
@@ -14,6 +18,11 @@ public:
     // Makes gotoIaaApp: open this panel (one window per unit, raised when open already).
     static void installAsInterfacePresenter();
 
+    // Shows the plugin's values now (a timer does it ten times a second).
+    void refresh();
+
 private:
     std::shared_ptr<RemoteAudioUnit> mUnit;
+    std::vector<std::function<void()>> mRefreshers;
+    QTimer mRefresh;
 };
