@@ -2,6 +2,9 @@
 #include "platform/lv2/Lv2Plugin.h"
 #include "recording/RemoteAU.h"
 
+#include <QByteArray>
+#include <QList>
+#include <QObject>
 #include <QString>
 #include <QVariantList>
 #include <functional>
@@ -81,6 +84,18 @@ bool autoPlayNext();
 // a unit in a slot takes it out of any other; the caller then calls updateIaaUnits.
 inline constexpr int kSlotCount = 4;
 void setRau(std::shared_ptr<RemoteAU> rau, int slot);
+// A choice for a slot that waits for no plugin check: each unit whose plugin was not checked
+// yet is loaded in a child process first, in the background; then the units still chosen go
+// into their slots and updateIaaUnits runs (at once when no check is needed). done gets its
+// error code on the main thread, or that of a unit whose check crashed or hung (its slot is
+// emptied); applied is false when later choices for every slot came first. Nothing happens
+// once context is gone. A null unit empties its slot.
+struct SlotChoice {
+    int slot = 0;
+    std::shared_ptr<RemoteAU> rau;
+    QByteArray state;  // the settings it starts with, or empty
+};
+void chooseUnits(const QList<SlotChoice>& choices, QObject* context, std::function<void(int code, bool applied)> done);
 // Settings (a plugin's saved state) the unit of a slot starts with when it is next created.
 void setRauState(int slot, const QByteArray& state);
 std::shared_ptr<RemoteAU> rauAtSlot(int slot);

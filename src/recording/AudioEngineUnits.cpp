@@ -33,6 +33,9 @@ struct Units {
     QList<std::shared_ptr<RemoteAU>> filters;
     bool listed = false;
     std::function<void(int, RemoteAudioUnit&)> interfacePresenter;
+    // Counts the choices made for each slot: a choice still waiting for a plugin check that
+    // finds a later one was made gives way to it.
+    std::array<uint64_t, kSlotCount> choices{};
 };
 
 Units& units()
@@ -59,6 +62,24 @@ uint32_t blockNow()
 bool fits(RemoteAudioUnit& unit)
 {
     return unit.plugin().sampleRate() == rateNow() && unit.plugin().runsAt(blockNow());
+}
+
+using platform::lv2::LoadCheck::Result;
+
+// The error code of a plugin that crashed or hung in the child (0: it may be loaded); such a
+// plugin is gone from the lists from now on.
+int refusal(Result checked, const QString& reason)
+{
+    if (checked != Result::Crashed && checked != Result::TimedOut)
+        return 0;
+    platform::log(QStringLiteral("Could not create IAA node: %1").arg(reason));
+    refreshAUList(false);
+    return checked == Result::Crashed ? IaaErrors::kInvalidFormat : IaaErrors::kTimedOut;
+}
+
+const platform::lv2::PluginInfo* pluginOf(const std::shared_ptr<RemoteAU>& rau)
+{
+    return rau && rau != units().fakePlayer ? platform::lv2::World::shared().find(rau->component()) : nullptr;
 }
 
 void setLive(const std::array<std::shared_ptr<RemoteAudioUnit>, kSlotCount>& live)
@@ -135,8 +156,79 @@ void setRau(std::shared_ptr<RemoteAU> rau, int slot)
                 u.chosen[i].reset();
     if (rau)
         rau->markActive();
+    ++u.choices[slot];
     u.chosen[slot] = std::move(rau);
     u.pendingStates[slot].clear();
+}
+
+void chooseUnits(const QList<SlotChoice>& choices, QObject* context, std::function<void(int, bool)> done)
+{
+    struct Pending {
+        QList<SlotChoice> choices;
+        QList<uint64_t> serials;  // each slot's count of choices, this one included
+        QList<int> refused;       // per choice: the error code of its check, or 0
+        int waiting = 0;
+        std::function<void(int, bool)> done;
+    };
+    Units& u = units();
+    auto pending = std::make_shared<Pending>();
+    pending->done = std::move(done);
+    for (const SlotChoice& choice : choices) {
+        if (!validSlot(choice.slot))
+            continue;
+        pending->choices.append(choice);
+        pending->serials.append(++u.choices[choice.slot]);
+        pending->refused.append(0);
+    }
+    const auto finish = [pending] {
+        Units& u = units();
+        int refusedCode = 0;
+        bool applied = false;
+        for (qsizetype i = 0; i < pending->choices.size(); ++i) {
+            const SlotChoice& choice = pending->choices[i];
+            if (u.choices[choice.slot] != pending->serials[i]) {
+                platform::log(QStringLiteral("A later choice for slot %1 replaces %2")
+                                  .arg(choice.slot)
+                                  .arg(choice.rau ? choice.rau->name() : QStringLiteral("none")));
+                continue;
+            }
+            applied = true;
+            if (pending->refused[i]) {
+                refusedCode = pending->refused[i];
+                setRau(nullptr, choice.slot);
+                continue;
+            }
+            setRau(choice.rau, choice.slot);
+            if (!choice.state.isEmpty())
+                setRauState(choice.slot, choice.state);
+        }
+        const int code = applied ? updateIaaUnits() : 0;
+        if (pending->done)
+            pending->done(code ? code : refusedCode, applied);
+    };
+
+    // Every check is asked for before any answer is used: one already known answers at once.
+    QList<const platform::lv2::PluginInfo*> unchecked;
+    for (const SlotChoice& choice : std::as_const(pending->choices)) {
+        const auto* info = pluginOf(choice.rau);
+        unchecked.append(info && !platform::lv2::LoadCheck::isChecked(*info) ? info : nullptr);
+        if (unchecked.back())
+            ++pending->waiting;
+    }
+    if (!pending->waiting) {
+        finish();
+        return;
+    }
+    for (qsizetype i = 0; i < unchecked.size(); ++i) {
+        if (!unchecked[i])
+            continue;
+        platform::lv2::LoadCheck::checkInBackground(
+            *unchecked[i], rateNow(), blockNow(), context, [pending, finish, i](Result checked, const QString& reason) {
+                pending->refused[i] = refusal(checked, reason);
+                if (--pending->waiting == 0)
+                    finish();
+            });
+    }
 }
 
 void setRauState(int slot, const QByteArray& state)
@@ -168,14 +260,10 @@ std::shared_ptr<RemoteAudioUnit> createIaaUnit(const std::shared_ptr<RemoteAU>& 
     platform::log(QStringLiteral("Creating IAA node for %1").arg(rau->name()));
     // A plugin loaded here for the first time is loaded in a child process first: one that
     // crashes or hangs there is left out instead of taking the program down.
-    using platform::lv2::LoadCheck::Result;
-    if (const auto* info = platform::lv2::World::shared().find(rau->component())) {
+    if (const auto* info = pluginOf(rau)) {
         QString reason;
         const Result checked = platform::lv2::LoadCheck::check(*info, rateNow(), blockNow(), &reason);
-        if (checked == Result::Crashed || checked == Result::TimedOut) {
-            const int code = checked == Result::Crashed ? IaaErrors::kInvalidFormat : IaaErrors::kTimedOut;
-            platform::log(QStringLiteral("Could not create IAA node: %1").arg(reason));
-            refreshAUList(false);
+        if (const int code = refusal(checked, reason)) {
             if (error)
                 *error = code;
             return nullptr;

@@ -126,15 +126,16 @@ void clear()
     AudioEngine::updateIaaUnits();
 }
 
-int apply(const Setup& setup)
+void apply(const Setup& setup, QObject* context, std::function<void(int code)> done)
 {
-    for (int i = 0; i < AudioEngine::kSlotCount; ++i) {
-        if (!setup.units[size_t(i)])
-            continue;
-        AudioEngine::setRau(setup.units[size_t(i)], i);
-        AudioEngine::setRauState(i, setup.states[size_t(i)]);
-    }
-    return AudioEngine::updateIaaUnits();
+    QList<AudioEngine::SlotChoice> choices;
+    for (int i = 0; i < AudioEngine::kSlotCount; ++i)
+        if (setup.units[size_t(i)])
+            choices.append({i, setup.units[size_t(i)], setup.states[size_t(i)]});
+    AudioEngine::chooseUnits(choices, context, [done = std::move(done)](int code, bool) {
+        if (done)
+            done(code);
+    });
 }
 
 bool remove(const Setup& setup) { return QFile::remove(setup.path); }

@@ -2,8 +2,10 @@
 #include "recording/RemoteAU.h"
 
 #include <QList>
+#include <QObject>
 #include <QString>
 #include <array>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -34,9 +36,11 @@ QList<Setup> refreshList();
 bool saveCurrentSetup(const QString& name);
 // Empties every slot (releasing the units) and rebuilds the graph.
 void clear();
-// Puts the setup's units in their slots with their settings and rebuilds the graph; the
-// rebuild's error code (0 when every unit came up).
-int apply(const Setup& setup);
+// Puts the setup's units in their slots with their settings and rebuilds the graph, once
+// plugins not checked yet were checked in the background; done gets the rebuild's error code
+// (0 when every unit came up) on the main thread, unless context is gone. A slot chosen anew
+// meanwhile keeps that later choice.
+void apply(const Setup& setup, QObject* context, std::function<void(int code)> done);
 bool remove(const Setup& setup);
 // "A ► B ► C": the names of the setup's units in slot order.
 QString subtitle(const Setup& setup);

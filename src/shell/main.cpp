@@ -214,5 +214,9 @@ int main(int argc, char** argv)
             delegate->openURLs({options->urls, options->sourceApp}, [](const QList<bool>&) {});
         });
     }
-    return app->exec();
+    const int code = app->exec();
+    // The application waits for the background pool as it goes: a plugin check still running
+    // is stopped rather than waited out.
+    platform::lv2::LoadCheck::stopAll();
+    return code;
 }

@@ -22,6 +22,7 @@
 #include <QProcess>
 #include <atomic>
 #include <cmath>
+#include <optional>
 #include <gtest/gtest.h>
 
 using namespace testsupport;
@@ -107,6 +108,13 @@ protected:
         const int seen = recorder->cycles();
         ASSERT_TRUE(waitUntil([&] { return recorder->cycles() > seen + cycles; }));
     }
+    int apply(const IaaSetups::Setup& setup)
+    {
+        std::optional<int> code;
+        IaaSetups::apply(setup, &context, [&](int c) { code = c; });
+        EXPECT_TRUE(waitUntil([&] { return code.has_value(); }, 30000));
+        return code.value_or(1);
+    }
     std::shared_ptr<RemoteAU> unit(const QString& uri)
     {
         auto rau = AudioEngine::findRau(uri);
@@ -118,6 +126,7 @@ protected:
     JackServer server{512};
     LogCapture logs;
     std::shared_ptr<TakeReceiver> recorder;
+    QObject context;
 };
 
 }  // namespace
@@ -401,7 +410,7 @@ TEST_F(PluginSlotsTest, SetupsRestoreSlotsAndSettingsAndSurviveMissingPluginsAnd
     EXPECT_EQ(IaaSetups::subtitle(setups[1]), QString::fromUtf8("MDA Overdrive \u25BA Simple amplifier"));
     EXPECT_TRUE(logs.contains("Could not load junk: not a setup"));
 
-    ASSERT_EQ(IaaSetups::apply(setups[1]), 0);
+    ASSERT_EQ(apply(setups[1]), 0);
     ASSERT_TRUE(AudioEngine::iaaAtSlot(1) && AudioEngine::iaaAtSlot(2));
     EXPECT_EQ(AudioEngine::iaaAtSlot(1)->rau()->component(), kOverdrive);
     EXPECT_FLOAT_EQ(AudioEngine::iaaAtSlot(1)->plugin().controlValue("drive"), 0.8f);
@@ -409,7 +418,7 @@ TEST_F(PluginSlotsTest, SetupsRestoreSlotsAndSettingsAndSurviveMissingPluginsAnd
 
     IaaSetups::clear();
     EXPECT_FALSE(setups[0].units[1]);
-    ASSERT_EQ(IaaSetups::apply(setups[0]), 0);
+    ASSERT_EQ(apply(setups[0]), 0);
     EXPECT_FALSE(AudioEngine::rauAtSlot(1));
     ASSERT_TRUE(AudioEngine::iaaAtSlot(2));
     EXPECT_EQ(AudioEngine::iaaAtSlot(2)->rau()->component(), kDelay);

@@ -1,8 +1,10 @@
 #pragma once
 #include "platform/lv2/Lv2PluginInfo.h"
 
+#include <QObject>
 #include <QString>
 #include <cstdint>
+#include <functional>
 
 namespace platform::lv2 {
 
@@ -23,6 +25,15 @@ enum class Result {
 // empty: nothing is checked.
 void setChecker(const QString& program);
 Result check(const PluginInfo& plugin, double sampleRate, uint32_t frames, QString* reason = nullptr);
+// Whether check would answer at once: the plugin's code ran before, or nothing checks.
+bool isChecked(const PluginInfo& plugin);
+// check on the background pool, for callers that must not wait (the window): done gets the
+// answer on the main thread, unless context is gone by then. A plugin asked for while its
+// check runs waits for that same child. Call on the main thread.
+void checkInBackground(const PluginInfo& plugin, double sampleRate, uint32_t frames, QObject* context,
+                       std::function<void(Result, const QString& reason)> done);
+// Stops the children still running, leaving their plugins unchecked: the program is quitting.
+void stopAll();
 
 }  // namespace LoadCheck
 }  // namespace platform::lv2

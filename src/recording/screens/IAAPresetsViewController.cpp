@@ -4,11 +4,13 @@
 #include "recording/AudioEngine.h"
 #include "recording/screens/UnitImage.h"
 
+#include <QCoreApplication>
 #include <QInputDialog>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QListWidget>
 #include <QMenu>
+#include <QPointer>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -116,12 +118,18 @@ void IAAPresetsViewController::loadSetup(int index)
     mSpinner->show();
     mList->setEnabled(false);
     QTimer::singleShot(kSpinnerDelayMs, this, [this, setup] {
-        const int code = IaaSetups::apply(setup);
-        mSpinner->hide();
-        mList->setEnabled(true);
-        if (code != 0)
-            AudioEngine::reportIaaError(code);
-        emit setupLoaded();
+        // The slots are the engine's: leaving this screen before the plugins were checked
+        // still loads the setup.
+        QPointer<IAAPresetsViewController> self(this);
+        IaaSetups::apply(setup, QCoreApplication::instance(), [self](int code) {
+            if (code != 0)
+                AudioEngine::reportIaaError(code);
+            if (!self)
+                return;
+            self->mSpinner->hide();
+            self->mList->setEnabled(true);
+            emit self->setupLoaded();
+        });
     });
 }
 

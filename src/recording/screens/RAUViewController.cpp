@@ -4,6 +4,7 @@
 #include "recording/screens/UnitImage.h"
 #include "ui/screens/NavigationController.h"
 
+#include <QCoreApplication>
 #include <QDesktopServices>
 #include <QLabel>
 #include <QListWidget>
@@ -137,9 +138,7 @@ RAUViewController* RAUViewController::pushForSlot(NavigationController* navigati
             navigation->popToViewController(navigation->viewControllers().value(
                                                 navigation->viewControllers().indexOf(self) - 1),
                                             true);
-        loadRau(rau, slot);
-        if (done)
-            done();
+        loadRau(rau, slot, navigation ? static_cast<QObject*>(navigation) : QCoreApplication::instance(), done);
     };
     if (navigation) {
         navigation->pushViewController(chooser, true);
@@ -148,11 +147,12 @@ RAUViewController* RAUViewController::pushForSlot(NavigationController* navigati
     return chooser;
 }
 
-int RAUViewController::loadRau(const RemoteAU::Ptr& rau, int slot)
+void RAUViewController::loadRau(const RemoteAU::Ptr& rau, int slot, QObject* context, std::function<void()> done)
 {
-    AudioEngine::setRau(rau, slot);
-    const int code = AudioEngine::updateIaaUnits();
-    if (code != 0)
-        AudioEngine::reportIaaError(code);
-    return code;
+    AudioEngine::chooseUnits({{slot, rau, {}}}, context, [done = std::move(done)](int code, bool) {
+        if (code != 0)
+            AudioEngine::reportIaaError(code);
+        if (done)
+            done();
+    });
 }

@@ -23,8 +23,10 @@ public:
     // and done (may be empty) runs. slot0Title: what feeds the input when routed, else empty.
     static RAUViewController* pushForSlot(NavigationController* navigation, int slot, const QString& slot0Title = {},
                                           std::function<void()> done = {});
-    // loadRau:toSlot: — the unit (null: none) into the slot; the rebuild's error code.
-    static int loadRau(const RemoteAU::Ptr& rau, int slot);
+    // loadRau:toSlot: — the unit (null: none) into the slot, a failure's alert shown. A plugin
+    // not checked yet is checked in the background first: done (may be empty) runs on the main
+    // thread once the slot is settled or a later choice took over, unless context is gone.
+    static void loadRau(const RemoteAU::Ptr& rau, int slot, QObject* context, std::function<void()> done = {});
 
     // rauViewController:selectedRAU: — the unit picked, null for the "none" row.
     std::function<void(RAUViewController*, RemoteAU::Ptr)> selectedRAU;

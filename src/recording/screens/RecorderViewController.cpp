@@ -342,7 +342,8 @@ void RecorderViewController::menuPress() { SettingsRows::show(this, new IAAPrese
 void RecorderViewController::slotPressed(int slot)
 {
     const auto rau = AudioEngine::rauAtSlot(slot);
-    if (rau && rau != AudioEngine::fakePlayerRau())
+    // While a choice is being prepared, the unit still in the slot is on its way out.
+    if (rau && rau != AudioEngine::fakePlayerRau() && !mLoading[size_t(slot)])
         AudioEngine::gotoIaaApp(slot);
     else if (!mRecorder->isRecording())
         changeSlotPressed(slot);
@@ -372,10 +373,16 @@ void RecorderViewController::loadRau(std::shared_ptr<RemoteAU> rau, int slot)
     button->setIcon(QIcon());
     button->setText(QString());
     mSpinners[size_t(slot)]->show();
+    // The spinner stays while any choice for the slot is still being checked or loaded; the
+    // last choice made is the one that ends up in the slot.
+    ++mLoading[size_t(slot)];
     QTimer::singleShot(kSpinnerShowMs, this, [this, rau = std::move(rau), slot] {
-        RAUViewController::loadRau(rau, slot);
-        mSpinners[size_t(slot)]->hide();
-        iaaGraphUpdated();
+        RAUViewController::loadRau(rau, slot, this, [this, slot] {
+            if (--mLoading[size_t(slot)] > 0)
+                return;
+            mSpinners[size_t(slot)]->hide();
+            iaaGraphUpdated();
+        });
     });
 }
 
@@ -383,6 +390,8 @@ bool RecorderViewController::slotIsLoading(int slot) const { return mSpinners[si
 
 void RecorderViewController::updateSlotButton(int slot)
 {
+    if (mLoading[size_t(slot)] > 0)
+        return;  // busy until its choice is settled, whatever other slots do meanwhile
     QToolButton* button = mSlots[size_t(slot)];
     const auto rau = AudioEngine::rauAtSlot(slot);
     QString background = QStringLiteral("transparent");

@@ -99,6 +99,7 @@ private:
     std::array<QToolButton*, 4> mSlots{};
     std::array<QToolButton*, 4> mChangeSlots{};
     std::array<QProgressBar*, 4> mSpinners{};
+    std::array<int, 4> mLoading{};  // choices per slot not settled yet
     bool mDiskLow = false;
     std::array<platform::ScopedObserver, 4> mObservers;
 };
