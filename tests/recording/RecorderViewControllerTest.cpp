@@ -1,11 +1,15 @@
 #include "platform/Settings.h"
+#include "platform/lv2/Lv2LoadCheck.h"
+#include "platform/lv2/Lv2World.h"
 #include "recording/AudioEngine.h"
 #include "recording/Recorder.h"
 #include "recording/RecordingSettings.h"
+#include "recording/RemoteAudioUnit.h"
 #include "recording/screens/LevelMeter.h"
 #include "recording/screens/RAUViewController.h"
 #include "recording/screens/RecSettingsViewController.h"
 #include "recording/screens/RecorderViewController.h"
+#include "support/BuildPaths.h"
 #include "support/JackServer.h"
 #include "support/TempTree.h"
 #include "ui/screens/NavigationController.h"
@@ -18,6 +22,7 @@
 #include <QSignalSpy>
 #include <QSlider>
 #include <QToolButton>
+#include <optional>
 #include <gtest/gtest.h>
 
 using namespace testsupport;
@@ -235,4 +240,98 @@ TEST_F(RecorderViewControllerTest, ChooserLoadsIntoTheSlot)
     EXPECT_EQ(AudioEngine::rauAtSlot(0), AudioEngine::fakePlayerRau());
     EXPECT_EQ(screen->slotButton(0)->toolTip(), AudioEngine::fakePlayerRau()->name());
     EXPECT_FALSE(screen->playButton()->isHidden());
+}
+
+// A unit whose plugin was never checked: the child checks it while the window goes on, and the
+// slot is busy meanwhile. A crash there ends in one alert and an empty slot; of two choices for
+// one slot the later wins; a window gone meanwhile is left alone.
+class RecorderViewControllerUnitCheckTest : public RecorderViewControllerTest {
+protected:
+    void SetUp() override
+    {
+        qputenv("LV2_PATH", (lv2Dir() + QStringLiteral(":/usr/lib/lv2")).toLocal8Bit());
+        RecorderViewControllerTest::SetUp();
+        platform::lv2::LoadCheck::setChecker(binDir() + "/wavelocker-tool");
+    }
+    void TearDown() override
+    {
+        platform::lv2::LoadCheck::setChecker({});
+        for (int i = 0; i < AudioEngine::kSlotCount; ++i)
+            AudioEngine::setRau(nullptr, i);
+        RecorderViewControllerTest::TearDown();
+    }
+    static std::shared_ptr<RemoteAU> unit(const char* uri)
+    {
+        auto rau = AudioEngine::findRau(QString::fromLatin1(uri));
+        EXPECT_TRUE(rau) << uri;
+        return rau;
+    }
+    int checks(const QString& uri) const { return int(logs.lines().count("Checking " + uri + " in a separate process")); }
+
+    LogCapture logs;
+};
+
+TEST_F(RecorderViewControllerUnitCheckTest, TheWindowGoesOnWhileAPluginIsChecked)
+{
+    const QString probeUri = "urn:wavelocker:test:probe";
+    RecorderViewController screen;
+    const auto probe = unit("urn:wavelocker:test:probe");
+    const auto crash = unit("urn:wavelocker:test:crash");
+    const auto overdrive = unit("http://drobilla.net/plugins/mda/Overdrive");
+    const auto amp = unit("http://plugin.org.uk/swh-plugins/amp");
+    const auto delay = unit("http://drobilla.net/plugins/mda/Delay");
+    ASSERT_TRUE(probe && crash && overdrive && amp && delay);
+
+    // The check runs while events go on being handled: when its start is seen, the slot is
+    // still busy and empty. A second asker of the same plugin waits for the same child.
+    screen.loadRau(probe, 1);
+    QObject asker;
+    std::optional<platform::lv2::LoadCheck::Result> second;
+    ASSERT_TRUE(waitUntil([&] { return checks(probeUri) == 1; }));
+    EXPECT_TRUE(screen.slotIsLoading(1));
+    EXPECT_FALSE(AudioEngine::rauAtSlot(1));
+    platform::lv2::LoadCheck::checkInBackground(*platform::lv2::World::shared().find(probeUri), 44100, 512, &asker,
+                                                [&](auto result, const QString&) { second = result; });
+    ASSERT_TRUE(waitUntil([&] { return !screen.slotIsLoading(1) && second; }, 30000));
+    EXPECT_EQ(*second, platform::lv2::LoadCheck::Result::Runs);
+    EXPECT_EQ(checks(probeUri), 1);
+    ASSERT_TRUE(AudioEngine::iaaAtSlot(1));
+    EXPECT_EQ(AudioEngine::iaaAtSlot(1)->rau(), probe);
+    EXPECT_EQ(screen.slotButton(1)->toolTip(), probe->name());
+    EXPECT_TRUE(alerts.alerts().isEmpty());
+
+    // A plugin that crashes in the child: one alert, its slot empty, the others untouched.
+    screen.loadRau(crash, 3);
+    ASSERT_TRUE(waitUntil([&] { return !screen.slotIsLoading(3); }, 30000));
+    EXPECT_EQ(alerts.alerts(), QStringList{"Sorry|Could not create IAA node. Invalid format"});
+    EXPECT_FALSE(AudioEngine::rauAtSlot(3));
+    EXPECT_EQ(screen.slotButton(3)->toolTip(), "Empty");
+    EXPECT_TRUE(platform::lv2::World::shared().skippedPlugins().contains("urn:wavelocker:test:crash"));
+    EXPECT_EQ(AudioEngine::iaaAtSlot(1)->rau(), probe);
+
+    // Two choices for one slot, both waiting for their checks: the later one ends up there.
+    screen.loadRau(overdrive, 2);
+    screen.loadRau(amp, 2);
+    ASSERT_TRUE(waitUntil([&] { return screen.slotIsLoading(2); }));
+    ASSERT_TRUE(waitUntil([&] { return !screen.slotIsLoading(2); }, 30000));
+    ASSERT_TRUE(AudioEngine::iaaAtSlot(2));
+    EXPECT_EQ(AudioEngine::iaaAtSlot(2)->rau(), amp);
+    EXPECT_EQ(screen.slotButton(2)->toolTip(), amp->name());
+    EXPECT_TRUE(logs.contains("A later choice for slot 2 replaces MDA Overdrive"));
+    EXPECT_EQ(checks("http://drobilla.net/plugins/mda/Overdrive"), 1);
+    EXPECT_EQ(alerts.alerts().size(), 1);
+
+    // A window closed while its choice is checked: the check still ends, the slot stays as it was.
+    {
+        auto* other = new RecorderViewController;
+        other->loadRau(delay, 3);
+        ASSERT_TRUE(waitUntil([&] { return checks("http://drobilla.net/plugins/mda/Delay") == 1; }));
+        delete other;
+    }
+    ASSERT_TRUE(waitUntil(
+        [&] { return platform::lv2::LoadCheck::isChecked(*platform::lv2::World::shared().find(delay->component())); },
+        30000));
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(AudioEngine::rauAtSlot(3));
+    EXPECT_EQ(AudioEngine::iaaAtSlot(2)->rau(), amp);
 }
