@@ -121,6 +121,9 @@ void reportIaaError(int code);
 
 // Installed units (rescan: look for plugins installed or removed since the last scan).
 void refreshAUList(bool rescan = false);
+// Checks, in the background, the plugins of the units put in slots most recently whose code
+// changed or was never checked, so that choosing them again needs no wait.
+void checkRecentUnits();
 QList<std::shared_ptr<RemoteAU>> remoteSources();
 QList<std::shared_ptr<RemoteAU>> remoteFilters();
 std::shared_ptr<RemoteAU> findRau(const AudioComponentDescription& description);

@@ -13,6 +13,8 @@
 #include "recording/IaaErrors.h"
 #include "recording/RemoteAudioUnit.h"
 
+#include <QCoreApplication>
+#include <algorithm>
 #include <array>
 #include <mutex>
 
@@ -447,6 +449,24 @@ void refreshAUList(bool rescan)
     RemoteAU::sortRaus(u.sources, false);
     RemoteAU::sortRaus(u.filters, false);
     selectDownloadableNodes();
+}
+
+void checkRecentUnits()
+{
+    QList<std::shared_ptr<RemoteAU>> recent;
+    for (const auto* list : {&units().sources, &units().filters})
+        for (const auto& rau : *list)
+            if (rau->lastActiveTime() > 0)
+                recent.append(rau);
+    // As many as the slots hold: a long history should not keep the machine busy at startup.
+    std::sort(recent.begin(), recent.end(), [](const auto& a, const auto& b) { return a->lastActiveTime() > b->lastActiveTime(); });
+    for (const auto& rau : recent.mid(0, kSlotCount))
+        if (const auto* info = pluginOf(rau); info && !platform::lv2::LoadCheck::isChecked(*info))
+            platform::lv2::LoadCheck::checkInBackground(*info, rateNow(), blockNow(), QCoreApplication::instance(),
+                                                        [](Result checked, const QString&) {
+                                                            if (checked == Result::Crashed || checked == Result::TimedOut)
+                                                                refreshAUList(false);
+                                                        });
 }
 
 QList<std::shared_ptr<RemoteAU>> remoteSources() { return units().sources; }

@@ -88,6 +88,7 @@ void AppDelegate::setupDropbox()
 void AppDelegate::setupAudioEngine()
 {
     AudioEngine::setup();
+    AudioEngine::checkRecentUnits();
     mEngineSetUp = true;
     // After an interruption with nothing playing, or a stop in the background, the engine is
     // idle: whatever starts play (a preview, the editor) brings it back.

@@ -269,6 +269,7 @@ protected:
     int checks(const QString& uri) const { return int(logs.lines().count("Checking " + uri + " in a separate process")); }
 
     LogCapture logs;
+    QObject context;
 };
 
 TEST_F(RecorderViewControllerUnitCheckTest, TheWindowGoesOnWhileAPluginIsChecked)
@@ -334,4 +335,27 @@ TEST_F(RecorderViewControllerUnitCheckTest, TheWindowGoesOnWhileAPluginIsChecked
     QCoreApplication::processEvents();
     EXPECT_FALSE(AudioEngine::rauAtSlot(3));
     EXPECT_EQ(AudioEngine::iaaAtSlot(2)->rau(), amp);
+}
+
+// The units put in slots last are checked after the start, so choosing them again waits for nothing.
+TEST_F(RecorderViewControllerUnitCheckTest, RecentUnitsAreCheckedAheadOfTheirChoice)
+{
+    const auto delay = unit("http://drobilla.net/plugins/mda/Delay");
+    const auto amp = unit("http://plugin.org.uk/swh-plugins/amp");
+    ASSERT_TRUE(delay && amp);
+    delay->markActive();
+    AudioEngine::checkRecentUnits();
+    const auto* info = platform::lv2::World::shared().find(delay->component());
+    ASSERT_TRUE(waitUntil([&] { return platform::lv2::LoadCheck::isChecked(*info); }, 30000));
+    EXPECT_EQ(checks(delay->component()), 1);
+    EXPECT_EQ(checks(amp->component()), 0);  // never in a slot
+
+    std::optional<int> code;
+    AudioEngine::chooseUnits({{1, delay, {}}}, &context, [&](int c, bool applied) {
+        EXPECT_TRUE(applied);
+        code = c;
+    });
+    EXPECT_EQ(code, 0);  // settled before the call returned
+    EXPECT_EQ(AudioEngine::rauAtSlot(1), delay);
+    EXPECT_EQ(checks(delay->component()), 1);
 }
