@@ -168,7 +168,7 @@ void chooseUnits(const QList<SlotChoice>& choices, QObject* context, std::functi
     struct Pending {
         QList<SlotChoice> choices;
         QList<uint64_t> serials;  // each slot's count of choices, this one included
-        QList<int> refused;       // per choice: the error code of its check, or 0
+        QList<std::pair<Result, QString>> checks;  // per choice: what its check said
         int waiting = 0;
         std::function<void(int, bool)> done;
     };
@@ -180,7 +180,7 @@ void chooseUnits(const QList<SlotChoice>& choices, QObject* context, std::functi
             continue;
         pending->choices.append(choice);
         pending->serials.append(++u.choices[choice.slot]);
-        pending->refused.append(0);
+        pending->checks.append({Result::Runs, {}});
     }
     const auto finish = [pending] {
         Units& u = units();
@@ -188,15 +188,18 @@ void chooseUnits(const QList<SlotChoice>& choices, QObject* context, std::functi
         bool applied = false;
         for (qsizetype i = 0; i < pending->choices.size(); ++i) {
             const SlotChoice& choice = pending->choices[i];
+            const auto& [checked, reason] = pending->checks[i];
             if (u.choices[choice.slot] != pending->serials[i]) {
                 platform::log(QStringLiteral("A later choice for slot %1 replaces %2")
                                   .arg(choice.slot)
                                   .arg(choice.rau ? choice.rau->name() : QStringLiteral("none")));
+                if (checked == Result::Crashed || checked == Result::TimedOut)
+                    refreshAUList(false);  // gone from the lists all the same
                 continue;
             }
             applied = true;
-            if (pending->refused[i]) {
-                refusedCode = pending->refused[i];
+            if (const int code = refusal(checked, reason)) {
+                refusedCode = code;
                 setRau(nullptr, choice.slot);
                 continue;
             }
@@ -226,7 +229,7 @@ void chooseUnits(const QList<SlotChoice>& choices, QObject* context, std::functi
             continue;
         platform::lv2::LoadCheck::checkInBackground(
             *unchecked[i], rateNow(), blockNow(), context, [pending, finish, i](Result checked, const QString& reason) {
-                pending->refused[i] = refusal(checked, reason);
+                pending->checks[i] = {checked, reason};
                 if (--pending->waiting == 0)
                     finish();
             });

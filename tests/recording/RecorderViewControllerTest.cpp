@@ -318,7 +318,8 @@ TEST_F(RecorderViewControllerUnitCheckTest, TheWindowGoesOnWhileAPluginIsChecked
     ASSERT_TRUE(AudioEngine::iaaAtSlot(2));
     EXPECT_EQ(AudioEngine::iaaAtSlot(2)->rau(), amp);
     EXPECT_EQ(screen.slotButton(2)->toolTip(), amp->name());
-    EXPECT_TRUE(logs.contains("A later choice for slot 2 replaces MDA Overdrive"));
+    EXPECT_TRUE(waitUntil([&] { return logs.contains("A later choice for slot 2 replaces MDA Overdrive"); }, 30000));
+    EXPECT_EQ(AudioEngine::rauAtSlot(2), amp);
     EXPECT_EQ(checks("http://drobilla.net/plugins/mda/Overdrive"), 1);
     EXPECT_EQ(alerts.alerts().size(), 1);
 

@@ -343,7 +343,7 @@ void RecorderViewController::slotPressed(int slot)
 {
     const auto rau = AudioEngine::rauAtSlot(slot);
     // While a choice is being prepared, the unit still in the slot is on its way out.
-    if (rau && rau != AudioEngine::fakePlayerRau() && !mLoading[size_t(slot)])
+    if (rau && rau != AudioEngine::fakePlayerRau() && !mBusy[size_t(slot)])
         AudioEngine::gotoIaaApp(slot);
     else if (!mRecorder->isRecording())
         changeSlotPressed(slot);
@@ -373,13 +373,15 @@ void RecorderViewController::loadRau(std::shared_ptr<RemoteAU> rau, int slot)
     button->setIcon(QIcon());
     button->setText(QString());
     mSpinners[size_t(slot)]->show();
-    // The spinner stays while any choice for the slot is still being checked or loaded; the
-    // last choice made is the one that ends up in the slot.
-    ++mLoading[size_t(slot)];
-    QTimer::singleShot(kSpinnerShowMs, this, [this, rau = std::move(rau), slot] {
-        RAUViewController::loadRau(rau, slot, this, [this, slot] {
-            if (--mLoading[size_t(slot)] > 0)
+    // The last choice made is the one that ends up in the slot: the spinner stays until it is
+    // settled, whatever becomes of earlier ones still being checked.
+    const uint64_t choice = ++mChoices[size_t(slot)];
+    mBusy[size_t(slot)] = true;
+    QTimer::singleShot(kSpinnerShowMs, this, [this, rau = std::move(rau), slot, choice] {
+        RAUViewController::loadRau(rau, slot, this, [this, slot, choice] {
+            if (choice != mChoices[size_t(slot)])
                 return;
+            mBusy[size_t(slot)] = false;
             mSpinners[size_t(slot)]->hide();
             iaaGraphUpdated();
         });
@@ -390,7 +392,7 @@ bool RecorderViewController::slotIsLoading(int slot) const { return mSpinners[si
 
 void RecorderViewController::updateSlotButton(int slot)
 {
-    if (mLoading[size_t(slot)] > 0)
+    if (mBusy[size_t(slot)])
         return;  // busy until its choice is settled, whatever other slots do meanwhile
     QToolButton* button = mSlots[size_t(slot)];
     const auto rau = AudioEngine::rauAtSlot(slot);

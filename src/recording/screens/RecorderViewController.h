@@ -99,7 +99,8 @@ private:
     std::array<QToolButton*, 4> mSlots{};
     std::array<QToolButton*, 4> mChangeSlots{};
     std::array<QProgressBar*, 4> mSpinners{};
-    std::array<int, 4> mLoading{};  // choices per slot not settled yet
+    std::array<uint64_t, 4> mChoices{};  // choices made per slot
+    std::array<bool, 4> mBusy{};         // the last of them is not settled yet
     bool mDiskLow = false;
     std::array<platform::ScopedObserver, 4> mObservers;
 };
