@@ -129,6 +129,19 @@ HttpRequest toRequest(const httplib::Request& req)
     return r;
 }
 
+// The request the gate let through, as it saw it, for the route to take instead of
+// converting the line and headers again; this thread's current request only.
+thread_local std::optional<HttpRequest> tChecked;
+
+HttpRequest takeRequest(const httplib::Request& req)
+{
+    if (!tChecked)
+        return toRequest(req);
+    HttpRequest request = std::move(*tChecked);
+    tChecked.reset();
+    return request;
+}
+
 bool compressible(const QByteArray& type)
 {
     return type.startsWith("text/") || type.contains("json") || type.contains("javascript") || type.contains("xml");
@@ -257,7 +270,7 @@ struct HttpServer::Impl {
 
     void handle(const Handler& handler, const httplib::Request& req, httplib::Response& res)
     {
-        HttpRequest request = toRequest(req);
+        HttpRequest request = takeRequest(req);
         apply(req, res, handler(request));
     }
 
@@ -326,7 +339,7 @@ struct HttpServer::Impl {
                            withinLimits ? QStringLiteral("Incomplete request body") : QStringLiteral("Request fields too large"));
             return;
         }
-        HttpRequest request = toRequest(req);
+        HttpRequest request = takeRequest(req);
         spool.finish(request);
         const HttpResponse response = handler(request);
         removeTemporaryFiles(request);
@@ -336,7 +349,7 @@ struct HttpServer::Impl {
     void handleRawPost(const RawHandler& handler, const httplib::Request& req, httplib::Response& res,
                        const httplib::ContentReader& reader)
     {
-        HttpRequest request = toRequest(req);
+        HttpRequest request = takeRequest(req);
         bool read = false;
         bool complete = false;
         const BodyReader body = [&](const std::function<bool(const char*, size_t)>& receive) {
@@ -387,9 +400,12 @@ struct HttpServer::Impl {
         });
         if (gate) {
             s.set_pre_routing_handler([this](const httplib::Request& req, httplib::Response& res) {
-                const std::optional<HttpResponse> refusal = gate(toRequest(req));
-                if (!refusal)
+                HttpRequest checked = toRequest(req);
+                const std::optional<HttpResponse> refusal = gate(checked);
+                if (!refusal) {
+                    tChecked = std::move(checked);
                     return httplib::Server::HandlerResponse::Unhandled;
+                }
                 // A refused body is never read: the connection cannot carry another request.
                 res.set_header("Connection", "close");
                 HttpServerFront::closeAfterThisResponse();
@@ -435,8 +451,10 @@ bool HttpServer::start(const QString& host, const QList<int>& ports)
     RoutedServer* raw = server.get();
     auto front = std::make_unique<HttpServerFront>([raw](httplib::Stream& stream, bool close, bool& closed) {
         tStream = &stream;
+        tChecked.reset();
         const bool served = raw->serve(stream, close, closed);
         tStream = nullptr;
+        tChecked.reset();
         return served;
     });
     front->setTls(d->tls);

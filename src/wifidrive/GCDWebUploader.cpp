@@ -20,6 +20,7 @@
 #include <QFileInfo>
 #include <QPointer>
 #include <QSysInfo>
+#include <QTimer>
 #include <QUrl>
 #include <algorithm>
 #include <cerrno>
@@ -44,6 +45,7 @@ const QString kFooterFormat = QStringLiteral("%1 %2");
 const QByteArray kJsonType = QByteArrayLiteral("application/json");
 const QByteArray kTextType = QByteArrayLiteral("text/plain; charset=utf-8");
 constexpr int kMaxLinkAttempts = 10000;
+constexpr int kDelegateBatchMs = 50;
 
 QString appVersion()
 {
@@ -315,14 +317,15 @@ void GCDWebUploader::tellDelegate(std::function<void(GCDWebUploaderDelegate*)> c
     {
         std::lock_guard lock(mDelegateCallsMutex);
         mDelegateCalls.push_back(std::move(call));
-        // A burst of requests (many small uploads) wakes the main thread once, in order.
+        // A burst of requests (many small uploads) is told in order, a few times a second,
+        // rather than waking the main thread at every request.
         if (mDelegateCalls.size() > 1)
             return;
     }
     QPointer<GCDWebUploader> self(this);
     platform::runOnMain([self] {
         if (self)
-            self->deliverDelegateCalls();
+            QTimer::singleShot(kDelegateBatchMs, self, [self] { self->deliverDelegateCalls(); });
     });
 }
 
