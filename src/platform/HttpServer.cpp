@@ -196,10 +196,11 @@ void sendFile(const httplib::Request& req, httplib::Response& res, const HttpRes
     }
     const bool gzip = req.ranges.empty() && compressible(r.contentType)
                       && req.get_header_value("Accept-Encoding").find("gzip") != std::string::npos;
-    auto readInto = [file](size_t offset, size_t length, httplib::DataSink& sink) {
-        std::string buffer(std::min(length, kFileChunkBytes), '\0');
-        const ssize_t n = ::pread(file->fd(), buffer.data(), buffer.size(), off_t(offset));
-        return n > 0 && sink.write(buffer.data(), size_t(n));
+    // One buffer for the whole response, never cleared: each piece is read over the last.
+    auto buffer = std::shared_ptr<char[]>(std::make_unique_for_overwrite<char[]>(kFileChunkBytes));
+    auto readInto = [file, buffer](size_t offset, size_t length, httplib::DataSink& sink) {
+        const ssize_t n = ::pread(file->fd(), buffer.get(), std::min(length, kFileChunkBytes), off_t(offset));
+        return n > 0 && sink.write(buffer.get(), size_t(n));
     };
     if (gzip) {
         // Only a stream of unknown length is compressed on the way out.
