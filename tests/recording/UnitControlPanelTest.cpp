@@ -1,4 +1,6 @@
 // The generic panel of a live unit, against the probe plugin of tests/resources/probe.lv2.
+#include "platform/NotificationCenter.h"
+#include "platform/Notifications.h"
 #include "platform/lv2/Lv2World.h"
 #include "recording/RemoteAU.h"
 #include "recording/RemoteAudioUnit.h"
@@ -6,6 +8,7 @@
 #include "recording/screens/UnitInterfaceWindow.h"
 #include "support/BuildPaths.h"
 
+#include <QCoreApplication>
 #include <QLabel>
 #include <QSlider>
 #include <array>
@@ -56,4 +59,11 @@ TEST(UnitControlPanel, ChangesReachThePluginAndThePluginsValuesShow)
     EXPECT_EQ(shown("Tempo"), "120");
     EXPECT_EQ(shown("Nominal block"), "512");
     EXPECT_EQ(shown("Speed"), "1");
+
+    // A graph that no longer holds the unit closes its window.
+    panel.show();
+    ASSERT_TRUE(panel.isVisible());
+    platform::NotificationCenter::defaultCenter().post(notifications::kUpdatedIAAGraph);
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(panel.isVisible());
 }

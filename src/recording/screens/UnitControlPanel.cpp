@@ -1,5 +1,7 @@
 #include "recording/screens/UnitControlPanel.h"
 
+#include "platform/MainThreadObserver.h"
+#include "platform/Notifications.h"
 #include "recording/AudioEngine.h"
 #include "recording/RemoteAudioUnit.h"
 #include "recording/screens/UnitInterfaceWindow.h"
@@ -144,6 +146,17 @@ UnitControlPanel::UnitControlPanel(std::shared_ptr<RemoteAudioUnit> unit, QWidge
     mRefresh.setInterval(kRefreshMilliseconds);
     connect(&mRefresh, &QTimer::timeout, this, &UnitControlPanel::refresh);
     mRefresh.start();
+    mUnitLeaves = closeWhenUnitLeaves(this, mUnit.get());
+}
+
+platform::ScopedObserver UnitControlPanel::closeWhenUnitLeaves(QWidget* window, const RemoteAudioUnit* unit)
+{
+    return platform::observeOnMain(notifications::kUpdatedIAAGraph, window, [window, unit](const auto&) {
+        for (int slot = 0; slot < AudioEngine::kSlotCount; ++slot)
+            if (AudioEngine::iaaAtSlot(slot).get() == unit)
+                return;
+        window->close();
+    });
 }
 
 void UnitControlPanel::refresh()

@@ -1,4 +1,6 @@
 #pragma once
+#include "platform/NotificationCenter.h"
+
 #include <QTimer>
 #include <QWidget>
 #include <functional>
@@ -21,8 +23,13 @@ public:
     // Shows the plugin's values now (a timer does it ten times a second).
     void refresh();
 
+    // Closes window when a graph update leaves unit in no slot: what it would change no
+    // longer sounds. Keep the answer as long as the window.
+    static platform::ScopedObserver closeWhenUnitLeaves(QWidget* window, const RemoteAudioUnit* unit);
+
 private:
     std::shared_ptr<RemoteAudioUnit> mUnit;
     std::vector<std::function<void()>> mRefreshers;
     QTimer mRefresh;
+    platform::ScopedObserver mUnitLeaves;
 };

@@ -3,6 +3,7 @@
 #include "platform/Log.h"
 #include "platform/lv2/Lv2UiHost.h"
 #include "recording/RemoteAudioUnit.h"
+#include "recording/screens/UnitControlPanel.h"
 
 #include <QGuiApplication>
 #include <QResizeEvent>
@@ -26,6 +27,7 @@ UnitInterfaceWindow::UnitInterfaceWindow(std::shared_ptr<RemoteAudioUnit> unit) 
         if (mHost && !mHost->update())
             close();
     });
+    mUnitLeaves = UnitControlPanel::closeWhenUnitLeaves(this, mUnit.get());
 }
 
 UnitInterfaceWindow::~UnitInterfaceWindow() = default;

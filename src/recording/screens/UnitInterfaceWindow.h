@@ -1,4 +1,6 @@
 #pragma once
+#include "platform/NotificationCenter.h"
+
 #include <QTimer>
 #include <QWidget>
 #include <memory>
@@ -27,4 +29,5 @@ private:
     std::shared_ptr<RemoteAudioUnit> mUnit;
     std::unique_ptr<platform::lv2::UiHost> mHost;
     QTimer mUpdates;
+    platform::ScopedObserver mUnitLeaves;
 };
