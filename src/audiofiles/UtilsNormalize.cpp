@@ -23,8 +23,9 @@ constexpr double kDecoderGainTolerance = 0.01 / 20;
 // low bit rate, sharp attacks, Vorbis) the next corrections close in on full scale.
 constexpr int kMostLossyEncodes = 5;
 
-// The loudest sample of a written file as a player decodes it; 0 when it can't be read.
-float decodedPeak(const QString& path)
+// The loudest sample of a written file as a player decodes it; 0 when it can't be read or
+// the operation is cancelled.
+float decodedPeak(const QString& path, const CancelFlag* cancel)
 {
     auto written = openSource(path, "Could not set client format on input audiofile");
     if (!written)
@@ -34,7 +35,8 @@ float decodedPeak(const QString& path)
     std::vector<float> buffer;
     const bool ok = streamChunks(
         *written, nullptr, buffer, INT64_MAX,
-        [&](float* chunk, int frames, int64_t) { peak = SampleProcessing::peak(chunk, size_t(frames) * channels, peak); }, {});
+        [&](float* chunk, int frames, int64_t) { peak = SampleProcessing::peak(chunk, size_t(frames) * channels, peak); }, {},
+        cancel);
     return ok ? peak : 0;
 }
 
@@ -136,7 +138,7 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
     if (!best)
         return std::nullopt;
     if (lossy && peak > 0) {
-        best->decoded = decodedPeak(best->temp->path());
+        best->decoded = decodedPeak(best->temp->path(), cancel);
         std::vector<Measured> tried = {{best->gain, best->decoded}};
         // A format whose decoders apply a gain of its header (Opus) takes the correction there,
         // exactly, on the same encode.
@@ -146,7 +148,7 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
             auto next = encode(best->gain, db);
             if (!next)
                 return std::nullopt;
-            next->decoded = decodedPeak(next->temp->path());
+            next->decoded = decodedPeak(next->temp->path(), cancel);
             tried.push_back({next->gain, next->decoded});
             if (next->decoded > 0 && distanceFromFullScale(next->decoded) < distanceFromFullScale(best->decoded))
                 best = std::move(next);
@@ -159,7 +161,7 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
             auto next = encode(corrected, 0);
             if (!next)
                 return std::nullopt;
-            next->decoded = decodedPeak(next->temp->path());
+            next->decoded = decodedPeak(next->temp->path(), cancel);
             tried.push_back({next->gain, next->decoded});
             if (next->decoded > 0 && distanceFromFullScale(next->decoded) < distanceFromFullScale(best->decoded))
                 best = std::move(next);
@@ -172,6 +174,9 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
             log(QString::asprintf("The encoder keeps the peak at %g after decoding", double(best->decoded)));
         report(progressBlock, 1);
     }
+    // Cancelled while a result was measured: nothing arrives.
+    if (cancel && cancel->load())
+        return std::nullopt;
     const double rate = reader->sampleRate();
     reader.reset();
     if (!moveIntoPlace(*best->temp, best->dest, true, best->written, rate))

@@ -4,6 +4,7 @@
 #include "support/DecodedAudio.h"
 #include "support/TempTree.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -333,6 +334,14 @@ TEST(AudioFormats, LossySourcesKeepTheirContainerAndBitRate)
         ffmpegPeak = std::max(ffmpegPeak, std::abs(v));
     }
     EXPECT_LE(std::abs(20 * std::log10(ffmpegPeak)), 0.01) << ffmpegPeak;
+
+    // Cancelled once the first encode is written, while it is measured: nothing arrives.
+    Utils::CancelFlag cancel{false};
+    const auto cancelled = Utils::normalize(
+        opus, tree.path("never.opus"), [&](float done) { cancel = cancel || done >= 0.75f; }, &cancel);
+    EXPECT_FALSE(cancelled);
+    EXPECT_FALSE(QFileInfo::exists(tree.path("never.opus")));
+    EXPECT_TRUE(QDir(tree.root()).entryList({".tempfile-*"}, QDir::Files | QDir::Hidden).isEmpty());
 }
 
 // What the encoders can't give is said, and what they give is what the log and the
