@@ -421,7 +421,8 @@ bool HttpTransfer::start(Request request, Progress progress, Done done)
                 return;
             mState.reset();
             done(result);
-        });
+        },
+        waitingPool());
     return true;
 }
 
