@@ -20,6 +20,7 @@
 #include <QFileInfo>
 #include <QPointer>
 #include <QSysInfo>
+#include <QTimer>
 #include <QUrl>
 #include <algorithm>
 #include <cerrno>
@@ -44,6 +45,7 @@ const QString kFooterFormat = QStringLiteral("%1 %2");
 const QByteArray kJsonType = QByteArrayLiteral("application/json");
 const QByteArray kTextType = QByteArrayLiteral("text/plain; charset=utf-8");
 constexpr int kMaxLinkAttempts = 10000;
+constexpr int kDelegateBatchMs = 50;
 
 QString appVersion()
 {
@@ -60,6 +62,7 @@ QString errnoText() { return QString::fromLocal8Bit(std::strerror(errno)); }
 GCDWebUploader::GCDWebUploader(const QString& uploadDirectory, QObject* parent)
     : GCDWebServer(parent), mUploadDirectory(QDir::cleanPath(uploadDirectory))
 {
+    mSessions.setStore(platform::Locations::appLibrary() + QStringLiteral("/WiFi Drive Sessions"));
 }
 
 void GCDWebUploader::setUploadDirectory(const QString& uploadDirectory)
@@ -92,7 +95,13 @@ QString GCDWebUploader::footer() const
 
 void GCDWebUploader::setPassword(const QString& password)
 {
-    mSessions.setPasswordHash(password.isEmpty() ? QString() : platform::PasswordHash::make(password.toUtf8()));
+    if (password.isEmpty()) {
+        mSessions.setPasswordHash({});
+        return;
+    }
+    // The same password as before a restart keeps its hash, and with it the sessions logged in.
+    const QString kept = mSessions.storedHashFor(password.toUtf8());
+    mSessions.setPasswordHash(kept.isEmpty() ? platform::PasswordHash::make(password.toUtf8()) : kept);
 }
 
 bool GCDWebUploader::shouldUploadFileAtPath(const QString&, const QString&) { return true; }
@@ -315,14 +324,15 @@ void GCDWebUploader::tellDelegate(std::function<void(GCDWebUploaderDelegate*)> c
     {
         std::lock_guard lock(mDelegateCallsMutex);
         mDelegateCalls.push_back(std::move(call));
-        // A burst of requests (many small uploads) wakes the main thread once, in order.
+        // A burst of requests (many small uploads) is told in order, a few times a second,
+        // rather than waking the main thread at every request.
         if (mDelegateCalls.size() > 1)
             return;
     }
     QPointer<GCDWebUploader> self(this);
     platform::runOnMain([self] {
         if (self)
-            self->deliverDelegateCalls();
+            QTimer::singleShot(kDelegateBatchMs, self, [self] { self->deliverDelegateCalls(); });
     });
 }
 
