@@ -163,7 +163,8 @@ void checkInBackground(const PluginInfo& plugin, double sampleRate, uint32_t fra
             for (const Waiter& waiter : waiters)
                 if (waiter.context)
                     waiter.done(outcome.result, outcome.reason);
-        });
+        },
+        waitingPool());  // it waits on the child, up to a hanging plugin's time-out
 }
 
 void stopAll() { gStopping.store(true); }
