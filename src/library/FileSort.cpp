@@ -1,11 +1,14 @@
 #include "library/FileSort.h"
 
+#include "library/NameOrder.h"
 #include "platform/Settings.h"
 
 #include <QCollator>
 #include <QLocale>
 #include <algorithm>
 #include <atomic>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -36,21 +39,37 @@ QCollator nameCollator()
 
 namespace {
 
-// An item with its name's collation key, made the first time two names must be compared:
-// sorted by date or size, most items never need one.
+// The order read from the collator of the current locale, kept while the locale stays.
+std::shared_ptr<const NameOrder> nameOrderFor(const QCollator& collator)
+{
+    static std::mutex mutex;
+    static std::shared_ptr<const NameOrder> order;
+    static QString localeName;
+    const std::lock_guard lock(mutex);
+    if (!order || localeName != collator.locale().name()) {
+        order = std::make_shared<const NameOrder>(collator);
+        localeName = collator.locale().name();
+    }
+    return order;
+}
+
+// An item with its name, and the name's collation key made the first time the collator must
+// compare it: plain names rarely need one, and sorted by date or size most items never do.
 struct Keyed {
-    const LibraryItem* item;
+    LibraryItem* item;
+    QStringView name;
+    bool plain;
     mutable std::optional<QCollatorSortKey> key;
 
     const QCollatorSortKey& keyBy(const QCollator& collator) const
     {
         if (!key)
-            key.emplace(collator.sortKey(lastPathComponent(item->path)));
+            key.emplace(collator.sortKey(name.toString()));
         return *key;
     }
 };
 
-bool precedes(const Keyed& a, const Keyed& b, int mode, const QCollator& collator)
+bool precedes(const Keyed& a, const Keyed& b, int mode, const QCollator& collator, const NameOrder& order)
 {
     const LibraryItem& x = *a.item;
     const LibraryItem& y = *b.item;
@@ -67,7 +86,8 @@ bool precedes(const Keyed& a, const Keyed& b, int mode, const QCollator& collato
         return x.date > y.date;
     if (effective == kBySize && x.size != y.size)
         return x.size > y.size;
-    if (const int c = a.keyBy(collator).compare(b.keyBy(collator)); c != 0)
+    const int c = a.plain && b.plain ? order.comparePlain(a.name, b.name) : a.keyBy(collator).compare(b.keyBy(collator));
+    if (c != 0)
         return c < 0;
     // Equal under every rule (names differing only in case): keep a fixed order anyway.
     return x.path < y.path;
@@ -114,16 +134,20 @@ int modeFromName(const QString& name)
 void sortFileList(LibraryItemList& list, int mode)
 {
     const QCollator collator = nameCollator();
+    const std::shared_ptr<const NameOrder> order = nameOrderFor(collator);
     std::vector<Keyed> keyed;
-    keyed.reserve(list.size());
-    for (const LibraryItem& item : std::as_const(list))
-        keyed.push_back({&item, std::nullopt});
-    std::sort(keyed.begin(), keyed.end(),
-              [mode, &collator](const Keyed& a, const Keyed& b) { return precedes(a, b, mode, collator); });
+    keyed.reserve(size_t(list.size()));
+    for (LibraryItem& item : list) {
+        const QStringView name = QStringView(item.path).mid(item.path.lastIndexOf(QLatin1Char('/')) + 1);
+        keyed.push_back({&item, name, order->isAvailable() && NameOrder::isPlain(name), std::nullopt});
+    }
+    std::sort(keyed.begin(), keyed.end(), [mode, &collator, &order](const Keyed& a, const Keyed& b) {
+        return precedes(a, b, mode, collator, *order);
+    });
     LibraryItemList sorted;
     sorted.reserve(list.size());
     for (const Keyed& k : keyed)
-        sorted.append(*k.item);
+        sorted.append(std::move(*k.item));
     list = std::move(sorted);
 }
 

@@ -4,6 +4,7 @@
 #include "platform/TypeIdentifiers.h"
 
 #include <QMimeDatabase>
+#include <algorithm>
 #include <ctime>
 
 namespace RowTexts {
@@ -15,9 +16,11 @@ const QString kSubtitleJoin = QStringLiteral(" \u2022 ");
 QString titleForItem(const LibraryItem& item)
 {
     QString title = item.title.isEmpty() ? lastPathComponent(item.path) : item.title;
-    for (QChar& c : title)
-        if (c.category() == QChar::Other_Control)
-            c = QLatin1Char('?');
+    // The control characters (category Cc) are exactly these two ranges; asking each
+    // character's category costs a table look-up per character of every row.
+    auto isControl = [](QChar c) { return c.unicode() < 0x20 || (c.unicode() >= 0x7f && c.unicode() <= 0x9f); };
+    if (std::any_of(title.cbegin(), title.cend(), isControl))
+        std::replace_if(title.begin(), title.end(), isControl, QLatin1Char('?'));
     return title;
 }
 
@@ -28,16 +31,49 @@ qint64 daysBetweenDate(const QDateTime& first, const QDateTime& second)
     return first.secsTo(second) / kSecondsPerDay;
 }
 
-QString dateText(qint64 secondsSinceEpoch)
+namespace {
+
+// "%Y-%m-%d %H:%M" of the local time, appended; false when the time can't be converted.
+bool appendDateText(QString& text, qint64 secondsSinceEpoch)
 {
     // The C library's local time, as ls does: QDateTime's time zone lookup costs far more per row.
     const time_t t = time_t(secondsSinceEpoch);
     struct tm local;
     if (!localtime_r(&t, &local))
-        return {};
-    char text[32];
-    const size_t n = strftime(text, sizeof text, "%Y-%m-%d %H:%M", &local);
-    return QString::fromLatin1(text, qsizetype(n));
+        return false;
+    char digits[32];
+    const int year = local.tm_year + 1900;
+    if (year < 1000 || year > 9999) {
+        const size_t n = strftime(digits, sizeof digits, "%Y-%m-%d %H:%M", &local);
+        text += QLatin1StringView(digits, qsizetype(n));
+        return true;
+    }
+    // The same digits without strftime's format parsing and locale look-ups, once per row.
+    auto two = [](char* at, int value) {
+        at[0] = char('0' + value / 10);
+        at[1] = char('0' + value % 10);
+    };
+    two(digits, year / 100);
+    two(digits + 2, year % 100);
+    digits[4] = '-';
+    two(digits + 5, local.tm_mon + 1);
+    digits[7] = '-';
+    two(digits + 8, local.tm_mday);
+    digits[10] = ' ';
+    two(digits + 11, local.tm_hour);
+    digits[13] = ':';
+    two(digits + 14, local.tm_min);
+    text += QLatin1StringView(digits, 16);
+    return true;
+}
+
+}  // namespace
+
+QString dateText(qint64 secondsSinceEpoch)
+{
+    QString text;
+    appendDateText(text, secondsSinceEpoch);
+    return text;
 }
 
 Row rowForItem(const LibraryItem& item, const QDateTime& now)
@@ -47,7 +83,10 @@ Row rowForItem(const LibraryItem& item, const QDateTime& now)
     row.isFolder = item.isDirectory;
     if (!item.isDirectory) {
         row.accessibilityHint = QStringLiteral("Open this file");
-        row.subtitle = dateText(item.date) + kSubtitleJoin + Utils::fileSizeToString(uint64_t(qMax<qint64>(item.size, 0)));
+        row.subtitle.reserve(40);
+        appendDateText(row.subtitle, item.date);
+        row.subtitle += kSubtitleJoin;
+        row.subtitle += Utils::fileSizeToString(uint64_t(qMax<qint64>(item.size, 0)));
         return row;
     }
     row.accessibilityHint = QStringLiteral("Open this folder");

@@ -45,11 +45,14 @@ int runLs(const QStringList& args)
     const QDateTime now = QDateTime::currentDateTime();
     // One write for all rows: a listing of thousands would otherwise convert and print each.
     QString rows;
+    rows.reserve(items.size() * 48);
     for (qsizetype i = 0; i < items.size(); ++i) {
         const RowTexts::Row row = RowTexts::rowForItem(items.at(i), now);
         if (i > 0)
             rows += QLatin1Char('\n');
-        rows += row.title + QLatin1Char('\t') + row.subtitle;
+        rows += row.title;
+        rows += QLatin1Char('\t');
+        rows += row.subtitle;
     }
     if (!items.isEmpty())
         printOut(rows);
