@@ -53,12 +53,15 @@ std::shared_ptr<const NameOrder> nameOrderFor(const QCollator& collator)
     return order;
 }
 
-// An item with its name, and the name's collation key made the first time the collator must
-// compare it: plain names rarely need one, and sorted by date or size most items never do.
+// An item with its name: for a plain name its key's place in the sort's key buffer, else the
+// collation key made the first time the collator must compare it (sorted by date or size,
+// most items never need one).
 struct Keyed {
     LibraryItem* item;
     QStringView name;
     bool plain;
+    size_t keyStart;
+    size_t keySize;
     mutable std::optional<QCollatorSortKey> key;
 
     const QCollatorSortKey& keyBy(const QCollator& collator) const
@@ -69,7 +72,7 @@ struct Keyed {
     }
 };
 
-bool precedes(const Keyed& a, const Keyed& b, int mode, const QCollator& collator, const NameOrder& order)
+bool precedes(const Keyed& a, const Keyed& b, int mode, const QCollator& collator, const uint8_t* keys)
 {
     const LibraryItem& x = *a.item;
     const LibraryItem& y = *b.item;
@@ -86,7 +89,8 @@ bool precedes(const Keyed& a, const Keyed& b, int mode, const QCollator& collato
         return x.date > y.date;
     if (effective == kBySize && x.size != y.size)
         return x.size > y.size;
-    const int c = a.plain && b.plain ? order.comparePlain(a.name, b.name) : a.keyBy(collator).compare(b.keyBy(collator));
+    const int c = a.plain && b.plain ? compareNameKeys(keys + a.keyStart, a.keySize, keys + b.keyStart, b.keySize)
+                                     : a.keyBy(collator).compare(b.keyBy(collator));
     if (c != 0)
         return c < 0;
     // Equal under every rule (names differing only in case): keep a fixed order anyway.
@@ -137,12 +141,17 @@ void sortFileList(LibraryItemList& list, int mode)
     const std::shared_ptr<const NameOrder> order = nameOrderFor(collator);
     std::vector<Keyed> keyed;
     keyed.reserve(size_t(list.size()));
+    std::vector<uint8_t> keys;
     for (LibraryItem& item : list) {
         const QStringView name = QStringView(item.path).mid(item.path.lastIndexOf(QLatin1Char('/')) + 1);
-        keyed.push_back({&item, name, order->isAvailable() && NameOrder::isPlain(name), std::nullopt});
+        const bool plain = order->isAvailable() && NameOrder::isPlain(name);
+        const size_t start = keys.size();
+        if (plain)
+            order->appendKey(name, keys);
+        keyed.push_back({&item, name, plain, start, keys.size() - start, std::nullopt});
     }
-    std::sort(keyed.begin(), keyed.end(), [mode, &collator, &order](const Keyed& a, const Keyed& b) {
-        return precedes(a, b, mode, collator, *order);
+    std::sort(keyed.begin(), keyed.end(), [mode, &collator, k = keys.data()](const Keyed& a, const Keyed& b) {
+        return precedes(a, b, mode, collator, k);
     });
     LibraryItemList sorted;
     sorted.reserve(list.size());

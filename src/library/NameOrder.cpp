@@ -3,6 +3,7 @@
 #include <QLocale>
 #include <QString>
 #include <algorithm>
+#include <cstring>
 #include <vector>
 
 namespace {
@@ -72,43 +73,38 @@ std::optional<int> NameOrder::compare(QStringView a, QStringView b) const
 {
     if (!mAvailable || !isPlain(a) || !isPlain(b))
         return std::nullopt;
-    return comparePlain(a, b);
+    std::vector<uint8_t> x;
+    std::vector<uint8_t> y;
+    appendKey(a, x);
+    appendKey(b, y);
+    return compareNameKeys(x.data(), x.size(), y.data(), y.size());
 }
 
-int NameOrder::comparePlain(QStringView a, QStringView b) const
+void NameOrder::appendKey(QStringView plainName, std::vector<uint8_t>& key) const
 {
-    const char16_t* x = a.utf16();
-    const char16_t* y = b.utf16();
-    const char16_t* xEnd = x + a.size();
-    const char16_t* yEnd = y + b.size();
-    while (x < xEnd && y < yEnd) {
-        if (isDigit(*x) && isDigit(*y)) {
-            // By value: leading zeros count for nothing, then the longer number is the larger.
-            while (x + 1 < xEnd && *x == u'0' && isDigit(x[1]))
-                ++x;
-            while (y + 1 < yEnd && *y == u'0' && isDigit(y[1]))
-                ++y;
-            const char16_t* xNumEnd = x;
-            while (xNumEnd < xEnd && isDigit(*xNumEnd))
-                ++xNumEnd;
-            const char16_t* yNumEnd = y;
-            while (yNumEnd < yEnd && isDigit(*yNumEnd))
-                ++yNumEnd;
-            if (xNumEnd - x != yNumEnd - y)
-                return xNumEnd - x < yNumEnd - y ? -1 : 1;
-            for (; x < xNumEnd; ++x, ++y)
-                if (*x != *y)
-                    return *x < *y ? -1 : 1;
+    const char16_t* c = plainName.utf16();
+    const char16_t* end = c + plainName.size();
+    while (c < end) {
+        if (!isDigit(*c)) {
+            key.push_back(mRank[*c++]);
             continue;
         }
-        if (mRank[*x] != mRank[*y])
-            return mRank[*x] < mRank[*y] ? -1 : 1;
-        ++x;
-        ++y;
+        // By value: leading zeros count for nothing, then the longer number is the larger.
+        while (c + 1 < end && *c == u'0' && isDigit(c[1]))
+            ++c;
+        const char16_t* numberEnd = c;
+        while (numberEnd < end && isDigit(*numberEnd))
+            ++numberEnd;
+        key.push_back(mRank[u'0']);
+        key.push_back(uint8_t(numberEnd - c));
+        for (; c < numberEnd; ++c)
+            key.push_back(uint8_t(*c));
     }
-    if (x < xEnd)
-        return 1;
-    if (y < yEnd)
-        return -1;
-    return 0;
+}
+
+int compareNameKeys(const uint8_t* a, size_t aSize, const uint8_t* b, size_t bSize)
+{
+    if (const int c = std::memcmp(a, b, std::min(aSize, bSize)); c != 0)
+        return c < 0 ? -1 : 1;
+    return aSize == bSize ? 0 : (aSize < bSize ? -1 : 1);
 }

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 // The browser's name order for names of printable ASCII, without asking the collator for
 // every pair: each character's place in the collator's own order (read from it once, upper
@@ -21,8 +22,11 @@ public:
     // As collator.compare(a, b) would answer (<0, 0, >0); nullopt when either name isn't plain
     // or the order is not available.
     std::optional<int> compare(QStringView a, QStringView b) const;
-    // The same for names known to be plain, with the order available.
-    int comparePlain(QStringView a, QStringView b) const;
+    // Appends a plain name's key (the order must be available): keys compared byte by byte,
+    // the shorter first when one begins the other, order their names as compare() does.
+    // Each character gives its place; a number its mark, its count of digits without leading
+    // zeros, then those digits.
+    void appendKey(QStringView plainName, std::vector<uint8_t>& key) const;
 
 private:
     static constexpr int kFirst = 0x20;
@@ -30,3 +34,6 @@ private:
     std::array<uint8_t, kLast + 1> mRank{};
     bool mAvailable = false;
 };
+
+// Compares keys made by NameOrder::appendKey.
+int compareNameKeys(const uint8_t* a, size_t aSize, const uint8_t* b, size_t bSize);

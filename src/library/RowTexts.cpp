@@ -13,14 +13,29 @@ constexpr qint64 kSecondsPerDay = 86400;
 const QString kSubtitleJoin = QStringLiteral(" \u2022 ");
 }  // namespace
 
+namespace {
+
+// The control characters (category Cc) are exactly these two ranges; asking each character's
+// category costs a table look-up per character of every row.
+bool isControl(QChar c) { return c.unicode() < 0x20 || (c.unicode() >= 0x7f && c.unicode() <= 0x9f); }
+
+void appendTitle(QString& text, const LibraryItem& item)
+{
+    const QStringView title = item.title.isEmpty()
+                                  ? QStringView(item.path).mid(item.path.lastIndexOf(QLatin1Char('/')) + 1)
+                                  : QStringView(item.title);
+    const qsizetype at = text.size();
+    text += title;
+    if (std::any_of(title.begin(), title.end(), isControl))
+        std::replace_if(text.begin() + at, text.end(), isControl, QLatin1Char('?'));
+}
+
+}  // namespace
+
 QString titleForItem(const LibraryItem& item)
 {
-    QString title = item.title.isEmpty() ? lastPathComponent(item.path) : item.title;
-    // The control characters (category Cc) are exactly these two ranges; asking each
-    // character's category costs a table look-up per character of every row.
-    auto isControl = [](QChar c) { return c.unicode() < 0x20 || (c.unicode() >= 0x7f && c.unicode() <= 0x9f); };
-    if (std::any_of(title.cbegin(), title.cend(), isControl))
-        std::replace_if(title.begin(), title.end(), isControl, QLatin1Char('?'));
+    QString title;
+    appendTitle(title, item);
     return title;
 }
 
@@ -76,39 +91,57 @@ QString dateText(qint64 secondsSinceEpoch)
     return text;
 }
 
+namespace {
+
+// The row's second line; a folder's picture goes to imageName when given.
+void appendSubtitle(QString& text, const LibraryItem& item, const QDateTime& now, QString* imageName)
+{
+    if (!item.isDirectory) {
+        appendDateText(text, item.date);
+        text += kSubtitleJoin;
+        Utils::appendFileSize(text, uint64_t(qMax<qint64>(item.size, 0)));
+        return;
+    }
+    QString image;
+    if (Utils::pathIsLocalDocumentsLink(item.path)) {
+        text += QLatin1StringView("Shared with computer");
+        image = QStringLiteral("folder_desktop");
+    } else if (Utils::pathIsTrashcan(item.path)) {
+        text += QLatin1StringView("Deleted items");
+        image = QStringLiteral("folder_trash");
+    } else {
+        image = QStringLiteral("folder");
+        if (Utils::pathIsInsideTrashcan(item.path)) {
+            // The trash's entries are its batch folders: say how old they are.
+            const qint64 days = daysBetweenDate(QDateTime::fromSecsSinceEpoch(item.date), now);
+            text += days == 0   ? QStringLiteral("Today")
+                    : days == 1 ? QStringLiteral("Yesterday")
+                                : QStringLiteral("%1 days ago").arg(days);
+        } else {
+            appendDateText(text, item.date);
+        }
+    }
+    if (imageName)
+        *imageName = image;
+}
+
+}  // namespace
+
 Row rowForItem(const LibraryItem& item, const QDateTime& now)
 {
     Row row;
     row.title = titleForItem(item);
     row.isFolder = item.isDirectory;
-    if (!item.isDirectory) {
-        row.accessibilityHint = QStringLiteral("Open this file");
-        row.subtitle.reserve(40);
-        appendDateText(row.subtitle, item.date);
-        row.subtitle += kSubtitleJoin;
-        row.subtitle += Utils::fileSizeToString(uint64_t(qMax<qint64>(item.size, 0)));
-        return row;
-    }
-    row.accessibilityHint = QStringLiteral("Open this folder");
-    if (Utils::pathIsLocalDocumentsLink(item.path)) {
-        row.subtitle = QStringLiteral("Shared with computer");
-        row.imageName = QStringLiteral("folder_desktop");
-    } else if (Utils::pathIsTrashcan(item.path)) {
-        row.subtitle = QStringLiteral("Deleted items");
-        row.imageName = QStringLiteral("folder_trash");
-    } else {
-        row.imageName = QStringLiteral("folder");
-        if (Utils::pathIsInsideTrashcan(item.path)) {
-            // The trash's entries are its batch folders: say how old they are.
-            const qint64 days = daysBetweenDate(QDateTime::fromSecsSinceEpoch(item.date), now);
-            row.subtitle = days == 0   ? QStringLiteral("Today")
-                           : days == 1 ? QStringLiteral("Yesterday")
-                                       : QStringLiteral("%1 days ago").arg(days);
-        } else {
-            row.subtitle = dateText(item.date);
-        }
-    }
+    row.accessibilityHint = item.isDirectory ? QStringLiteral("Open this folder") : QStringLiteral("Open this file");
+    appendSubtitle(row.subtitle, item, now, &row.imageName);
     return row;
+}
+
+void appendListLine(QString& text, const LibraryItem& item, const QDateTime& now)
+{
+    appendTitle(text, item);
+    text += QLatin1Char('\t');
+    appendSubtitle(text, item, now, nullptr);
 }
 
 QStringList iconNamesForItem(const LibraryItem& item)

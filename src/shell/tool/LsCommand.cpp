@@ -47,12 +47,9 @@ int runLs(const QStringList& args)
     QString rows;
     rows.reserve(items.size() * 48);
     for (qsizetype i = 0; i < items.size(); ++i) {
-        const RowTexts::Row row = RowTexts::rowForItem(items.at(i), now);
         if (i > 0)
             rows += QLatin1Char('\n');
-        rows += row.title;
-        rows += QLatin1Char('\t');
-        rows += row.subtitle;
+        RowTexts::appendListLine(rows, items.at(i), now);
     }
     if (!items.isEmpty())
         printOut(rows);
