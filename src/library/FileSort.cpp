@@ -153,11 +153,26 @@ void sortFileList(LibraryItemList& list, int mode)
     std::sort(keyed.begin(), keyed.end(), [mode, &collator, k = keys.data()](const Keyed& a, const Keyed& b) {
         return precedes(a, b, mode, collator, k);
     });
-    LibraryItemList sorted;
-    sorted.reserve(list.size());
-    for (const Keyed& k : keyed)
-        sorted.append(std::move(*k.item));
-    list = std::move(sorted);
+    // Each item moved once into its place, following the cycles of the order, instead of into
+    // a second list of the same size.
+    LibraryItem* items = list.data();
+    std::vector<size_t> from(keyed.size());
+    for (size_t i = 0; i < keyed.size(); ++i)
+        from[i] = size_t(keyed[i].item - items);
+    std::vector<bool> placed(keyed.size());
+    for (size_t i = 0; i < from.size(); ++i) {
+        if (placed[i] || from[i] == i)
+            continue;
+        LibraryItem first = std::move(items[i]);
+        size_t at = i;
+        while (from[at] != i) {
+            items[at] = std::move(items[from[at]]);
+            placed[at] = true;
+            at = from[at];
+        }
+        items[at] = std::move(first);
+        placed[at] = true;
+    }
 }
 
 }  // namespace FileSort
