@@ -18,6 +18,8 @@ PACKAGES=(
   libplist-dev zlib1g-dev libminizip-dev libcpp-httplib-dev libssl-dev libavahi-client-dev libqrencode-dev
   # Dropbox: the sign-in kept in the desktop's secret store; the tests start their own store
   qtkeychain-qt6-dev libsecret-1-0 gnome-keyring
+  # bulk HTTP transfers (Dropbox uploads and downloads)
+  libcurl4-openssl-dev
   # tools the tests and benchmarks compare against or drive
   time bc sox libsox-fmt-all ffmpeg zip unzip p7zip-full libarchive-tools nginx-light zbar-tools
   chromium curl wrk xvfb xauth dbus python3

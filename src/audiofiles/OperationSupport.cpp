@@ -48,16 +48,21 @@ platform::StreamDescription fallbackFormat(const AudioFileReader& src)
     return f;
 }
 
-// An AAC result keeps the source's bit rate and gets the encoder's most careful search.
-void keepEncoderSettings(const AudioFileReader& src, AudioFileWriter& writer)
+// A lossy result keeps the source's bit rate, as near as its encoder comes, and every encoded
+// result gets the encoder's most careful search. False when the encoder refuses to start.
+bool keepEncoderSettings(const AudioFileReader& src, AudioFileWriter& writer)
 {
-    if (!writer.hasEncoder() || writer.fileFormat().formatID != fourCC("aac "))
-        return;
+    if (!writer.hasEncoder())
+        return true;
     writer.setCodecQuality(127);
-    if (src.bitRate() > 0 && !writer.setEncodeBitRate(int(src.bitRate())))
+    const bool lossy = isLossy(writer.fileFormat());
+    if (lossy && src.bitRate() > 0 && !writer.setEncodeBitRate(int(src.bitRate())))
         log(QString::asprintf("Could not set bitrate %d (error %d)", int(src.bitRate()), int(fourCC("prop"))));
-    if (const int actual = writer.encodeBitRate(); actual > 0)
+    if (!writer.start())
+        return false;
+    if (const int actual = lossy ? writer.encodeBitRate() : 0; actual > 0)
         log(QString::asprintf("Encoding with bit rate %d", actual));
+    return true;
 }
 
 QString withWavExtension(const QString& path)
@@ -68,6 +73,11 @@ QString withWavExtension(const QString& path)
 }
 
 }  // namespace
+
+bool isLossy(const platform::StreamDescription& format)
+{
+    return format.formatID != fourCC("lpcm") && format.formatID != fourCC("alac") && format.formatID != fourCC("flac");
+}
 
 std::unique_ptr<PartFile> temporaryFileFor(const QString& dest, const QString& extension)
 {
@@ -126,11 +136,10 @@ std::optional<KeptFormatOutput> createKeepingFormat(const AudioFileReader& src, 
     } else {
         if (format.formatID != fourCC("lpcm"))
             log(QStringLiteral("Setting software codec"));
-        if (writer->setClientFormat(src.sampleRate(), src.channels())) {
-            keepEncoderSettings(src, *writer);
+        const bool clientFormatSet = writer->setClientFormat(src.sampleRate(), src.channels());
+        if (clientFormatSet && keepEncoderSettings(src, *writer))
             return KeptFormatOutput{std::move(writer), dest};
-        }
-        if (logClientFormatError) {
+        if (!clientFormatSet && logClientFormatError) {
             const QByteArray code = platform::fourCCString(kFormatNotSupported).toLatin1();
             log(QString::asprintf("Could not set client format: %d %.4s", int(kFormatNotSupported), code.constData()));
         }

@@ -32,9 +32,12 @@ std::unique_ptr<platform::AudioFileReader> openSource(const QString& src, const 
 // when asked: a source it replaces stays until then. False, logged, when it did not arrive.
 bool moveIntoPlace(PartFile& temp, const QString& dest, bool replace, int64_t expectedFrames, double rate);
 
-// A writer for normalize and trim that keeps the source's container, encoding, depth and, for AAC,
-// bit rate, or falls back to WAVE at the source's depth (16 bits for lossy sources; then dest's
-// extension becomes "wav"). Null, logged, on failure.
+// Data a lossy encoder wrote: neither PCM nor a lossless codec.
+bool isLossy(const platform::StreamDescription& format);
+
+// A writer for normalize and trim that keeps the source's container, encoding, depth and, for
+// lossy codecs, bit rate, or falls back to WAVE at the source's depth (16 bits for lossy
+// sources; then dest's extension becomes "wav"). Null, logged, on failure.
 struct KeptFormatOutput {
     std::unique_ptr<platform::AudioFileWriter> writer;
     QString dest;

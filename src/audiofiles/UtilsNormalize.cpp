@@ -14,14 +14,12 @@ using platform::log;
 namespace {
 
 // 0.05 dB as a power of ten: a lossy result whose decoded peak is further from full scale
-// than this is scaled again.
+// than this is encoded again with its gain corrected.
 constexpr double kLossyPeakTolerance = 0.05 / 20;
-
-bool isLossy(const platform::StreamDescription& format)
-{
-    return format.formatID != platform::fourCC("lpcm") && format.formatID != platform::fourCC("alac") &&
-           format.formatID != platform::fourCC("flac");
-}
+// Encodes of a lossy result at most: the first and its corrections. One correction lands
+// when the encoder's error grows with the gain; where its choices change with the level (a
+// low bit rate, sharp attacks, Vorbis) the next corrections close in on full scale.
+constexpr int kMostLossyEncodes = 5;
 
 // The loudest sample of a written file as a player decodes it; 0 when it can't be read.
 float decodedPeak(const QString& path)
@@ -36,6 +34,32 @@ float decodedPeak(const QString& path)
         *written, nullptr, buffer, INT64_MAX,
         [&](float* chunk, int frames, int64_t) { peak = SampleProcessing::peak(chunk, size_t(frames) * channels, peak); }, {});
     return ok ? peak : 0;
+}
+
+// How far a decoded peak lies from full scale, in powers of ten either way.
+double distanceFromFullScale(float peak) { return std::abs(std::log10(double(peak))); }
+
+struct Measured {
+    float gain;
+    float decoded;
+};
+
+// The gain for the next encode: between the closest encodes that decoded above and below full
+// scale when there are both, else the last one's gain corrected by its decoded peak.
+float nextGain(const std::vector<Measured>& tried)
+{
+    const Measured* above = nullptr;
+    const Measured* below = nullptr;
+    for (const Measured& m : tried) {
+        if (m.decoded >= 1 && (!above || m.decoded < above->decoded))
+            above = &m;
+        if (m.decoded < 1 && (!below || m.decoded > below->decoded))
+            below = &m;
+    }
+    if (!above || !below)
+        return tried.back().gain / tried.back().decoded;
+    const float t = (1 - below->decoded) / (above->decoded - below->decoded);
+    return below->gain + t * (above->gain - below->gain);
 }
 
 }  // namespace
@@ -63,61 +87,79 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
     log(QString::asprintf("Scaling with: %g", double(scale)));
     log(QStringLiteral("normalizing..."));
 
-    const auto temp = temporaryFileFor(dest);
-    if (!temp)
-        return std::nullopt;
-    auto output = createKeepingFormat(*reader, temp->path(), dest, true);
-    if (!output)
-        return std::nullopt;
-    // A lossy encoder moves the peak; its result is measured and written once more with the
-    // gain corrected, so the last quarter of the progress belongs to that.
-    const bool lossy = isLossy(output->writer->fileFormat());
-    const double share = lossy ? 0.25 : 0.5;
-    int64_t written = 0;
-    auto writeScaled = [&](float gain, double from) {
-        return reader->seek(0) &&
-               streamChunks(
-                   *reader, output->writer.get(), buffer, INT64_MAX,
-                   [&](float* chunk, int frames, int64_t) { SampleProcessing::scale(chunk, size_t(frames) * channels, gain); },
-                   [&](int64_t done) {
-                       written = done;
-                       if (from < 1)
-                           report(progressBlock, from + share * done / total);
-                   },
-                   cancel) &&
-               finish(*output->writer, temp->path());
+    // One encode into a part file of its own, so the closest of several stays while the next
+    // is tried. Each takes half of the progress left.
+    struct Attempt {
+        std::unique_ptr<PartFile> temp;
+        QString dest;
+        float gain = 0;
+        float decoded = 0;
+        int64_t written = 0;
     };
-    if (!writeScaled(scale, 0.5))
+    double from = 0.5;
+    bool lossy = false;
+    auto encode = [&](float gain) -> std::optional<Attempt> {
+        Attempt a;
+        a.gain = gain;
+        a.temp = temporaryFileFor(dest);
+        if (!a.temp)
+            return std::nullopt;
+        auto output = createKeepingFormat(*reader, a.temp->path(), dest, true);
+        if (!output)
+            return std::nullopt;
+        a.dest = output->dest;
+        lossy = isLossy(output->writer->fileFormat());
+        const double share = lossy ? (1 - from) / 2 : 1 - from;
+        const bool ok = reader->seek(0) &&
+                        streamChunks(
+                            *reader, output->writer.get(), buffer, INT64_MAX,
+                            [&](float* chunk, int frames, int64_t) {
+                                SampleProcessing::scale(chunk, size_t(frames) * channels, gain);
+                            },
+                            [&](int64_t done) {
+                                a.written = done;
+                                report(progressBlock, from + share * done / total);
+                            },
+                            cancel) &&
+                        finish(*output->writer, a.temp->path());
+        if (!ok)
+            return std::nullopt;
+        from += share;
+        return a;
+    };
+
+    auto best = encode(scale);
+    if (!best)
         return std::nullopt;
     if (lossy && peak > 0) {
-        const float decoded = decodedPeak(temp->path());
-        if (decoded > 0 && std::abs(std::log10(decoded)) > kLossyPeakTolerance) {
-            const float corrected = scale / decoded;
-            log(QString::asprintf("Decoded peak: %g, scaling again with: %g", double(decoded), double(corrected)));
-            output = createKeepingFormat(*reader, temp->path(), dest, true);
-            if (!output || !writeScaled(corrected, 0.75))
+        best->decoded = decodedPeak(best->temp->path());
+        std::vector<Measured> tried = {{best->gain, best->decoded}};
+        while (int(tried.size()) < kMostLossyEncodes && tried.back().decoded > 0 &&
+               distanceFromFullScale(best->decoded) > kLossyPeakTolerance) {
+            const Measured last = tried.back();
+            const float corrected = nextGain(tried);
+            log(QString::asprintf("Decoded peak: %g, scaling again with: %g", double(last.decoded), double(corrected)));
+            auto next = encode(corrected);
+            if (!next)
                 return std::nullopt;
-            // The AAC encoder pulls stretches that would peak above about 0.95 down to it, and a
-            // small change of gain can move its artefacts a lot: a correction that lands further
-            // away gives way to the first gain again (the encoder repeats itself exactly).
-            float after = decodedPeak(temp->path());
-            if (after > 0 && std::abs(std::log10(after)) > std::abs(std::log10(decoded))) {
-                output = createKeepingFormat(*reader, temp->path(), dest, true);
-                // Progress already stands at its end.
-                if (!output || !writeScaled(scale, 1))
-                    return std::nullopt;
-                after = decoded;
-            }
-            if (after > 0 && std::abs(std::log10(after)) > kLossyPeakTolerance)
-                log(QString::asprintf("The encoder keeps the peak at %g after decoding", double(after)));
+            next->decoded = decodedPeak(next->temp->path());
+            tried.push_back({next->gain, next->decoded});
+            if (next->decoded > 0 && distanceFromFullScale(next->decoded) < distanceFromFullScale(best->decoded))
+                best = std::move(next);
+            // The AAC encoder pulls whatever would peak above about 0.95 down to it: a louder
+            // encode that decodes no louder has met that ceiling.
+            if (corrected > last.gain && tried.back().decoded <= last.decoded * 1.001f)
+                break;
         }
+        if (distanceFromFullScale(best->decoded) > kLossyPeakTolerance)
+            log(QString::asprintf("The encoder keeps the peak at %g after decoding", double(best->decoded)));
         report(progressBlock, 1);
     }
     const double rate = reader->sampleRate();
     reader.reset();
-    if (!moveIntoPlace(*temp, output->dest, true, written, rate))
+    if (!moveIntoPlace(*best->temp, best->dest, true, best->written, rate))
         return std::nullopt;
-    return output->dest;
+    return best->dest;
 }
 
 }  // namespace Utils

@@ -3,6 +3,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <atomic>
 
 namespace cloud {
 
@@ -17,8 +18,8 @@ public:
     QString result();  // ends the hash; reset() before reuse
     void reset();
 
-    // The hash of a whole file; empty when it cannot be read.
-    static QString hashOfFile(const QString& path);
+    // The hash of a whole file; empty when it cannot be read or stop was set on the way.
+    static QString hashOfFile(const QString& path, const std::atomic<bool>* stop = nullptr);
 
 private:
     platform::Sha256 mBlock;

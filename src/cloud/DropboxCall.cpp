@@ -18,7 +18,6 @@ constexpr int kFirstBackoffMs = 100;
 constexpr int kMaxBackoffMs = 16000;
 // A transfer that receives or sends nothing for this long has stalled.
 constexpr int kStallTimeoutMs = 60000;
-constexpr qint64 kDownloadBufferBytes = 4 * 1024 * 1024;
 
 int backoffMs(int attempt)
 {
@@ -44,14 +43,8 @@ QString firstTagPath(const QJsonValue& error)
 }  // namespace
 
 DropboxCall::DropboxCall(DropboxAccount* account, QNetworkAccessManager* network, Style style, QString route,
-                         QByteArray arg, QByteArray body, QObject* parent)
-    : QObject(parent),
-      mAccount(account),
-      mNetwork(network),
-      mStyle(style),
-      mRoute(std::move(route)),
-      mArg(std::move(arg)),
-      mBody(std::move(body))
+                         QByteArray arg, QObject* parent)
+    : QObject(parent), mAccount(account), mNetwork(network), mStyle(style), mRoute(std::move(route)), mArg(std::move(arg))
 {
     mRetryTimer.setSingleShot(true);
     connect(&mRetryTimer, &QTimer::timeout, this, &DropboxCall::send);
@@ -64,6 +57,19 @@ DropboxCall::~DropboxCall()
         mReply->abort();
         mReply->deleteLater();
     }
+}
+
+void DropboxCall::setUploadRange(const QString& file, qint64 offset, qint64 length)
+{
+    mFile = file;
+    mRangeOffset = offset;
+    mRangeLength = length;
+}
+
+void DropboxCall::setDownloadFile(const QString& file, std::function<void(const char*, qint64)> tap)
+{
+    mFile = file;
+    mDownloadTap = std::move(tap);
 }
 
 QByteArray DropboxCall::compactJson(const QJsonObject& arg) { return QJsonDocument(arg).toJson(QJsonDocument::Compact); }
@@ -117,7 +123,9 @@ void DropboxCall::cancel()
     mCancelled = true;
     mRetryTimer.stop();
     if (mReply)
-        mReply->abort();  // finished() ends the call as cancelled
+        mReply->abort();  // replied() ends the call as cancelled
+    else if (mTransfer.isRunning())
+        mTransfer.cancel();  // and so does its answer
     else
         end({{}, {}, DropboxError::make(DropboxError::Kind::Cancelled, {})});
 }
@@ -151,56 +159,60 @@ void DropboxCall::refreshThenSend()
 
 void DropboxCall::sendWithToken()
 {
-    const bool content = mStyle != Style::Rpc;
-    QNetworkRequest request(QUrl((content ? DropboxConfig::contentUrl() : DropboxConfig::apiUrl()) + QStringLiteral("/2/")
-                                 + mRoute));
+    const QString base = mStyle == Style::Rpc ? DropboxConfig::apiUrl() : DropboxConfig::contentUrl();
+    const QUrl url(base + QStringLiteral("/2/") + mRoute);
     mSentToken = mAccount->accessToken();
-    request.setRawHeader("Authorization", "Bearer " + mSentToken.toUtf8());
-    request.setTransferTimeout(kStallTimeoutMs);
+    const QByteArray authorization = "Bearer " + mSentToken.toUtf8();
     if (restart)
         restart();
-    mSinkFailed = false;
-    mReceived = 0;
-    switch (mStyle) {
-    case Style::Rpc:
+    if (mStyle == Style::Rpc) {
+        QNetworkRequest request(url);
+        request.setRawHeader("Authorization", authorization);
+        request.setTransferTimeout(kStallTimeoutMs);
         request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
         mReply = mNetwork->post(request, mArg);
-        break;
-    case Style::Upload:
-        request.setRawHeader("Dropbox-API-Arg", mArg);
-        request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/octet-stream"));
-        mReply = mNetwork->post(request, mBody);
-        break;
-    case Style::Download:
-        request.setRawHeader("Dropbox-API-Arg", mArg);
-        mReply = mNetwork->sendCustomRequest(request, "POST");
-        mReply->setReadBufferSize(kDownloadBufferBytes);
-        connect(mReply, &QNetworkReply::readyRead, this, [this] {
-            if (mReply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() != 200 || mSinkFailed)
-                return;
-            const QByteArray piece = mReply->readAll();
-            mReceived += piece.size();
-            if (!piece.isEmpty() && sink && !sink(piece)) {
-                mSinkFailed = true;
-                mReply->abort();
-            }
-        });
-        break;
+        connect(mReply, &QNetworkReply::finished, this, &DropboxCall::replied);
+        return;
     }
-    if (progress) {
-        auto report = [this](qint64 done, qint64 total) {
-            if (progress)
-                progress(done, total);
-        };
-        if (mStyle == Style::Download)
-            connect(mReply, &QNetworkReply::downloadProgress, this, report);
-        else if (mStyle == Style::Upload)
-            connect(mReply, &QNetworkReply::uploadProgress, this, report);
+    platform::HttpTransfer::Request request;
+    request.url = url;
+    request.headers = {{"Authorization", authorization}, {"Dropbox-API-Arg", mArg}};
+    request.stallSeconds = kStallTimeoutMs / 1000;
+    if (mStyle == Style::Upload) {
+        request.headers.append(platform::HttpTransfer::Header("Content-Type", "application/octet-stream"));
+        request.bodyFile = mFile;
+        request.bodyOffset = mRangeOffset;
+        request.bodyLength = mRangeLength;
+    } else {
+        // Dropbox refuses a download that names a content type.
+        request.headers.append(platform::HttpTransfer::Header("Content-Type", {}));
+        request.answerFile = mFile;
+        request.answerTap = mDownloadTap;
     }
-    connect(mReply, &QNetworkReply::finished, this, &DropboxCall::finished);
+    auto report = [this](qint64 done, qint64 total) {
+        if (progress)
+            progress(done, total);
+    };
+    mTransfer.start(std::move(request), report, [this](const platform::HttpTransfer::Result& result) {
+        if (mCancelled || result.cancelled) {
+            end({{}, {}, DropboxError::make(DropboxError::Kind::Cancelled, {})});
+            return;
+        }
+        Attempt attempt;
+        attempt.status = result.status;
+        attempt.body = result.body;
+        attempt.apiResult = result.header("Dropbox-API-Result");
+        attempt.hasRetryAfter = result.hasHeader("Retry-After");
+        attempt.retryAfter = result.header("Retry-After");
+        if (result.localError)
+            attempt.localFailure = mStyle == Style::Download ? QStringLiteral("Could not write the downloaded file") : result.error;
+        else if (!result.error.isEmpty() && (result.status == 0 || (result.status >= 200 && result.status < 300)))
+            attempt.failure = result.error;
+        answered(attempt);
+    });
 }
 
-void DropboxCall::finished()
+void DropboxCall::replied()
 {
     QNetworkReply* reply = mReply;
     mReply = nullptr;
@@ -209,39 +221,39 @@ void DropboxCall::finished()
         end({{}, {}, DropboxError::make(DropboxError::Kind::Cancelled, {})});
         return;
     }
-    if (mSinkFailed) {
-        end({{}, {}, DropboxError::make(DropboxError::Kind::Local, QStringLiteral("Could not write the downloaded file"))});
+    Attempt attempt;
+    attempt.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    attempt.body = reply->readAll();
+    attempt.hasRetryAfter = reply->hasRawHeader("Retry-After");
+    attempt.retryAfter = reply->rawHeader("Retry-After");
+    if (attempt.status == 0 || (attempt.status == 200 && reply->error() != QNetworkReply::NoError))
+        attempt.failure = reply->errorString();
+    answered(attempt);
+}
+
+void DropboxCall::answered(const Attempt& attempt)
+{
+    if (!attempt.localFailure.isEmpty()) {
+        end({{}, {}, DropboxError::make(DropboxError::Kind::Local, attempt.localFailure)});
         return;
     }
-    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    const QByteArray body = reply->readAll();
-    bool cutOff = false;
-    if (mStyle == Style::Download && status == 200) {
-        mReceived += body.size();
-        bool known = false;
-        const qint64 length = reply->header(QNetworkRequest::ContentLengthHeader).toLongLong(&known);
-        cutOff = known && mReceived != length;
-    }
-    if (status == 0 || (status == 200 && (reply->error() != QNetworkReply::NoError || cutOff))) {
+    const int status = attempt.status;
+    const QByteArray& body = attempt.body;
+    if (!attempt.failure.isEmpty()) {
         // No answer, or an answer cut off: the connection failed.
         if (mNetworkRetries < kMaxNetworkRetries) {
-            platform::log(QStringLiteral("Dropbox: %1 failed (%2), trying again").arg(mRoute, reply->errorString()));
+            platform::log(QStringLiteral("Dropbox: %1 failed (%2), trying again").arg(mRoute, attempt.failure));
             retryIn(backoffMs(mNetworkRetries++));
             return;
         }
-        end({{}, {}, DropboxError::make(DropboxError::Kind::Network,
-                                        cutOff ? QStringLiteral("the answer was cut off") : reply->errorString())});
+        end({{}, {}, DropboxError::make(DropboxError::Kind::Network, attempt.failure)});
         return;
     }
     if (status == 200) {
         Answer answer;
         if (mStyle == Style::Download) {
-            if (!body.isEmpty() && sink && !sink(body)) {
-                end({{}, {}, DropboxError::make(DropboxError::Kind::Local, QStringLiteral("Could not write the downloaded file"))});
-                return;
-            }
             QJsonParseError parse;
-            const QJsonDocument meta = QJsonDocument::fromJson(reply->rawHeader("Dropbox-API-Result"), &parse);
+            const QJsonDocument meta = QJsonDocument::fromJson(attempt.apiResult, &parse);
             if (parse.error != QJsonParseError::NoError || !meta.isObject()) {
                 end({{}, {}, DropboxError::make(DropboxError::Kind::BadResponse,
                                                 QStringLiteral("no readable Dropbox-API-Result header"))});
@@ -279,10 +291,10 @@ void DropboxCall::finished()
                                         status)});
         return;
     }
-    if (status == 429 || (status == 503 && reply->hasRawHeader("Retry-After"))) {
+    if (status == 429 || (status == 503 && attempt.hasRetryAfter)) {
         if (mRateLimitRetries < kMaxRateLimitRetries) {
             bool ok = false;
-            const int seconds = reply->rawHeader("Retry-After").trimmed().toInt(&ok);
+            const int seconds = attempt.retryAfter.trimmed().toInt(&ok);
             const int waitMs = ok ? qMax(0, seconds) * 1000 : backoffMs(mRateLimitRetries);
             platform::log(QStringLiteral("Dropbox: rate limited on %1, waiting %2 ms").arg(mRoute).arg(waitMs));
             ++mRateLimitRetries;

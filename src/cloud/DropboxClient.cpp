@@ -6,7 +6,6 @@
 #include "cloud/DropboxUploadBatch.h"
 #include "platform/PartFile.h"
 
-#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -43,7 +42,7 @@ QString DropboxClient::apiPath(const QString& path)
 DropboxCall* DropboxClient::rpc(const QString& route, const QJsonObject& arg,
                                 std::function<void(const QJsonValue&, const DropboxError&)> done, QObject* owner)
 {
-    auto* call = new DropboxCall(mAccount, mNetwork, DropboxCall::Style::Rpc, route, DropboxCall::compactJson(arg), {},
+    auto* call = new DropboxCall(mAccount, mNetwork, DropboxCall::Style::Rpc, route, DropboxCall::compactJson(arg),
                                  owner ? owner : this);
     // The answer is read here, so that a call always ends with readable JSON or an error.
     call->done = [done = std::move(done)](const DropboxCall::Answer& answer) {
@@ -189,31 +188,23 @@ DropboxTask* DropboxClient::downloadUrl(const QString& path, bool overwrite, con
     // Held apart from the lambdas, so the part file goes the moment the answer is known.
     auto part = std::make_shared<std::unique_ptr<PartFile>>(
         PartFile::create(QFileInfo(destination).absolutePath(), QFileInfo(destination).suffix()));
-    auto file = std::make_shared<QFile>();
-    if (!*part || (file->setFileName((*part)->path()), !file->open(QIODevice::WriteOnly))) {
+    if (!*part) {
         finish({}, DropboxError::make(DropboxError::Kind::Local,
                                       QStringLiteral("Could not create a file in %1").arg(QFileInfo(destination).absolutePath())));
         return task;
     }
+    // Fed on the transfer's worker thread; read here only once the answer has come.
     auto hasher = std::make_shared<ContentHasher>();
     QJsonObject arg;
     arg[QStringLiteral("path")] = apiPath(path);
     auto* call = new DropboxCall(mAccount, mNetwork, DropboxCall::Style::Download, QStringLiteral("files/download"),
-                                 DropboxCall::headerJson(arg), {}, task);
-    call->restart = [file, hasher] {
-        file->resize(0);
-        file->seek(0);
-        hasher->reset();
-    };
-    call->sink = [file, hasher](const QByteArray& piece) {
-        hasher->addData(piece);
-        return file->write(piece) == piece.size();
-    };
+                                 DropboxCall::headerJson(arg), task);
+    call->restart = [hasher] { hasher->reset(); };
+    call->setDownloadFile((*part)->path(), [hasher](const char* data, qint64 size) { hasher->addData(data, size); });
     call->progress = std::move(progress);
-    call->done = [part, file, hasher, overwrite, destination, finish](const DropboxCall::Answer& answer) {
+    call->done = [part, hasher, overwrite, destination, finish](const DropboxCall::Answer& answer) {
         const std::unique_ptr<PartFile> kept = std::move(*part);  // removed on return unless committed
         if (answer.error) {
-            file->close();
             finish({}, answer.error);
             return;
         }
@@ -221,13 +212,6 @@ DropboxTask* DropboxClient::downloadUrl(const QString& path, bool overwrite, con
         if (!meta.contains(QStringLiteral(".tag")))
             meta[QStringLiteral(".tag")] = QStringLiteral("file");
         const DropboxEntry entry = DropboxEntry::fromJson(meta).value_or(DropboxEntry());
-        const bool flushed = file->flush();
-        file->close();
-        if (!flushed || file->error() != QFileDevice::NoError) {
-            finish(entry, DropboxError::make(DropboxError::Kind::Local,
-                                             QStringLiteral("Could not write %1: %2").arg(destination, file->errorString())));
-            return;
-        }
         if (entry.contentHash.isEmpty() || entry.contentHash != hasher->result()) {
             finish(entry, DropboxError::make(DropboxError::Kind::HashMismatch, {}));
             return;

@@ -1,6 +1,7 @@
 #include "cloud/DropboxUploadBatch.h"
 
 #include "cloud/DropboxCall.h"
+#include "platform/Background.h"
 #include "platform/Log.h"
 
 #include <QFileInfo>
@@ -10,7 +11,6 @@
 namespace cloud {
 namespace {
 constexpr int kPollIntervalMs = 500;
-constexpr qint64 kHashReadBytes = 1024 * 1024;
 
 QJsonObject cursor(const QString& sessionId, qint64 offset)
 {
@@ -52,10 +52,12 @@ DropboxUploadBatch::DropboxUploadBatch(DropboxAccount* account, QNetworkAccessMa
 
 void DropboxUploadBatch::start() { nextFile(); }
 
-DropboxCall* DropboxUploadBatch::makeCall(const QString& route, const QByteArray& arg, const QByteArray& body, bool rpc)
+DropboxUploadBatch::~DropboxUploadBatch() { *mStopHashing = true; }
+
+DropboxCall* DropboxUploadBatch::makeCall(const QString& route, const QByteArray& arg, bool rpc)
 {
     auto* call = new DropboxCall(mAccount, mNetwork, rpc ? DropboxCall::Style::Rpc : DropboxCall::Style::Upload, route,
-                                 arg, body, this);
+                                 arg, this);
     mTask->setCurrentCall(call);
     return call;
 }
@@ -74,7 +76,10 @@ void DropboxUploadBatch::nextFile()
     }
     ++mCurrent;
     if (mCurrent >= mFiles.size()) {
-        finishNextGroup();
+        if (mHashesRunning > 0)
+            mCommitWaitsForHashes = true;  // the last hash to come goes on
+        else
+            finishNextGroup();
         return;
     }
     FileState& state = mFiles[mCurrent];
@@ -88,43 +93,29 @@ void DropboxUploadBatch::nextFile()
     }
     state.size = mFile.size();
     mOffset = 0;
-    mHashed = 0;
-    mHasher.reset();
+    hashFile(mCurrent);
     sendChunk();
 }
 
-bool DropboxUploadBatch::hashUpTo(qint64 offset)
+void DropboxUploadBatch::hashFile(int index)
 {
-    // The hash covers each byte once, in order, even when Dropbox sends the upload back or on.
-    QByteArray buffer;
-    while (mHashed < offset) {
-        if (!mFile.seek(mHashed))
-            return false;
-        buffer = mFile.read(qMin(kHashReadBytes, offset - mHashed));
-        if (buffer.isEmpty())
-            return false;
-        mHasher.addData(buffer);
-        mHashed += buffer.size();
-    }
-    return true;
+    ++mHashesRunning;
+    platform::runInBackground(
+        this, [path = mFiles[index].result.file.localPath, stop = mStopHashing] { return ContentHasher::hashOfFile(path, stop.get()); },
+        [this, index](const QString& hash) {
+            --mHashesRunning;
+            mFiles[index].localHash = hash;
+            if (mCommitWaitsForHashes && mHashesRunning == 0 && !mEnded) {
+                mCommitWaitsForHashes = false;
+                finishNextGroup();
+            }
+        });
 }
 
 void DropboxUploadBatch::sendChunk()
 {
     FileState& state = mFiles[mCurrent];
     const qint64 length = qMin(kChunkBytes, state.size - mOffset);
-    QByteArray chunk;
-    if (length > 0) {
-        if (!mFile.seek(mOffset) || (chunk = mFile.read(length)).size() != length) {
-            fileFailed(DropboxError::make(DropboxError::Kind::Local,
-                                          QStringLiteral("Could not read %1").arg(state.result.file.localPath)));
-            return;
-        }
-        if (mOffset == mHashed) {
-            mHasher.addData(chunk);
-            mHashed += length;
-        }
-    }
     const bool close = mOffset + length >= state.size;
     QJsonObject arg;
     arg[QStringLiteral("close")] = close;
@@ -133,7 +124,8 @@ void DropboxUploadBatch::sendChunk()
         route = QStringLiteral("files/upload_session/append_v2");
         arg[QStringLiteral("cursor")] = cursor(state.sessionId, mOffset);
     }
-    DropboxCall* call = makeCall(route, DropboxCall::headerJson(arg), chunk, false);
+    DropboxCall* call = makeCall(route, DropboxCall::headerJson(arg), false);
+    call->setUploadRange(state.result.file.localPath, mOffset, length);
     call->progress = [this](qint64 sent, qint64) { report(sent); };
     call->done = [this, length, close](const DropboxCall::Answer& answer) {
         chunkAnswered(length, close, answer.body, answer.error);
@@ -150,7 +142,7 @@ void DropboxUploadBatch::chunkAnswered(qint64 length, bool close, const QByteArr
     }
     if (error.kind == DropboxError::Kind::Route && error.tag == QLatin1String("incorrect_offset")) {
         const qint64 correct = error.error.value(QStringLiteral("correct_offset")).toInteger(-1);
-        if (correct < 0 || correct > state.size || !hashUpTo(correct)) {
+        if (correct < 0 || correct > state.size) {
             fileFailed(error);
             return;
         }
@@ -185,11 +177,6 @@ void DropboxUploadBatch::chunkAnswered(qint64 length, bool close, const QByteArr
 void DropboxUploadBatch::fileUploaded()
 {
     FileState& state = mFiles[mCurrent];
-    if (!hashUpTo(state.size)) {
-        fileFailed(DropboxError::make(DropboxError::Kind::Local, QStringLiteral("Could not read %1").arg(state.result.file.localPath)));
-        return;
-    }
-    state.localHash = mHasher.result();
     state.uploaded = true;
     mDoneBytes += state.size;
     mOffset = 0;
@@ -215,9 +202,15 @@ void DropboxUploadBatch::finishNextGroup()
     QJsonArray entries;
     while (mNextToFinish < mFiles.size() && group.size() < kMaxEntriesPerFinish) {
         const int i = mNextToFinish++;
-        const FileState& state = mFiles[i];
+        FileState& state = mFiles[i];
         if (!state.uploaded)
             continue;
+        if (state.localHash.isEmpty()) {
+            // Sent, but not readable a second time: what arrived cannot be checked, so it stays out.
+            state.result.error = DropboxError::make(DropboxError::Kind::Local,
+                                                    QStringLiteral("Could not read %1").arg(state.result.file.localPath));
+            continue;
+        }
         QJsonObject commit;
         commit[QStringLiteral("path")] = state.result.file.dropboxPath;
         commit[QStringLiteral("mode")] = QStringLiteral("add");
@@ -238,7 +231,7 @@ void DropboxUploadBatch::finishNextGroup()
     }
     QJsonObject arg;
     arg[QStringLiteral("entries")] = entries;
-    DropboxCall* call = makeCall(QStringLiteral("files/upload_session/finish_batch_v2"), DropboxCall::compactJson(arg), {}, true);
+    DropboxCall* call = makeCall(QStringLiteral("files/upload_session/finish_batch_v2"), DropboxCall::compactJson(arg), true);
     call->done = [this, group](const DropboxCall::Answer& answer) {
         if (answer.error) {
             endBatch(answer.error.cancelled() || answer.error.kind == DropboxError::Kind::NotLinked
@@ -279,7 +272,7 @@ void DropboxUploadBatch::poll(const QList<int>& group, const QString& jobId)
         }
         QJsonObject arg;
         arg[QStringLiteral("async_job_id")] = jobId;
-        DropboxCall* call = makeCall(QStringLiteral("files/upload_session/finish_batch/check"), DropboxCall::compactJson(arg), {}, true);
+        DropboxCall* call = makeCall(QStringLiteral("files/upload_session/finish_batch/check"), DropboxCall::compactJson(arg), true);
         call->done = [this, group](const DropboxCall::Answer& answer) {
             if (answer.error) {
                 endBatch(answer.error.cancelled() ? DropboxClient::BatchFailure::Other : DropboxClient::BatchFailure::Check,
@@ -336,6 +329,7 @@ void DropboxUploadBatch::endBatch(DropboxClient::BatchFailure failure, const Dro
     if (mEnded)
         return;
     mEnded = true;
+    *mStopHashing = true;
     mPollTimer.stop();
     mFile.close();
     QList<DropboxClient::UploadResult> results;

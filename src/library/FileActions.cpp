@@ -2,6 +2,7 @@
 
 #include "library/TrashOrigins.h"
 #include "library/Utils.h"
+#include "platform/FileIO.h"
 #include "platform/Log.h"
 #include "platform/PartFile.h"
 
@@ -305,6 +306,11 @@ bool cancelled(const CopyControl& control) { return control.cancel && control.ca
 bool copyFileData(const QString& source, QFile& out, QString& why, CopyControl& control)
 {
     QFile in(source);
+    if (!platform::isRegularFile(source)) {
+        why = QStringLiteral("Not a regular file");
+        out.remove();
+        return false;
+    }
     if (!in.open(QIODevice::ReadOnly)) {
         why = in.errorString();
         out.remove();

@@ -85,7 +85,7 @@ void MusicImport::run(const MusicTrack& track, const QString& folder, const Call
         });
     };
     if (!QFileInfo(track.path).isFile())
-        return fail(QStringLiteral("The song is not available on this device"));
+        return fail(QStringLiteral("The song is not available on this computer"));
     std::unique_ptr<platform::AudioFileReader> reader = platform::AudioFileReader::open(track.path);
     if (!reader)
         return fail(QStringLiteral("Could not start reading"));

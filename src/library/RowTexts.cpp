@@ -104,7 +104,7 @@ void appendSubtitle(QString& text, const LibraryItem& item, const QDateTime& now
     }
     QString image;
     if (Utils::pathIsLocalDocumentsLink(item.path)) {
-        text += QLatin1StringView("Shared with computer");
+        text += QLatin1StringView("Shared with desktop");
         image = QStringLiteral("folder_desktop");
     } else if (Utils::pathIsTrashcan(item.path)) {
         text += QLatin1StringView("Deleted items");

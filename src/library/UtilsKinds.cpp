@@ -1,5 +1,6 @@
 #include "library/Utils.h"
 
+#include "platform/FileIO.h"
 #include "platform/TypeIdentifiers.h"
 
 #include <QFile>
@@ -23,6 +24,8 @@ bool fileIsZip(const QString& path) { return conforms(path, "com.pkware.zip-arch
 bool fileIsMIDI(const QString& path)
 {
     // Content, not name: a standard MIDI file starts with "MThd".
+    if (!platform::isRegularFile(path))
+        return false;
     FILE* f = std::fopen(QFile::encodeName(path).constData(), "r");
     if (!f)
         return false;

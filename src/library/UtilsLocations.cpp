@@ -37,11 +37,11 @@ const Cached& cached()
         c.documents = platform::Locations::libraryRoot();
         QDir().mkpath(c.documents);
         c.localDocuments = platform::Locations::privateDocuments();
-        c.link = c.documents + QStringLiteral("/iTunes File Sharing");
+        c.link = c.documents + QStringLiteral("/Desktop File Sharing");
         c.trash = c.documents + QStringLiteral("/Trash");
         const QString real = QFileInfo(c.documents).canonicalFilePath();
         c.realDocuments = real.isEmpty() ? QDir::cleanPath(c.documents) : real;
-        c.realLink = c.realDocuments + QStringLiteral("/iTunes File Sharing");
+        c.realLink = c.realDocuments + QStringLiteral("/Desktop File Sharing");
         c.realTrash = c.realDocuments + QStringLiteral("/Trash");
         c.realDocumentsName = QFileInfo(c.realDocuments).fileName();
         gCached = c;
@@ -126,7 +126,7 @@ SystemItem systemItemAt(const QString& path, std::optional<bool> knownLink = std
     const bool dots = isDots(name);
     const bool link = !dots && (knownLink ? *knownLink : QFileInfo(trimmed).isSymLink());
     // Listings ask for every row: most names cannot be a system item, and cost no resolving.
-    if (!dots && !link && name != QLatin1String("Trash") && name != QLatin1String("iTunes File Sharing")
+    if (!dots && !link && name != QLatin1String("Trash") && name != QLatin1String("Desktop File Sharing")
         && name != c.realDocumentsName)
         return SystemItem::None;
     const QString named = identity(trimmed);
@@ -182,7 +182,7 @@ bool checkPathIsLocalDocumentsLink(const QString& path, QObject* viewController)
     if (!pathIsLocalDocumentsLink(path))
         return false;
     showAlert(QStringLiteral("Not available"),
-              QStringLiteral("This folder can be accessed via iTunes File Sharing but is not available to other "
+              QStringLiteral("This folder can be opened from your file manager but is not available to other "
                              "apps via the Wavelocker Document Picker, due to technical reasons."),
               viewController);
     return true;
@@ -232,13 +232,17 @@ QList<std::pair<QString, QString>> prepareSystemItems()
     if (!isLinkTo(link, local)) {
         if (linkInfo.isSymLink()) {
             if (QFile::remove(link))
-                platform::log(QStringLiteral("Removed old iTunes File Sharing link"));
+                platform::log(QStringLiteral("Removed old Desktop File Sharing link"));
         } else if (linkInfo.exists()) {
             moveAside(link, moved);
         }
         if (QFile::link(local, link))
-            platform::log(QStringLiteral("Created new iTunes File Sharing link"));
+            platform::log(QStringLiteral("Created new Desktop File Sharing link"));
     }
+    // Libraries made by earlier builds carry the link under its former name; only a link to our
+    // own documents folder goes, anything else under that name is the user's.
+    if (const QString former = documentsURL() + QStringLiteral("/iTunes File Sharing"); isLinkTo(former, local))
+        QFile::remove(former);
     const QFileInfo trashInfo(trash);
     if ((trashInfo.exists() || trashInfo.isSymLink()) && (!trashInfo.isDir() || trashInfo.isSymLink()))
         moveAside(trash, moved);

@@ -2,6 +2,7 @@
 
 #include "library/Utils.h"
 #include "library/ZipEntryTarget.h"
+#include "platform/FileIO.h"
 #include "platform/Log.h"
 #include "platform/PartFile.h"
 #include "platform/Settings.h"
@@ -47,7 +48,7 @@ bool ZipArchive::addFileToZip(const QString& file, const QString& newname)
     if (!mWriter)
         return false;
     QFile source(file);
-    if (!source.open(QIODevice::ReadOnly))
+    if (!platform::isRegularFile(file) || !source.open(QIODevice::ReadOnly))
         return false;
     if (!mWriter->openEntry(newname, QFileInfo(source).lastModified(), quint64(source.size()) >= kLargeEntryBytes))
         return false;

@@ -1,6 +1,7 @@
 #include "platform/AudioFileReader.h"
 
 #include "platform/CodecModule.h"
+#include "platform/FileIO.h"
 #include "platform/Log.h"
 #include "platform/SndfileAudioReader.h"
 #include "platform/Swresample.h"
@@ -39,6 +40,10 @@ StreamDescription AudioFileInfo::description() const
 
 std::unique_ptr<AudioFileReader> AudioFileReader::open(const QString& path)
 {
+    if (!isRegularFile(path)) {
+        log(QStringLiteral("Could not read audio file %1: not a regular file").arg(path));
+        return nullptr;
+    }
     QString sndfileReason;
     if (auto reader = SndfileAudioReader::open(path, &sndfileReason))
         return reader;

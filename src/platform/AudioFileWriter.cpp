@@ -1,6 +1,7 @@
 #include "platform/AudioFileWriter.h"
 
 #include "platform/CodecModule.h"
+#include "platform/DownMix.h"
 #include "platform/FourCC.h"
 #include "platform/Log.h"
 #include "platform/SndfileAudioWriter.h"
@@ -19,6 +20,10 @@ namespace platform {
 namespace {
 constexpr int kUsualLayoutChannels = 8;
 constexpr int kWaveSpeakerPositions = 18;
+// libsndfile's limit; the encoders refuse what they can't hold themselves.
+constexpr uint32_t kMostFileChannels = 1024;
+// The most channels the rate and channel converter takes.
+constexpr int kMostConvertedChannels = 64;
 }  // namespace
 
 std::unique_ptr<AudioFileWriter> AudioFileWriter::create(const QString& path, uint32_t fileType,
@@ -26,17 +31,14 @@ std::unique_ptr<AudioFileWriter> AudioFileWriter::create(const QString& path, ui
 {
     QString reason;
     std::unique_ptr<AudioFileWriter> writer;
-    if (fileFormat.channelsPerFrame < 1 || fileFormat.channelsPerFrame > 8 || fileFormat.sampleRate < 1000 ||
+    if (fileFormat.channelsPerFrame < 1 || fileFormat.channelsPerFrame > kMostFileChannels || fileFormat.sampleRate < 1000 ||
         fileFormat.sampleRate > 768000) {
         reason = QStringLiteral("%1 channels at %2 Hz").arg(fileFormat.channelsPerFrame).arg(fileFormat.sampleRate);
     } else if (SndfileAudioWriter::handles(fileType, fileFormat)) {
         writer = SndfileAudioWriter::create(path, fileType, fileFormat, channelMask, &reason);
-    } else if (fileType == fourCC("m4af") && (fileFormat.formatID == fourCC("aac ") || fileFormat.formatID == fourCC("alac"))) {
-        if (const CodecModule* codecs = codecModule(&reason))
-            writer = codecs->createWriter(path, fileFormat, &reason);
-    } else {
-        reason = QStringLiteral("can't write '%1' data in a '%2' file")
-                     .arg(fourCCString(fileFormat.formatID), fourCCString(fileType));
+    } else if (const CodecModule* codecs = codecModule(&reason)) {
+        // The module knows which containers and codecs it encodes, and says so when it can't.
+        writer = codecs->createWriter(path, fileType, fileFormat, &reason);
     }
     if (!writer)
         log(QStringLiteral("Could not create audio file %1: %2").arg(path, reason));
@@ -100,8 +102,8 @@ bool AudioFileWriter::setClientFormat(double sampleRate, int channels, uint64_t 
 {
     const int fileChannels = int(mFormat.channelsPerFrame);
     // Mono and stereo go either way; more channels only mix down to mono or stereo.
-    if (sampleRate < 1000 || sampleRate > 768000 || channels < 1 || channels > 64 ||
-        (channels != fileChannels && fileChannels > 2))
+    if (sampleRate < 1000 || sampleRate > 768000 || channels < 1 ||
+        (channels != fileChannels && (fileChannels > 2 || channels > kMostConvertedChannels)))
         return false;
     mClientRate = sampleRate;
     mClientChannels = channels;
@@ -115,35 +117,20 @@ bool AudioFileWriter::setClientFormat(double sampleRate, int channels, uint64_t 
         return false;
     }
 
-    AVChannelLayout in;
-    AVChannelLayout out;
     // Without named positions: the usual layout up to 7.1, and beyond it WAVE's first speaker
     // positions, as WAVE files without a mask are taken.
-    if (channelMask == 0 || std::popcount(channelMask) != channels || f->av_channel_layout_from_mask(&in, channelMask) < 0) {
-        if (channels <= kUsualLayoutChannels || channels > kWaveSpeakerPositions)
-            f->av_channel_layout_default(&in, channels);
-        else
-            f->av_channel_layout_from_mask(&in, (uint64_t(1) << channels) - 1);
+    if (channelMask == 0 || std::popcount(channelMask) != channels) {
+        channelMask = 0;
+        if (channels > kUsualLayoutChannels && channels <= kWaveSpeakerPositions)
+            channelMask = (uint64_t(1) << channels) - 1;
     }
-    f->av_channel_layout_default(&out, fileChannels);
     SwrContext* swr = nullptr;
-    int err = f->swr_alloc_set_opts2(&swr, &out, AV_SAMPLE_FMT_FLT, int(std::lround(mFormat.sampleRate)), &in,
-                                  AV_SAMPLE_FMT_FLT, int(std::lround(sampleRate)), 0, nullptr);
+    int err = makeConverter(f, &swr, channels, channelMask, false);
+    // Layouts the standard down-mix refuses (more than 18 channels, a side channel without its
+    // pair) take the positional matrix instead.
+    if (err < 0 && channels > 2)
+        err = makeConverter(f, &swr, channels, channelMask, true);
     mSwr.reset(swr);
-    if (err >= 0 && channels > 2) {
-        // The standard down-mix matrices (centre and surrounds at -3 dB, no LFE), scaled so
-        // that no sum can pass full scale, as other tools mix surround files down.
-        err = f->av_opt_set_double(swr, "rematrix_maxval", 1.0, 0);
-    } else if (err >= 0 && channels != fileChannels) {
-        // 2 -> 1 keeps the first channel as it is; 1 -> 2 copies it to both.
-        const double keepFirst[] = {1.0, 0.0};
-        const double duplicate[] = {1.0, 1.0};
-        err = channels == 2 ? f->swr_set_matrix(swr, keepFirst, 2) : f->swr_set_matrix(swr, duplicate, 1);
-    }
-    if (err >= 0)
-        err = f->swr_init(swr);
-    f->av_channel_layout_uninit(&in);
-    f->av_channel_layout_uninit(&out);
     if (err < 0) {
         mSwr.reset();
         mClientRate = mFormat.sampleRate;
@@ -151,6 +138,47 @@ bool AudioFileWriter::setClientFormat(double sampleRate, int channels, uint64_t 
         return false;
     }
     return true;
+}
+
+int AudioFileWriter::makeConverter(const SwresampleFunctions* f, SwrContext** swr, int channels, uint64_t channelMask,
+                                   bool positional) const
+{
+    const int fileChannels = int(mFormat.channelsPerFrame);
+    AVChannelLayout in{};
+    AVChannelLayout out{};
+    if (positional || channels == fileChannels) {
+        // Channels kept as they are (or mixed by our own matrix): no layout needed.
+        in.order = out.order = AV_CHANNEL_ORDER_UNSPEC;
+        in.nb_channels = channels;
+        out.nb_channels = fileChannels;
+    } else {
+        if (channelMask == 0 || f->av_channel_layout_from_mask(&in, channelMask) < 0)
+            f->av_channel_layout_default(&in, channels);
+        f->av_channel_layout_default(&out, fileChannels);
+    }
+    f->swr_free(swr);
+    int err = f->swr_alloc_set_opts2(swr, &out, AV_SAMPLE_FMT_FLT, int(std::lround(mFormat.sampleRate)), &in,
+                                     AV_SAMPLE_FMT_FLT, int(std::lround(mClientRate)), 0, nullptr);
+    if (err >= 0 && positional) {
+        const std::vector<double> matrix = positionalDownMix(channelMask, channels, fileChannels);
+        err = matrix.empty() ? AVERROR(EINVAL) : f->swr_set_matrix(*swr, matrix.data(), channels);
+    } else if (err >= 0 && channels > 2 && channels != fileChannels) {
+        // The standard down-mix matrices (centre and surrounds at -3 dB, no LFE), scaled so
+        // that no sum can pass full scale, as other tools mix surround files down.
+        err = f->av_opt_set_double(*swr, "rematrix_maxval", 1.0, 0);
+    } else if (err >= 0 && channels != fileChannels) {
+        // 2 -> 1 keeps the first channel as it is; 1 -> 2 copies it to both.
+        const double keepFirst[] = {1.0, 0.0};
+        const double duplicate[] = {1.0, 1.0};
+        err = channels == 2 ? f->swr_set_matrix(*swr, keepFirst, 2) : f->swr_set_matrix(*swr, duplicate, 1);
+    }
+    if (err >= 0)
+        err = f->swr_init(*swr);
+    f->av_channel_layout_uninit(&in);
+    f->av_channel_layout_uninit(&out);
+    if (err < 0)
+        f->swr_free(swr);
+    return err;
 }
 
 bool AudioFileWriter::write(const float* interleaved, int64_t frames)

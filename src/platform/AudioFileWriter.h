@@ -10,6 +10,8 @@ struct SwrContext;
 
 namespace platform {
 
+struct SwresampleFunctions;
+
 // What the encoders we ship can give. ALAC takes at most 24-bit samples. The AAC encoder's
 // output stops growing well below the higher rates one can ask of it (at 44.1 kHz stereo
 // 256 and 320 kb/s both come out near 225 kb/s, less for simple material); up to 96 kb/s a
@@ -17,8 +19,8 @@ namespace platform {
 constexpr int kHighestAlacBits = 24;
 constexpr int kHighestAacBitRatePerChannel = 96000;
 
-// Writes the formats we can create: linear PCM in WAVE, AIFF and CAF (libsndfile) and AAC or
-// ALAC in M4A (FFmpeg). Takes interleaved float client data at any rate and channel count and
+// Writes the formats we can create: linear PCM in WAVE, AIFF, AIFC, CAF, W64 and AU, and FLAC
+// (libsndfile); AAC or ALAC in M4A, MP3, and Vorbis or Opus in Ogg (FFmpeg). Takes interleaved float client data at any rate and channel count and
 // converts it to the file's: 2 -> 1 channels keeps the first channel, 1 -> 2 duplicates it, and more
 // channels mix down to stereo or mono by the standard down-mix matrices.
 class AudioFileWriter {
@@ -54,6 +56,9 @@ public:
     virtual bool setEncodeBitRate(int) { return false; }
     // The bit rate the encoder really uses once set up; 0 when there is none.
     virtual int encodeBitRate() { return 0; }
+    // Fixes the encoder's settings and starts it; false when it refuses them (a rate its
+    // tables can't reach). Writers without an encoder are always ready.
+    virtual bool start() { return true; }
 
     bool write(const float* interleaved, int64_t frames);
     // Makes what was written so far readable after a crash (header sizes true, the open
@@ -75,6 +80,10 @@ protected:
 
 private:
     bool converting() const;
+    // A converter from the client's rate and channels to the file's; `positional` takes the
+    // positional down-mix matrix instead of the standard one. FFmpeg's error code.
+    int makeConverter(const SwresampleFunctions* f, SwrContext** swr, int channels, uint64_t channelMask,
+                      bool positional) const;
 
     double mClientRate;
     int mClientChannels;

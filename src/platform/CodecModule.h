@@ -12,13 +12,14 @@ namespace platform {
 // Compressed formats come from FFmpeg, whose libraries take a tenth of a second to load. They
 // live in a module loaded the first time such a file is opened or written, so that programs
 // and commands that only touch PCM files start at once.
-constexpr int kCodecModuleVersion = 2;
+constexpr int kCodecModuleVersion = 3;
 
 struct CodecModule {
     int version;
     std::unique_ptr<AudioFileReader> (*openReader)(const QString& path, QString* reason);
-    // AAC or ALAC in M4A.
-    std::unique_ptr<AudioFileWriter> (*createWriter)(const QString& path, const StreamDescription& format, QString* reason);
+    // AAC or ALAC in M4A ('m4af'), MP3 ('MPG3'), Vorbis or Opus in Ogg ('OggS').
+    std::unique_ptr<AudioFileWriter> (*createWriter)(const QString& path, uint32_t fileType, const StreamDescription& format,
+                                                     QString* reason);
     std::optional<AudioMetadata> (*readMetadata)(const QString& path);
     // AAC or ALAC in M4A written as fragments (see AudioFileWriter::createRecoverable).
     std::unique_ptr<AudioFileWriter> (*createFragmentedWriter)(const QString& path, const StreamDescription& format,

@@ -1,6 +1,8 @@
 #include "platform/FileIO.h"
 
+#include <QFile>
 #include <cerrno>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace platform {
@@ -43,6 +45,12 @@ bool writeAll(int fd, const void* data, qint64 length)
 {
     const auto* bytes = static_cast<const char*>(data);
     return whole(length, [&](qint64 at, qint64 left) { return ::write(fd, bytes + at, size_t(left)); });
+}
+
+bool isRegularFile(const QString& path)
+{
+    struct stat st {};
+    return ::stat(QFile::encodeName(path).constData(), &st) == 0 && S_ISREG(st.st_mode);
 }
 
 }  // namespace platform

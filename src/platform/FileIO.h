@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QString>
 #include <QtGlobal>
 
 namespace platform {
@@ -9,5 +10,9 @@ namespace platform {
 bool preadAll(int fd, void* out, qint64 length, qint64 offset);
 bool pwriteAll(int fd, const void* data, qint64 length, qint64 offset);
 bool writeAll(int fd, const void* data, qint64 length);
+
+// Whether path (links followed) is a regular file. Readers ask first: opening a FIFO or a
+// device someone left in the library would wait for a writer that never comes.
+bool isRegularFile(const QString& path);
 
 }  // namespace platform

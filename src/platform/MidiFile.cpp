@@ -1,5 +1,6 @@
 #include "platform/MidiFile.h"
 
+#include "platform/FileIO.h"
 #include "platform/Log.h"
 
 #include <QFile>
@@ -143,6 +144,8 @@ std::unique_ptr<MidiFile> MidiFile::open(const QString& path, QString* error)
             *error = why;
         return nullptr;
     };
+    if (!isRegularFile(path))
+        return fail(QStringLiteral("Not a regular file"));
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return fail(file.errorString());

@@ -25,6 +25,8 @@ inline constexpr QLatin1String kConnectionsChanged{"AudioEngineConnectionsChange
 // The audio server went away, and came back (object: the host engine).
 inline constexpr QLatin1String kInterruptionBegan{"HostEngineSessionInterruptionBegan"};
 inline constexpr QLatin1String kInterruptionEnded{"HostEngineSessionInterruptionEnded"};
+// Play was pressed and the engine found no audio server to play on.
+inline constexpr QLatin1String kAudioServerUnreachable{"AudioEngineServerUnreachable"};
 
 // The web server started, stopped or was published on the network.
 inline constexpr QLatin1String kWifiChanged{"com.orvenic.Wavelocker.wifi-changed"};

@@ -1,5 +1,6 @@
 #include "platform/Sampler.h"
 
+#include "platform/FileIO.h"
 #include "platform/Log.h"
 #include "platform/SharedLibrary.h"
 
@@ -149,6 +150,8 @@ std::unique_ptr<Sampler> Sampler::create(double sampleRate, QString* error)
 
 int Sampler::loadSoundFont(const QString& path, int patch)
 {
+    if (!isRegularFile(path))
+        return FLUID_FAILED;
     fluid_synth_t* synth = mHandles->synth;
     const int id = fs().fluid_synth_sfload(synth, path.toLocal8Bit().constData(), 1);
     if (id == FLUID_FAILED)

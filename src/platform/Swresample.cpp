@@ -24,8 +24,12 @@ const SwresampleFunctions* swresample()
                                     WL_LIBRARY_FUNCTION(f, av_channel_layout_default),
                                     WL_LIBRARY_FUNCTION(f, av_channel_layout_from_mask),
                                     WL_LIBRARY_FUNCTION(f, av_channel_layout_uninit),
-                                    WL_LIBRARY_FUNCTION(f, av_opt_set_double)},
+                                    WL_LIBRARY_FUNCTION(f, av_opt_set_double),
+                                    WL_LIBRARY_FUNCTION(f, av_log_set_level)},
                                    &error);
+        // Refusals come back as error codes, and we say what they mean.
+        if (loaded)
+            f.av_log_set_level(AV_LOG_QUIET);
         if (!loaded)
             log(QStringLiteral("Sample-rate conversion is not available: %1").arg(error));
     });

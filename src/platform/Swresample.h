@@ -3,6 +3,7 @@
 // SharedLibrary.h): most commands and the start of every program never convert.
 extern "C" {
 #include <libavutil/channel_layout.h>
+#include <libavutil/log.h>
 #include <libavutil/opt.h>
 #include <libswresample/swresample.h>
 }
@@ -20,6 +21,7 @@ struct SwresampleFunctions {
     decltype(&::av_channel_layout_from_mask) av_channel_layout_from_mask;
     decltype(&::av_channel_layout_uninit) av_channel_layout_uninit;
     decltype(&::av_opt_set_double) av_opt_set_double;
+    decltype(&::av_log_set_level) av_log_set_level;
 };
 
 // The functions; nullptr when the library can't be opened (logged once).

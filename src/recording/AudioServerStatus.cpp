@@ -23,6 +23,17 @@ AudioServerStatus::AudioServerStatus(QObject* parent) : QObject(parent)
         setMessage(cameBackText(now()));
         mClear.start();
     });
+    // Nothing running to begin with: say so where play was pressed, then get out of the way.
+    mUnreachable = platform::ScopedObserver(notifications::kAudioServerUnreachable, [this](const auto&) {
+        setMessage(unreachableText());
+        mClear.start();
+    });
+}
+
+QString AudioServerStatus::unreachableText()
+{
+    return QStringLiteral("No audio server is running, so nothing can be heard. Start JACK (or PipeWire's JACK "
+                          "support) and press play again.");
 }
 
 QString AudioServerStatus::wentAwayText(const QString& time)

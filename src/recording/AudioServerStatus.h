@@ -5,9 +5,9 @@
 #include <QString>
 #include <QTimer>
 
-// The short word the window gives when the audio server goes away and when it comes back.
-// The message that it is back clears itself after a while; the one that it is gone stays
-// until it returns.
+// The short word the window gives when the audio server goes away, when it comes back, and
+// when play finds none at all. The message that it is gone stays until it returns; the
+// others clear themselves after a while.
 class AudioServerStatus : public QObject {
     Q_OBJECT
 public:
@@ -19,6 +19,7 @@ public:
 
     static QString wentAwayText(const QString& time);
     static QString cameBackText(const QString& time);
+    static QString unreachableText();
 
 signals:
     void messageChanged(const QString& message);
@@ -30,4 +31,5 @@ private:
     QTimer mClear;
     platform::ScopedObserver mBegan;
     platform::ScopedObserver mEnded;
+    platform::ScopedObserver mUnreachable;
 };

@@ -37,9 +37,10 @@ QString iaaErrorText(int code)
         return QStringLiteral("Invalid format");
     case kRestartApp:
         return QStringLiteral("To fix it, follow the instructions below:\n\n"
-                              "\u2460\u00a0launch the app manually from the home screen. "
-                              "\u2461\u00a0double-tap the home button to show the multitask view. "
-                              "\u2462\u00a0swipe the app upwards to close it. \u2463\u00a0then try again.");
+                              "\u2460\u00a0save what you are working on. "
+                              "\u2461\u00a0quit Wavelocker from its File menu. "
+                              "\u2462\u00a0start it again from your desktop's application menu. "
+                              "\u2463\u00a0then try again.");
     default:
         return QStringLiteral("Error %1").arg(code);
     }

@@ -438,7 +438,7 @@ void Recorder::writerFailed()
         return;
     const QString message = QStringLiteral(
                                 "Recording stopped unexpectedly, could not write to file! Try freeing up some space, "
-                                "closing background apps and reboot your device.\n---\nError code: %1\n")
+                                "closing other programs and restart your computer.\n---\nError code: %1\n")
                                 .arg(mTake->errorCode());
     platform::log(QStringLiteral("Recording Error: %1").arg(message));
     Utils::showAlert(QStringLiteral("Recording Error"), message, mAlertContext);

@@ -91,9 +91,17 @@ void AppDelegate::setupAudioEngine()
     mEngineSetUp = true;
     // After an interruption with nothing playing, or a stop in the background, the engine is
     // idle: whatever starts play (a preview, the editor) brings it back.
-    QObject::connect(FilePlayer::sharedPlayer(), &FilePlayer::playingChanged, this, [](bool playing) {
-        if (const platform::HostEngine* engine = AudioEngine::audioController(); playing && engine && !engine->isRunning())
-            AudioEngine::start();
+    QObject::connect(FilePlayer::sharedPlayer(), &FilePlayer::playingChanged, this, [this](bool playing) {
+        const platform::HostEngine* engine = AudioEngine::audioController();
+        if (!playing || !engine || engine->isRunning())
+            return;
+        AudioEngine::start();
+        // Without a server the play button must not claim to play. Paused after this signal has
+        // reached everyone, so no observer sees "stopped" before "playing".
+        if (engine->isRunning())
+            return;
+        QMetaObject::invokeMethod(this, [] { FilePlayer::sharedPlayer()->pause(); }, Qt::QueuedConnection);
+        platform::NotificationCenter::defaultCenter().post(notifications::kAudioServerUnreachable, engine);
     });
     mInterruptionBegan = platform::ScopedObserver(notifications::kInterruptionBegan,
                                                   [this](const platform::Notification&) { beginInterruption(); });

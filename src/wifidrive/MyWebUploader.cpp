@@ -5,7 +5,7 @@
 #include <QFileInfo>
 
 // System items are the library's own rule: recognised by what a path names once resolved,
-// so "Loops/up/iTunes File Sharing" through "up -> .." is the link itself.
+// so "Loops/up/Desktop File Sharing" through "up -> .." is the link itself.
 
 bool MyWebUploader::shouldDeleteItemAtPath(const QString& path)
 {

@@ -118,17 +118,17 @@ TEST(AudioOperations, NormalizeKeepsWritableContainersAndFallsBackToWave)
     LogCapture log;
     const QString wav = tree.path("tone.wav");
     ASSERT_TRUE(writeToneWav(wav, 1, 48000, 24000));
-    const QString mp3 = tree.path("tone.mp3");
+    const QString mp2 = tree.path("tone.mp2");
     const QString m4a = tree.path("tone.m4a");
-    ASSERT_TRUE(runTool("ffmpeg", {"-v", "error", "-i", wav, "-c:a", "libmp3lame", mp3}));
+    ASSERT_TRUE(runTool("ffmpeg", {"-v", "error", "-i", wav, "-c:a", "mp2", mp2}));
     ASSERT_TRUE(runTool("ffmpeg", {"-v", "error", "-i", wav, "-c:a", "aac", m4a}));
 
-    // MP3 can be read, not written: a 16-bit WAVE at the source's rate, named .wav.
+    // MP2 can be read, not written: a 16-bit WAVE at the source's rate, named .wav.
     QDir().mkpath(tree.path("out"));
-    const auto fromMp3 = Utils::normalize(mp3, tree.path("out/loud.mp3"));
+    const auto fromMp3 = Utils::normalize(mp2, tree.path("out/loud.mp2"));
     ASSERT_TRUE(fromMp3);
     EXPECT_EQ(*fromMp3, tree.path("out/loud.wav"));
-    EXPECT_FALSE(QFileInfo::exists(tree.path("out/loud.mp3")));
+    EXPECT_FALSE(QFileInfo::exists(tree.path("out/loud.mp2")));
     EXPECT_TRUE(log.contains("Creating standard WAVE instead"));
     const Probe p = probe(*fromMp3);
     EXPECT_EQ(p["codec_name"], "pcm_s16le");

@@ -2,6 +2,10 @@
 #include "audiofiles/screens/WaveView.h"
 #include "audiofiles/waveform/WaveformCache.h"
 #include "audiofiles/screens/MidiPlotter.h"
+#include "audiofiles/FileInformation.h"
+#include "library/FileActions.h"
+#include "library/Utils.h"
+#include "platform/AudioFileReader.h"
 #include "support/AudioFixtures.h"
 #include "support/PlaybackFixtures.h"
 #include "support/TempTree.h"
@@ -10,6 +14,7 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 using namespace testsupport;
 
@@ -88,4 +93,28 @@ TEST(DetailViewController, ShowsWaveformFollowsRenamesAndDeletesAndSavesNotes)
     EXPECT_EQ(detail.midiPlotter()->notes().size(), 2u);
     EXPECT_EQ(detail.infoText().toStdString(), "MIDI file\n00:02.000");
     EXPECT_FALSE(detail.toolsButton()->isVisible());
+}
+
+// A FIFO left in the library (by a script, a stray mkfifo) must not hold the window in open()
+// waiting for a writer: clicking it, reading it or copying it answers at once.
+TEST(DetailViewController, FifoInTheLibraryHoldsNoOne)
+{
+    TempTree tree;
+    const QString lib = tree.library();
+    DetailViewController detail;
+    detail.resize(600, 400);
+    detail.show();
+    for (const QString name : {"pipe.wav", "pipe.mid", "pipe.txt"}) {
+        const QString fifo = lib + "/" + name;
+        ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+        detail.setDetailItem(fifo);
+        EXPECT_EQ(detail.emptyText(), "No preview for this kind of file") << name.toStdString();
+        EXPECT_EQ(platform::AudioFileReader::open(fifo), nullptr);
+        EXPECT_FALSE(Utils::fileIsMIDI(fifo));
+        EXPECT_FALSE(Utils::fileInformation(fifo));
+        QString why;
+        EXPECT_FALSE(FileActions::copyItem(fifo, lib + "/copy of " + name, &why));
+        EXPECT_EQ(why, "Not a regular file");
+        EXPECT_FALSE(QFileInfo::exists(lib + "/copy of " + name));
+    }
 }

@@ -3,6 +3,7 @@
 #include "cloud/DropboxAccount.h"
 #include "cloud/DropboxClient.h"
 #include "cloud/DropboxTransfer.h"
+#include "cloud/DropboxUploadBatch.h"
 #include "support/TempTree.h"
 
 #include <QDir>
@@ -136,7 +137,7 @@ TEST_F(DropboxTransferTest, ExportsFolderWithSubfoldersThroughPolledBatch)
     const QString lib = tree.library();
     QMap<QString, QByteArray> local = {
         {"Session/Mix.wav", bytesOf(1, 1000)},
-        {"Session/Drums/Kick.wav", bytesOf(2, 9 * 1024 * 1024 + 17)},  // more than one chunk
+        {"Session/Drums/Kick.wav", bytesOf(2, DropboxUploadBatch::kChunkBytes + 17)},  // more than one chunk
         {"Session/Bass/Line é.wav", bytesOf(3, 20000)},
         {"Session/Bass/Empty.txt", QByteArray()},
     };
@@ -238,6 +239,7 @@ TEST_F(DropboxTransferTest, CancelInTheMiddleLeavesNothingPartial)
     EXPECT_TRUE(filesBelow(lib).isEmpty()) << filesBelow(lib).join(", ").toStdString();
 
     ASSERT_TRUE(writeFile(lib + "/Up/Huge.wav", bytesOf(2, 40 * 1024 * 1024)));
+    ASSERT_TRUE(server.control({{"upload_delay", 0.02}}));
     shown.lastProgress = -1;
     transfer.dropboxUpload({{lib + "/Up/Huge.wav", false}}, lib, "/Out");
     ASSERT_TRUE(testsupport::waitUntil([&] { return shown.lastProgress > 0.0f; }, 30000));
@@ -246,6 +248,38 @@ TEST_F(DropboxTransferTest, CancelInTheMiddleLeavesNothingPartial)
     EXPECT_FALSE(shown.events.last().startsWith("alert:")) << shown.events.last().toStdString();
     EXPECT_FALSE(QFileInfo::exists(server.account("/Out")));
     EXPECT_FALSE(server.stats()["routes"].toObject().contains("files/upload_session/finish_batch_v2"));
+}
+
+// The connection breaking on the way: an upload cut off in its first chunk is sent again and
+// its content hash still covers each byte once; one cut off every time fails alone, nothing
+// committed; a download cut off every time leaves nothing in the library.
+TEST_F(DropboxTransferTest, BrokenConnectionsAreRetriedAndLeaveNothingPartial)
+{
+    const QString lib = tree.library();
+    const QByteArray twoChunks = bytesOf(3, DropboxUploadBatch::kChunkBytes + 1000);
+    ASSERT_TRUE(writeFile(lib + "/Cut.wav", twoChunks));
+    ASSERT_TRUE(server.control({{"close_upload_after", 5 * 1024 * 1024}, {"close_upload_times", 2}}));
+    transfer.dropboxUpload({{lib + "/Cut.wav", false}}, lib, "/Up");
+    ASSERT_TRUE(waitFinished(transfer));
+    EXPECT_EQ(shown.events.last(), "done:Done") << shown.events.join("\n").toStdString();
+    EXPECT_EQ(server.stats()["uploads_cut"].toInt(), 2);
+    EXPECT_TRUE(readFile(server.account("/Up/Cut.wav")) == twoChunks);
+
+    ASSERT_TRUE(writeFile(lib + "/Never.wav", bytesOf(4, 3 * 1024 * 1024)));
+    ASSERT_TRUE(server.control({{"close_upload_after", 1024 * 1024}, {"close_upload_times", 100}}));
+    transfer.dropboxUpload({{lib + "/Never.wav", false}}, lib, "/Up");
+    ASSERT_TRUE(waitFinished(transfer));
+    EXPECT_EQ(shown.events.last(), "alert:Dropbox Upload|The following files failed to upload:\n\nNever.wav");
+    EXPECT_EQ(filesBelow(server.account("/Up")), QStringList({"Cut.wav"}));
+    ASSERT_TRUE(server.control({{"close_upload_times", 0}}));
+
+    ASSERT_TRUE(writeFile(server.account("/In/Half.wav"), bytesOf(5, 3 * 1024 * 1024)));
+    ASSERT_TRUE(server.control({{"truncate_download", QJsonArray{"/In/Half.wav"}}, {"truncate_once", false}}));
+    importInto({{"/In/Half.wav", false}}, "/In", lib + "/Imported");
+    EXPECT_EQ(shown.events.last(), "finish:Done\nCould not import: Half.wav");
+    EXPECT_EQ(filesBelow(lib), QStringList({"Cut.wav", "Never.wav"}));
+    EXPECT_TRUE(log.contains("Dropbox: files/download failed (the answer was cut off), trying again"))
+        << log.lines().join("\n").toStdString();
 }
 
 // Answers that make no sense and names that do not fit give a clear message and lose nothing.

@@ -14,6 +14,7 @@ import json
 import os
 import secrets
 import shutil
+import socket
 import sys
 import threading
 import time
@@ -117,6 +118,12 @@ class Handler(BaseHTTPRequestHandler):
 
     def log_message(self, fmt, *args):
         pass
+
+    def setup(self):
+        super().setup()
+        # Headers and body leave in separate writes: without this, the body of every answer
+        # waits for the client's delayed acknowledgement (40 ms), as no real front end makes it.
+        self.connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
 
     # ---- replies
     def reply(self, status, body=b'', content_type='application/json', headers=None):
@@ -508,6 +515,21 @@ class Handler(BaseHTTPRequestHandler):
             self.reply(400, 'Error in call: Bad HTTP "Content-Type" header: "%s". Expecting "application/octet-stream".'
                        % ctype, 'text/plain')
             return None
+        st = self.server.state
+        with LOCK:
+            # The connection breaks after this many bytes of a body, as many times as asked.
+            cut_after = st.control.get('close_upload_after', -1)
+            if cut_after >= 0 and st.control.get('close_upload_times', 0) > 0:
+                st.control['close_upload_times'] -= 1
+                st.stats['uploads_cut'] = st.stats.get('uploads_cut', 0) + 1
+            else:
+                cut_after = -1
+        delay = st.control.get('upload_delay', 0)
+        if cut_after >= 0:
+            self.rfile.read(min(n, cut_after))
+            self.close_connection = True
+            self.connection.shutdown(socket.SHUT_RDWR)
+            return None
         with open(spool_path, 'ab' if append else 'wb') as f:
             left = n
             while left > 0:
@@ -516,6 +538,8 @@ class Handler(BaseHTTPRequestHandler):
                     break
                 f.write(chunk)
                 left -= len(chunk)
+                if delay:
+                    time.sleep(delay)
         return n
 
     def session_start(self):

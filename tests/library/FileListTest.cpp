@@ -123,18 +123,18 @@ TEST(FileList, SortModesWithSystemItemsLastAndFoldersFirst)
     setTime(lib + "/Trash", 9000);
 
     EXPECT_EQ(names(sortedListing(lib, FileSort::kByName)),
-              QStringList({"Alpha", "beta", "Take 1.wav", "take 2.wav", "Take 10.wav", "iTunes File Sharing", "Trash"}));
+              QStringList({"Alpha", "beta", "Take 1.wav", "take 2.wav", "Take 10.wav", "Desktop File Sharing", "Trash"}));
     EXPECT_EQ(names(sortedListing(lib, FileSort::kByDate)),
-              QStringList({"beta", "Alpha", "Take 10.wav", "Take 1.wav", "take 2.wav", "iTunes File Sharing", "Trash"}));
+              QStringList({"beta", "Alpha", "Take 10.wav", "Take 1.wav", "take 2.wav", "Desktop File Sharing", "Trash"}));
     // Folders never by size, and before any file however large.
     EXPECT_EQ(names(sortedListing(lib, FileSort::kBySize)),
-              QStringList({"Alpha", "beta", "take 2.wav", "Take 1.wav", "Take 10.wav", "iTunes File Sharing", "Trash"}));
+              QStringList({"Alpha", "beta", "take 2.wav", "Take 1.wav", "Take 10.wav", "Desktop File Sharing", "Trash"}));
     const LibraryItemList list = sortedListing(lib, 0);
     EXPECT_TRUE(list[5].isSys);
     EXPECT_TRUE(list[6].isSys);
     EXPECT_FALSE(list[0].isSys);
 
-    EXPECT_EQ(RowTexts::rowForItem(list[5]).subtitle, "Shared with computer");
+    EXPECT_EQ(RowTexts::rowForItem(list[5]).subtitle, "Shared with desktop");
     EXPECT_EQ(RowTexts::rowForItem(list[5]).imageName, "folder_desktop");
     EXPECT_EQ(RowTexts::rowForItem(list[6]).subtitle, "Deleted items");
     EXPECT_EQ(RowTexts::rowForItem(list[6]).imageName, "folder_trash");

@@ -93,5 +93,5 @@ TEST(MusicImport, ListsTaggedSongsAndDecodesToStereoWav)
     MusicTrack gone{music + QStringLiteral("/gone.mp3"), QStringLiteral("Gone"), QStringLiteral("X"), 1};
     import.start(gone, lib, callbacks);
     ASSERT_TRUE(waitUntil([&] { return done.size() == 3; }, 20000));
-    EXPECT_EQ(done[2], QStringLiteral("failed: The song is not available on this device"));
+    EXPECT_EQ(done[2], QStringLiteral("failed: The song is not available on this computer"));
 }

@@ -82,16 +82,16 @@ TEST(SafeMove, StartUpMovesARealFileSharingFolderAsideWithEverythingInIt)
     const QString lib = tree.library();
     const QString link = Utils::localDocumentsLinkURL();
     makeTree(link);
-    writeFile(lib + "/iTunes File Sharing(1)", "an older clash");  // the free name is the next one
+    writeFile(lib + "/Desktop File Sharing(1)", "an older clash");  // the free name is the next one
     const auto before = snapshot(link);
     writeFile(Utils::localDocumentsURL() + "/Local.wav", "local");
 
     LogCapture log;
     const auto moved = Utils::prepareSystemItems();
     ASSERT_EQ(moved.size(), 1);
-    EXPECT_EQ(moved[0].second, lib + "/iTunes File Sharing(2)");
-    EXPECT_EQ(snapshot(lib + "/iTunes File Sharing(2)"), before);
-    EXPECT_EQ(readFile(lib + "/iTunes File Sharing(1)"), "an older clash");
+    EXPECT_EQ(moved[0].second, lib + "/Desktop File Sharing(2)");
+    EXPECT_EQ(snapshot(lib + "/Desktop File Sharing(2)"), before);
+    EXPECT_EQ(readFile(lib + "/Desktop File Sharing(1)"), "an older clash");
     EXPECT_TRUE(QFileInfo(link).isSymLink());
     EXPECT_EQ(readFile(link + "/Local.wav"), "local");
     EXPECT_EQ(log.lines().filter("aside").size(), 1);
@@ -285,7 +285,7 @@ TEST(SafeMove, SystemItemsAreKnownHoweverThePathIsSpelled)
     writeFile(Utils::trashcanURL() + "/2020-01-01 00:00:00/old.wav", "old");
 
     const QString viaDots = lib + "/Sub/..";
-    for (const QString& path : {viaDots + "/Trash", viaDots + "/iTunes File Sharing", viaDots, lib + "/Sub/../../"
+    for (const QString& path : {viaDots + "/Trash", viaDots + "/Desktop File Sharing", viaDots, lib + "/Sub/../../"
                                     + QFileInfo(lib).fileName(),
                                 tree.path("alias") + "/Trash", lib + "/Shortcut", lib + "/./Trash/", lib}) {
         SCOPED_TRACE(path.toStdString());
@@ -303,9 +303,9 @@ TEST(SafeMove, SystemItemsAreKnownHoweverThePathIsSpelled)
     const auto before = snapshot(lib);
     EXPECT_TRUE(FileActions::renameItem(viaDots + "/Trash", "Bin").isEmpty());
     EXPECT_TRUE(FileActions::renameItem(tree.path("alias") + "/Trash", "Bin").isEmpty());
-    EXPECT_TRUE(FileActions::moveItems({viaDots + "/iTunes File Sharing", viaDots + "/Trash"}, lib + "/Sub", viaDots)
+    EXPECT_TRUE(FileActions::moveItems({viaDots + "/Desktop File Sharing", viaDots + "/Trash"}, lib + "/Sub", viaDots)
                     .isEmpty());
-    EXPECT_EQ(FileActions::deleteMany({viaDots + "/Trash", viaDots + "/iTunes File Sharing"}, QDateTime::currentDateTime()),
+    EXPECT_EQ(FileActions::deleteMany({viaDots + "/Trash", viaDots + "/Desktop File Sharing"}, QDateTime::currentDateTime()),
               0);
     EXPECT_FALSE(FileActions::deleteItem(lib + "/Sub/../Trash"));
     EXPECT_EQ(snapshot(lib), before);

@@ -16,7 +16,7 @@ TEST(UtilsStorage, LocationsAndSystemItems)
     const QString lib = tree.library();
     EXPECT_TRUE(QFileInfo(lib).isDir());
     EXPECT_TRUE(Utils::pathIsSystemItem(lib + "/Trash"));
-    EXPECT_TRUE(Utils::pathIsSystemItem(lib + "/iTunes File Sharing"));
+    EXPECT_TRUE(Utils::pathIsSystemItem(lib + "/Desktop File Sharing"));
     EXPECT_FALSE(Utils::pathIsSystemItem(lib + "/Trash/x"));
     EXPECT_TRUE(Utils::pathIsInsideTrashcan(lib + "/Trash/x"));
     EXPECT_FALSE(Utils::pathIsInsideTrashcan(lib + "/Trash"));
@@ -37,7 +37,7 @@ TEST(UtilsStorage, LocationsAndSystemItems)
     EXPECT_FALSE(Utils::checkPathIsLocalDocumentsLink(lib + "/x"));
     ASSERT_EQ(alerts.alerts().size(), 2);
     EXPECT_EQ(alerts.alerts()[0], "Sorry|'Inbox' is reserved by the system, please choose another name.");
-    EXPECT_TRUE(alerts.alerts()[1].startsWith("Not available|This folder can be accessed via iTunes File Sharing"));
+    EXPECT_TRUE(alerts.alerts()[1].startsWith("Not available|This folder can be accessed via Desktop File Sharing"));
 }
 
 TEST(UtilsStorage, KindsByTypeAndMidiByContent)

@@ -272,7 +272,7 @@ TEST(ZipArchive, EntriesLeavingTheFolderAreRefused)
     QDir().mkpath(Utils::localDocumentsURL());
     ASSERT_TRUE(QFile::link(Utils::localDocumentsURL(), Utils::localDocumentsLinkURL()));
     const QString shared = tree.path(QStringLiteral("shared.zip"));
-    writeRawZip(shared, {{QStringLiteral("iTunes File Sharing/in-docs.txt"), "7"}});
+    writeRawZip(shared, {{QStringLiteral("Desktop File Sharing/in-docs.txt"), "7"}});
     delegate.messages.clear();
     ASSERT_TRUE(ItemZipper::unzip(shared, lib, &delegate));
     EXPECT_TRUE(delegate.messages.isEmpty());

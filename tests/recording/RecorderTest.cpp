@@ -331,8 +331,8 @@ TEST_F(RecorderTest, WriteErrorKeepsWhatWasWritten)
     ASSERT_EQ(take.calls, 1);
     EXPECT_TRUE(take.finished);
     const QString expected = QStringLiteral(
-        "Recording stopped unexpectedly, could not write to file! Try freeing up some space, closing background apps "
-        "and reboot your device.\n---\nError code: 28\n");
+        "Recording stopped unexpectedly, could not write to file! Try freeing up some space, closing other programs "
+        "and restart your computer.\n---\nError code: 28\n");
     EXPECT_EQ(failure, expected);
     EXPECT_TRUE(alerts.alerts().contains(QStringLiteral("Recording Error|") + expected));
     EXPECT_FALSE(AudioEngine::recState());

@@ -1,3 +1,4 @@
+#include "audiofiles/FilePlayer.h"
 #include "audiofiles/screens/DetailViewController.h"
 #include "library/FileListModel.h"
 #include "library/FileSort.h"
@@ -5,15 +6,18 @@
 #include "library/screens/MasterViewController.h"
 #include "platform/Locations.h"
 #include "platform/Settings.h"
+#include "recording/AudioServerStatus.h"
 #include "recording/UnfinishedRecording.h"
 #include "shell/AppDelegate.h"
 #include "shell/screens/AppWindow.h"
+#include "support/AudioFixtures.h"
 #include "support/BuildPaths.h"
 #include "support/TempTree.h"
 #include "ui/screens/NavigationController.h"
 
 #include <QDir>
 #include <QFileInfo>
+#include <QLabel>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSplitter>
@@ -62,19 +66,19 @@ TEST(StartUp, LinkMigrationAndRecoveryInOrder)
     ASSERT_EQ(first.size(), 1);
     EXPECT_TRUE(QRegularExpression("^Recovered \\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.wav$").match(first[0]).hasMatch());
     EXPECT_EQ(readFile(library + "/" + first[0]), "wave take");
-    EXPECT_EQ(readFile(library + "/iTunes File Sharing(1)"), "a file where the link belongs");
+    EXPECT_EQ(readFile(library + "/Desktop File Sharing(1)"), "a file where the link belongs");
     EXPECT_EQ(readFile(library + "/Trash(1)"), "a file named Trash");
     EXPECT_FALSE(QFileInfo::exists(Utils::trashcanURL()));  // made when first used
     ASSERT_EQ(alerts.alerts().size(), 3);
-    EXPECT_EQ(alerts.alerts()[0], "Name reserved|'iTunes File Sharing' is reserved by the system. The item you had "
-                                  "under that name is now 'iTunes File Sharing(1)'.");
+    EXPECT_EQ(alerts.alerts()[0], "Name reserved|'Desktop File Sharing' is reserved by the system. The item you had "
+                                  "under that name is now 'Desktop File Sharing(1)'.");
     EXPECT_EQ(alerts.alerts()[1], "Name reserved|'Trash' is reserved by the system. The item you had under that name "
                                   "is now 'Trash(1)'.");
     EXPECT_EQ(alerts.alerts()[2], "Found lost recording|A lost recording was recovered and saved as '" + first[0] + "'");
 
     const QStringList expected = {
-        "Moved 'iTunes File Sharing' aside to 'iTunes File Sharing(1)': the name is reserved by the system",
-        "Created new iTunes File Sharing link",
+        "Moved 'Desktop File Sharing' aside to 'Desktop File Sharing(1)': the name is reserved by the system",
+        "Created new Desktop File Sharing link",
         "Moved 'Trash' aside to 'Trash(1)': the name is reserved by the system",
         "Old Documents folder existent. Moving 3 files...",
         old + "/Sets",
@@ -94,7 +98,7 @@ TEST(StartUp, LinkMigrationAndRecoveryInOrder)
     second.didFinishLaunching();
     EXPECT_EQ(alerts.alerts().size(), 4);
     EXPECT_EQ(log.lines().filter("aside").size(), 2);
-    EXPECT_EQ(log.lines().count("Created new iTunes File Sharing link"), 1);
+    EXPECT_EQ(log.lines().count("Created new Desktop File Sharing link"), 1);
     ASSERT_EQ(recovered(library).size(), 2);
     EXPECT_TRUE(recovered(library).filter(".caf").size() == 1);
 
@@ -104,7 +108,16 @@ TEST(StartUp, LinkMigrationAndRecoveryInOrder)
     AppDelegate third(AppDelegate::Mode::Headless);
     third.didFinishLaunching();
     EXPECT_EQ(QFileInfo(Utils::localDocumentsLinkURL()).symLinkTarget(), Utils::localDocumentsURL());
-    EXPECT_EQ(log.lines().count("Removed old iTunes File Sharing link"), 1);
+    EXPECT_EQ(log.lines().count("Removed old Desktop File Sharing link"), 1);
+
+    // The link under its former name goes too; a real folder of the user's under it stays.
+    const QString former = library + "/iTunes File Sharing";
+    ASSERT_TRUE(QFile::link(Utils::localDocumentsURL(), former));
+    AppDelegate(AppDelegate::Mode::Headless).didFinishLaunching();
+    EXPECT_FALSE(QFileInfo(former).isSymLink());
+    ASSERT_TRUE(QDir().mkpath(former));
+    AppDelegate(AppDelegate::Mode::Headless).didFinishLaunching();
+    EXPECT_TRUE(QFileInfo(former).isDir());
     EXPECT_FALSE(QFileInfo::exists(UnfinishedRecording::temporaryRecordingPath(2)));
     EXPECT_TRUE(UnfinishedRecording::hasUnfinishedRecording().isEmpty());
 }
@@ -149,13 +162,34 @@ TEST(StartUp, WindowHasBothColumnsAndSavesSortModeWhenHidden)
     ASSERT_TRUE(waitUntil([&] { return master->model()->isLoaded(); }));
     // The listing holds the file and the file-sharing link, which sorts last.
     EXPECT_EQ(master->headerText(), "2 ITEMS");
-    EXPECT_EQ(master->model()->index(1).data().toString(), "iTunes File Sharing");
+    EXPECT_EQ(master->model()->index(1).data().toString(), "Desktop File Sharing");
 
     master->sortPress();
     const int mode = FileSort::sortMode();
     window->hide();
     EXPECT_EQ(platform::Settings::value("SortMode").toInt(), mode);
     FileSort::setSortMode(FileSort::kByName);
+}
+
+// A desktop with no audio server running: play must not pretend to play, and the window says why.
+TEST(StartUp, PlayWithoutAudioServerSaysSoAndStaysStopped)
+{
+    TempTree tree;
+    const QString take = tree.library() + "/take.wav";
+    ASSERT_TRUE(writeToneWav(take, 2, 44100, 44100));
+    qputenv("JACK_DEFAULT_SERVER", "wltest-nobody-home");
+    AppWindow delegate;
+    delegate.didFinishLaunching();
+    auto* message = delegate.window()->findChild<QLabel*>(QStringLiteral("AudioServerMessage"));
+    ASSERT_NE(message, nullptr);
+    EXPECT_FALSE(message->isVisible());
+    FilePlayer* player = FilePlayer::sharedPlayer();
+    ASSERT_TRUE(player->loadAudioURL(take));
+    player->play();
+    ASSERT_TRUE(waitUntil([&] { return !player->isPlaying(); }));
+    EXPECT_TRUE(message->isVisible());
+    EXPECT_EQ(message->text(), AudioServerStatus::unreachableText());
+    player->stop();
 }
 
 TEST(StartUp, ServeRunsWithoutDisplayUntilTerminated)
@@ -183,7 +217,7 @@ TEST(StartUp, ServeRunsWithoutDisplayUntilTerminated)
     err += serve.readAllStandardError();
     EXPECT_EQ(serve.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(serve.exitCode(), 0);
-    EXPECT_TRUE(err.contains("Created new iTunes File Sharing link"));
+    EXPECT_TRUE(err.contains("Created new Desktop File Sharing link"));
     EXPECT_TRUE(err.contains("Alert: Found lost recording: A lost recording was recovered and saved as 'Recovered "));
     EXPECT_EQ(QDir(tree.path("lib")).entryList({"Recovered *.aif"}).size(), 1);
 

@@ -92,7 +92,7 @@ QStringList filesBelow(const QString& folder)
 QStringList userEntries(const QString& library)
 {
     QStringList names = entries(library);
-    names.removeAll(QStringLiteral("iTunes File Sharing"));
+    names.removeAll(QStringLiteral("Desktop File Sharing"));
     names.removeAll(QStringLiteral(".wavelocker-uploads"));  // the web drive's own spool
     return names;
 }
@@ -237,7 +237,7 @@ TEST(HandOver, PasteCommandImportsWhatAnotherProgramCopied)
     // A name holding a NUL is refused; nothing else arrives.
     EXPECT_EQ(handOver({"wavelockercmd://addFromPaste?A%00B"}).exitCode, 0);
     ASSERT_TRUE(instance.waitForLog(QStringLiteral("Refused the paste name")));
-    EXPECT_EQ(entries(lib), QStringList({"My_Loop.wav", "iTunes File Sharing"}));
+    EXPECT_EQ(entries(lib), QStringList({"Desktop File Sharing", "My_Loop.wav"}));
 }
 
 TEST(HandOver, RemoteDocumentsArriveWholeOrNotAtAll)

@@ -177,11 +177,17 @@ TEST(MainMenu, KeysTrashRenameUndoRedoAndPutBackByteForByte)
     editor->confirmButton()->click();
     EXPECT_EQ(readFile(lib + "/Bass.wav"), b);
     EXPECT_EQ(w.app.detailViewController()->detailItem(), lib + "/Bass.wav");
+    // The pick follows the new name: what Delete would trash is the renamed file, not the row
+    // that took its place for a moment.
+    ASSERT_TRUE(waitUntil([&] { return w.listed(lib + "/Bass.wav"); }));
+    EXPECT_EQ(w.browser()->selection()->targetPaths(), QStringList{lib + "/Bass.wav"});
     w.focusList();
     w.key(Qt::Key_Z, Qt::ControlModifier);
     EXPECT_EQ(readFile(lib + "/b.wav"), b);
     EXPECT_FALSE(QFileInfo::exists(lib + "/Bass.wav"));
     EXPECT_EQ(w.app.detailViewController()->detailItem(), lib + "/b.wav");
+    ASSERT_TRUE(waitUntil([&] { return w.listed(lib + "/b.wav"); }));
+    EXPECT_EQ(w.browser()->selection()->targetPaths(), QStringList{lib + "/b.wav"});
     w.key(Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier);
     EXPECT_EQ(readFile(lib + "/Bass.wav"), b);
 
@@ -219,5 +225,16 @@ TEST(MainMenu, KeysTrashRenameUndoRedoAndPutBackByteForByte)
     EXPECT_EQ(readFile(lib + "/a.wav"), a);
     EXPECT_EQ(readFile(lib + "/Bass.wav"), b);
     EXPECT_EQ(w.menu()->action("Undo")->text(), "Undo Put Back");
+    // The emptied batch folder goes, and the list with it, back to the Trash.
+    ASSERT_TRUE(waitUntil([&] { return w.browser()->folder() == Utils::trashcanURL(); }));
+    EXPECT_FALSE(QFileInfo::exists(batch));
+
+    // A folder removed outside while shown, its parent too: back to the nearest one that is.
+    QDir().mkpath(lib + "/Sub/Deeper");
+    w.app.libraryNavigationController()->popToViewController(w.app.masterViewController(), false);
+    w.browser()->enterFolder(lib + "/Sub", false)->enterFolder(lib + "/Sub/Deeper", false);
+    ASSERT_EQ(w.browser()->folder(), lib + "/Sub/Deeper");
+    ASSERT_TRUE(QDir(lib + "/Sub").removeRecursively());
+    EXPECT_TRUE(waitUntil([&] { return w.browser() == w.app.masterViewController(); }));
     EXPECT_TRUE(alerts.alerts().isEmpty()) << alerts.alerts().join('\n').toStdString();
 }

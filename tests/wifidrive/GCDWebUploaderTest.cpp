@@ -49,7 +49,7 @@ TEST_F(UploaderFixture, ListShowsFilesAndFoldersAndAnswersFailures)
     EXPECT_EQ(withoutDates(r.body, lib), QJsonDocument::fromJson(json(R"([
         {"path":"/Loops/","name":"Loops"},
         {"path":"/Take.wav","name":"Take.wav","size":1234},
-        {"path":"/iTunes File Sharing/","name":"iTunes File Sharing"}])")).array());
+        {"path":"/Desktop File Sharing/","name":"Desktop File Sharing"}])")).array());
 
     r = client->get("/list?path=/Loops/");
     ASSERT_EQ(r.status, 200);
@@ -182,10 +182,10 @@ TEST_F(UploaderFixture, MoveRenamesAndRefuses)
     r = client->postForm("/move", {{"oldPath", "/Loops/c.wav"}, {"newPath", "/.c.wav"}});
     EXPECT_EQ(r.status, 403);
     EXPECT_EQ(r.body, "Moving to item name \"/.c.wav\" is not allowed");
-    r = client->postForm("/move", {{"oldPath", "/iTunes File Sharing"}, {"newPath", "/Shared"}});
+    r = client->postForm("/move", {{"oldPath", "/Desktop File Sharing"}, {"newPath", "/Shared"}});
     EXPECT_EQ(r.status, 403);
-    EXPECT_EQ(r.body, "Moving \"/iTunes File Sharing\" to \"/Shared\" is not permitted");
-    EXPECT_TRUE(QFileInfo(lib + "/iTunes File Sharing").isSymLink());
+    EXPECT_EQ(r.body, "Moving \"/Desktop File Sharing\" to \"/Shared\" is not permitted");
+    EXPECT_TRUE(QFileInfo(lib + "/Desktop File Sharing").isSymLink());
     r = client->postForm("/move", {{"oldPath", "/Loops"}, {"newPath", "/Loops/Inner"}});
     EXPECT_EQ(r.status, 500);
     EXPECT_TRUE(r.body.startsWith("Failed moving \"/Loops\" to \"/Loops/Inner\" ("));
@@ -210,9 +210,9 @@ TEST_F(UploaderFixture, DeleteRemovesFilesButNoFolders)
     EXPECT_EQ(r.status, 403);
     EXPECT_EQ(r.body, "Deleting \"/Loops\" is not permitted");
     EXPECT_EQ(readFile(lib + "/Loops/b.wav"), "B");
-    r = client->postForm("/delete", {{"path", "/iTunes File Sharing"}});
+    r = client->postForm("/delete", {{"path", "/Desktop File Sharing"}});
     EXPECT_EQ(r.status, 403);
-    EXPECT_EQ(r.body, "Deleting \"/iTunes File Sharing\" is not permitted");
+    EXPECT_EQ(r.body, "Deleting \"/Desktop File Sharing\" is not permitted");
     r = client->postForm("/delete", {{"path", "/a.wav"}});
     EXPECT_EQ(r.status, 404);
     EXPECT_EQ(r.body, "\"/a.wav\" does not exist");
@@ -220,7 +220,7 @@ TEST_F(UploaderFixture, DeleteRemovesFilesButNoFolders)
     EXPECT_EQ(r.status, 403);
     EXPECT_EQ(r.body, "Deleting item name \"/.hidden\" is not allowed");
     // Files behind the file-sharing link are served like the rest of the library.
-    r = client->postForm("/delete", {{"path", "/iTunes File Sharing/doc.wav"}});
+    r = client->postForm("/delete", {{"path", "/Desktop File Sharing/doc.wav"}});
     EXPECT_EQ(r.status, 200);
     EXPECT_FALSE(QFile::exists(privateDocs() + "/doc.wav"));
 }

@@ -50,7 +50,7 @@ protected:
     {
         lib = tree.library();
         QDir().mkpath(privateDocs());
-        QFile::link(privateDocs(), lib + "/iTunes File Sharing");
+        QFile::link(privateDocs(), lib + "/Desktop File Sharing");
         uploader = std::make_unique<Uploader>(lib);
         uploader->setDelegate(&delegate);
         uploader->setBindAddress(QStringLiteral("127.0.0.1"));

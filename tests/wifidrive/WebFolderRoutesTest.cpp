@@ -72,7 +72,7 @@ TEST_F(UploaderFixture, SearchFindsNamesBelowTheFolderOnlyWhereTheLibraryReaches
     r = client->get("/search?path=/&query=cafe%20TAKE");
     EXPECT_EQ(foundPaths(r.body, &truncated), QStringList({"/Loops/Deep/Café take.aif"}));
     r = client->get("/search?path=/&query=shared");
-    EXPECT_EQ(foundPaths(r.body, &truncated), QStringList({"/iTunes File Sharing/Shared take.wav"}));
+    EXPECT_EQ(foundPaths(r.body, &truncated), QStringList({"/Desktop File Sharing/Shared take.wav"}));
     r = client->get("/search?path=/&query=deep");
     const QJsonObject folder = QJsonDocument::fromJson(r.body).object().value("items").toArray().at(0).toObject();
     EXPECT_EQ(folder.value("path").toString(), "/Loops/Deep/");

@@ -155,14 +155,14 @@ TEST_F(UploaderFixture, LinksAndHiddenFoldersDoNotOpenAWayAround)
     ASSERT_TRUE(QFileInfo(lib + "/music/linkup").isSymLink());
     ::mkfifo(QFile::encodeName(lib + "/music/pipe.wav").constData(), 0644);
     start();
-    const QString link = lib + "/iTunes File Sharing";
+    const QString link = lib + "/Desktop File Sharing";
 
     // The documents link under another name of its folder is still the documents link.
-    HttpReply r = client->postForm("/move", {{"oldPath", "music/linkup/iTunes File Sharing"}, {"newPath", "Shared"}});
+    HttpReply r = client->postForm("/move", {{"oldPath", "music/linkup/Desktop File Sharing"}, {"newPath", "Shared"}});
     EXPECT_EQ(r.status, 403);
-    EXPECT_EQ(r.body, "Moving \"music/linkup/iTunes File Sharing\" to \"Shared\" is not permitted");
+    EXPECT_EQ(r.body, "Moving \"music/linkup/Desktop File Sharing\" to \"Shared\" is not permitted");
     EXPECT_EQ(client->postForm("/move", {{"oldPath", "music/linkup/Trash"}, {"newPath", "Bin"}}).status, 403);
-    EXPECT_EQ(client->postForm("/delete", {{"path", "music/linkup/iTunes File Sharing"}}).status, 403);
+    EXPECT_EQ(client->postForm("/delete", {{"path", "music/linkup/Desktop File Sharing"}}).status, 403);
     EXPECT_TRUE(QFileInfo(link).isSymLink());
     EXPECT_TRUE(QFileInfo(lib + "/Trash").isDir());
 
@@ -195,9 +195,9 @@ TEST_F(UploaderFixture, LinksAndHiddenFoldersDoNotOpenAWayAround)
     // Nothing may take the documents link's name while it is away: the next start would put
     // the link back over it.
     ASSERT_TRUE(QFile::remove(link));
-    EXPECT_EQ(client->postForm("/move", {{"oldPath", "Box"}, {"newPath", "music/linkup/iTunes File Sharing"}}).status, 403);
-    EXPECT_EQ(client->postForm("/create", {{"path", "iTunes File Sharing"}}).status, 403);
-    EXPECT_EQ(client->upload("/", "iTunes File Sharing", "x").status, 403);
+    EXPECT_EQ(client->postForm("/move", {{"oldPath", "Box"}, {"newPath", "music/linkup/Desktop File Sharing"}}).status, 403);
+    EXPECT_EQ(client->postForm("/create", {{"path", "Desktop File Sharing"}}).status, 403);
+    EXPECT_EQ(client->upload("/", "Desktop File Sharing", "x").status, 403);
     EXPECT_FALSE(QFileInfo::exists(link));
     EXPECT_TRUE(QFileInfo(lib + "/Box").isDir());
 

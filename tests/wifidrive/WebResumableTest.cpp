@@ -100,16 +100,16 @@ TEST_F(UploaderFixture, ResumableUploadRefusesHostileIdsNamesAndSizes)
     EXPECT_EQ(client->raw(chunkHead(chunkTarget(kId, 0, 4, "/", ".hidden"), 4) + "abcd").status, 403);
     EXPECT_EQ(client->raw(chunkHead(chunkTarget(kId, 0, 4, "/", "a/b.wav"), 4) + "abcd").status, 400);
     EXPECT_EQ(client->raw(chunkHead(chunkTarget(kId, 0, 4, "/../outside", "x.wav"), 4) + "abcd").status, 400);
-    EXPECT_EQ(client->raw(chunkHead(chunkTarget(kId, 0, 4, "/iTunes File Sharing/../..", "x.wav"), 4) + "abcd").status, 400);
+    EXPECT_EQ(client->raw(chunkHead(chunkTarget(kId, 0, 4, "/Desktop File Sharing/../..", "x.wav"), 4) + "abcd").status, 400);
     EXPECT_EQ(client->raw(chunkHead(chunkTarget(kId, 0, 5000, "/", "big.wav"), 4) + "abcd").status, 413);
     HttpReply r = client->raw(chunkHead(chunkTarget(kId, 0, 4, "/", "x.wav"), 8) + "abcdefgh");
     EXPECT_EQ(r.status, 400);
     EXPECT_EQ(client->get("/upload-chunk?id=" + kId).body, "{\"offset\":4}");
     // The vetoes hold as for "/upload": nothing takes the documents link's name.
-    QFile::remove(lib + "/iTunes File Sharing");
-    r = client->raw(chunkHead(chunkTarget("fedcba9876543210", 0, 1, "/", "iTunes File Sharing"), 1) + "x");
+    QFile::remove(lib + "/Desktop File Sharing");
+    r = client->raw(chunkHead(chunkTarget("fedcba9876543210", 0, 1, "/", "Desktop File Sharing"), 1) + "x");
     EXPECT_EQ(r.status, 403);
-    EXPECT_FALSE(QFileInfo::exists(lib + "/iTunes File Sharing"));
+    EXPECT_FALSE(QFileInfo::exists(lib + "/Desktop File Sharing"));
     // A link planted under a part's name is never written through.
     QFile::link(lib + "/keep.wav", uploadFolder() + "/.resume-plantedplanted0000");
     r = client->raw(chunkHead(chunkTarget("plantedplanted0000", 0, 4, "/", "p.wav"), 4) + "evil");

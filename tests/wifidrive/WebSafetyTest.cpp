@@ -110,9 +110,9 @@ TEST_F(UploaderFixture, RequestsThatLeaveTheLibraryAreRefusedAndTouchNothing)
     EXPECT_FALSE(client->get("/list?path=/").body.contains("Elsewhere"));
 
     // The file-sharing link leads into our own documents: served, and uploads land there.
-    EXPECT_EQ(client->upload("/iTunes File Sharing/", "doc.wav", "D").status, 200);
+    EXPECT_EQ(client->upload("/Desktop File Sharing/", "doc.wav", "D").status, 200);
     EXPECT_EQ(readFile(privateDocs() + "/doc.wav"), "D");
-    EXPECT_EQ(client->get("/download?path=/iTunes%20File%20Sharing/doc.wav").body, "D");
+    EXPECT_EQ(client->get("/download?path=/Desktop%20File%20Sharing/doc.wav").body, "D");
 }
 
 TEST_F(UploaderFixture, UploadCutOffMidBodyLeavesNothingBehind)

@@ -80,7 +80,7 @@ TEST_F(UploaderFixture, ScreenSwitchesServerAndShowsItsAddress)
     const QList<QLabel*> labels = screen.findChildren<QLabel*>();
     EXPECT_TRUE(std::any_of(labels.begin(), labels.end(), [](QLabel* l) {
         return l->text() == "Enable transfers between Wavelocker and computers on your local network via web "
-                            "browser, while Wavelocker is running in the foreground.";
+                            "browser, while Wavelocker is running.";
     }));
 
     screen.enableSwitch()->setChecked(true);

@@ -12,6 +12,7 @@
 #include "platform/AudioFileReader.h"
 #include "platform/Background.h"
 #include "platform/Dispatch.h"
+#include "platform/FileIO.h"
 #include "platform/Log.h"
 #include "platform/MainThreadObserver.h"
 #include "platform/Notifications.h"
@@ -255,6 +256,8 @@ void DetailViewController::setDetailItem(const QString& path)
     if (path.isEmpty()) {
         mWaveView->loadURL(QString());
         mContent->setCurrentWidget(mEmpty);
+    } else if (!platform::isRegularFile(path)) {
+        mContent->setCurrentWidget(mEmpty);  // a FIFO or a device: nothing to show, nothing to wait for
     } else if (Utils::fileIsText(path)) {
         QFile file(path);
         mNotesView->setPlainText(file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString());

@@ -108,6 +108,12 @@ MasterViewController::MasterViewController(QWidget* parent)
     connect(mModel, &FileListModel::headerTextChanged, this, &MasterViewController::updateHeader);
     connect(mModel, &FileListModel::modelReset, this, &MasterViewController::updateEmptyText);
     connect(mModel, &FileListModel::rowsInserted, this, &MasterViewController::updateEmptyText);
+    // A picked item renamed here leaves the list and comes back under its new name: the pick
+    // goes with it, not to the neighbour that took its row for a moment.
+    connect(mModel, &FileListModel::rowsInserted, this, [this] {
+        if (!mFollowedPath.isEmpty() && selectPath(mFollowedPath))
+            mFollowedPath.clear();
+    });
     connect(mModel, &FileListModel::rowsRemoved, this, &MasterViewController::updateEmptyText);
     connect(mTable, &QListView::clicked, this, &MasterViewController::rowClicked);
     connect(mTable, &FileListView::currentMovedByKey, this, &MasterViewController::currentMovedByKey);
@@ -211,6 +217,7 @@ void MasterViewController::update() { mModel->update(); }
 
 void MasterViewController::listingFinished()
 {
+    mFollowedPath.clear();
     const QString newFile = Utils::lastNewFile();
     if (newFile.isEmpty()) {
         selectCurrentPath();
@@ -272,6 +279,27 @@ void MasterViewController::directoryDidChange(DirectoryWatcher*)
     if (mModel->isSearching())
         cancelSearch();
     updateDirExternal();
+    leaveIfFolderGone();
+}
+
+void MasterViewController::leaveIfFolderGone()
+{
+    if (mFolderLevel == 0 || QFileInfo(folder()).isDir() || !mNavigation)
+        return;
+    // The folder shown went away (emptied Trash batch, removed outside): back to the nearest
+    // folder above it that still is, once this screen is done with its own signal.
+    platform::log(QStringLiteral("Folder gone: %1").arg(folder()));
+    QMetaObject::invokeMethod(mNavigation, [navigation = mNavigation] {
+        const QList<QWidget*> stack = navigation->viewControllers();
+        for (auto it = stack.crbegin(); it != stack.crend(); ++it) {
+            auto* browser = qobject_cast<MasterViewController*>(*it);
+            if (browser && (browser->folderLevel() == 0 || QFileInfo(browser->folder()).isDir())) {
+                if (browser != navigation->topViewController())
+                    navigation->popToViewController(browser, true);
+                return;
+            }
+        }
+    }, Qt::QueuedConnection);
 }
 
 void MasterViewController::updateDirExternal()
@@ -405,6 +433,8 @@ void MasterViewController::openCurrent()
 
 void MasterViewController::followMove(const QString& path, const QString& newPath)
 {
+    if (mSelection->isSelected(path) && QFileInfo(newPath).path() == folder() && !selectPath(newPath))
+        mFollowedPath = newPath;
     if (!mDetail)
         return;
     mDetail->waveformRenamed(path, newPath);

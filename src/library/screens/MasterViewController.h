@@ -76,6 +76,8 @@ public:
     // Puts the keyboard into the search field, its text selected.
     void focusSearch();
     void updateSortButton(bool animated = false);
+    // When the folder shown is gone, goes back to the nearest folder above it that still is.
+    void leaveIfFolderGone();
     void updateDirExternal();
     void handleSearch(const QString& text);
     void cancelSearch();
@@ -135,6 +137,7 @@ private:
     FileListModel* mModel;
     FileListView* mTable;
     ItemSelection* mSelection;
+    QString mFollowedPath;  // a picked item's new name, picked again once it is listed
     FileRowDelegate* mRowDelegate;
     QLabel* mHeader;
     QLabel* mEmptyText;

@@ -23,6 +23,74 @@ namespace {
 constexpr int kDefaultAacBitRate = 128000;
 // Codec quality from which the encoders' most thorough modes are used.
 constexpr int kHighQuality = 64;
+// LAME's most careful search short of its slowest, and its everyday one.
+constexpr int kMp3CarefulQuality = 2;
+constexpr int kMp3PlainQuality = 5;
+constexpr int kLowestMp3BitRate = 8000;
+constexpr int kHighestMp3BitRate = 320000;
+constexpr int kLowestOpusBitRatePerChannel = 6000;
+constexpr int kHighestOpusBitRatePerChannel = 256000;
+// A rate within this share of one a constant-rate MP3 can have is taken as that rate.
+constexpr double kMp3RateTolerance = 0.01;
+
+// The rates of constant-rate MP3 frames: MPEG-1 above 24 kHz, MPEG-2 and 2.5 below.
+constexpr int kMpeg1Rates[] = {32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320};
+constexpr int kMpeg2Rates[] = {8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160};
+
+// The containers and codecs we encode, with FFmpeg's encoder and muxer for each.
+struct Encoding {
+    uint32_t fileType;
+    uint32_t formatID;
+    const char* encoder;
+    const char* muxer;
+};
+constexpr Encoding kEncodings[] = {
+    {fourCC("m4af"), fourCC("aac "), "aac", "ipod"},      {fourCC("m4af"), fourCC("alac"), "alac", "ipod"},
+    {fourCC("MPG3"), fourCC(".mp3"), "libmp3lame", "mp3"}, {fourCC("OggS"), fourCC("vorb"), "libvorbis", "ogg"},
+    {fourCC("OggS"), fourCC("opus"), "libopus", "ogg"},
+};
+
+const Encoding* encodingFor(uint32_t fileType, uint32_t formatID)
+{
+    for (const Encoding& e : kEncodings)
+        if (e.fileType == fileType && e.formatID == formatID)
+            return &e;
+    return nullptr;
+}
+
+// The sample layout we hand the encoder: float where it takes float, else integers.
+AVSampleFormat sampleFormatFor(const AVCodec* codec, const StreamDescription& format)
+{
+    if (codec->id == AV_CODEC_ID_ALAC) {
+        // ALAC depth from the flags; the encoder takes 16 bits, or 24 carried in 32-bit words.
+        const int bits = alacBitsForFlags(format.formatFlags);
+        return bits == 16 || bits == 0 ? AV_SAMPLE_FMT_S16P : AV_SAMPLE_FMT_S32P;
+    }
+    for (const AVSampleFormat wanted : {AV_SAMPLE_FMT_FLTP, AV_SAMPLE_FMT_FLT, AV_SAMPLE_FMT_S16P, AV_SAMPLE_FMT_S16}) {
+        for (const AVSampleFormat* f = codec->sample_fmts; f && *f != AV_SAMPLE_FMT_NONE; ++f)
+            if (*f == wanted)
+                return wanted;
+    }
+    return AV_SAMPLE_FMT_NONE;
+}
+
+// The constant MP3 rate a request stands for, or 0 when it is none of them.
+int constantMp3Rate(int bitsPerSecond, double sampleRate)
+{
+    auto matches = [bitsPerSecond](int kbps) {
+        return std::abs(bitsPerSecond - kbps * 1000) <= kbps * 1000 * kMp3RateTolerance;
+    };
+    if (sampleRate > 24000) {
+        for (int kbps : kMpeg1Rates)
+            if (matches(kbps))
+                return kbps * 1000;
+    } else {
+        for (int kbps : kMpeg2Rates)
+            if (matches(kbps))
+                return kbps * 1000;
+    }
+    return 0;
+}
 
 }  // namespace
 
@@ -49,15 +117,31 @@ struct FFmpegAudioWriter::Handles {
     }
 };
 
-std::unique_ptr<AudioFileWriter> FFmpegAudioWriter::create(const QString& path, const StreamDescription& format,
-                                                           QString* reason)
+bool FFmpegAudioWriter::writes(uint32_t fileType, uint32_t formatID) { return encodingFor(fileType, formatID) != nullptr; }
+
+std::unique_ptr<AudioFileWriter> FFmpegAudioWriter::create(const QString& path, uint32_t fileType,
+                                                           const StreamDescription& format, QString* reason)
 {
     ffmpeg::quietLibraryLog();
-    const bool aac = format.formatID == fourCC("aac ");
-    const AVCodec* codec = avcodec_find_encoder(aac ? AV_CODEC_ID_AAC : AV_CODEC_ID_ALAC);
-    const AVOutputFormat* muxer = av_guess_format("ipod", nullptr, nullptr);
+    const Encoding* encoding = encodingFor(fileType, format.formatID);
+    if (!encoding) {
+        *reason = QStringLiteral("can't write '%1' data in a '%2' file")
+                      .arg(fourCCString(format.formatID), fourCCString(fileType));
+        return nullptr;
+    }
+    const AVCodec* codec = avcodec_find_encoder_by_name(encoding->encoder);
+    const AVOutputFormat* muxer = av_guess_format(encoding->muxer, nullptr, nullptr);
     if (!codec || !muxer) {
         *reason = QStringLiteral("no encoder or muxer");
+        return nullptr;
+    }
+    if (codec->id == AV_CODEC_ID_ALAC && alacBitsForFlags(format.formatFlags) > kHighestAlacBits) {
+        *reason = QStringLiteral("ALAC takes at most %1-bit samples").arg(kHighestAlacBits);
+        return nullptr;
+    }
+    const AVSampleFormat sampleFormat = sampleFormatFor(codec, format);
+    if (sampleFormat == AV_SAMPLE_FMT_NONE) {
+        *reason = QStringLiteral("the %1 encoder takes no sample layout we write").arg(QLatin1String(encoding->encoder));
         return nullptr;
     }
     auto h = std::make_unique<Handles>();
@@ -74,20 +158,11 @@ std::unique_ptr<AudioFileWriter> FFmpegAudioWriter::create(const QString& path, 
     enc->sample_rate = int(format.sampleRate);
     enc->time_base = AVRational{1, enc->sample_rate};
     av_channel_layout_default(&enc->ch_layout, int(format.channelsPerFrame));
-    if (aac) {
-        enc->sample_fmt = AV_SAMPLE_FMT_FLTP;
+    enc->sample_fmt = sampleFormat;
+    if (sampleFormat == AV_SAMPLE_FMT_S32P)
+        enc->bits_per_raw_sample = 24;
+    if (codec->id == AV_CODEC_ID_AAC)
         enc->bit_rate = kDefaultAacBitRate;
-    } else {
-        // ALAC depth from the flags; the encoder takes 16 bits, or 24 carried in 32-bit words.
-        const int bits = alacBitsForFlags(format.formatFlags);
-        if (bits > kHighestAlacBits) {
-            *reason = QStringLiteral("ALAC takes at most %1-bit samples").arg(kHighestAlacBits);
-            return nullptr;
-        }
-        enc->sample_fmt = bits == 16 || bits == 0 ? AV_SAMPLE_FMT_S16P : AV_SAMPLE_FMT_S32P;
-        if (enc->sample_fmt == AV_SAMPLE_FMT_S32P)
-            enc->bits_per_raw_sample = 24;
-    }
     if (h->fmt->oformat->flags & AVFMT_GLOBALHEADER)
         enc->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     err = avio_open(&h->fmt->pb, file.constData(), AVIO_FLAG_WRITE);
@@ -101,7 +176,7 @@ std::unique_ptr<AudioFileWriter> FFmpegAudioWriter::create(const QString& path, 
 std::unique_ptr<AudioFileWriter> FFmpegAudioWriter::createFragmented(const QString& path,
                                                                      const StreamDescription& format, QString* reason)
 {
-    auto writer = create(path, format, reason);
+    auto writer = create(path, fourCC("m4af"), format, reason);
     if (writer)
         static_cast<FFmpegAudioWriter*>(writer.get())->mFragmented = true;
     return writer;
@@ -118,26 +193,60 @@ bool FFmpegAudioWriter::setCodecQuality(int quality)
 {
     if (mH->opened)
         return false;
-    if (mFormat.formatID == fourCC("aac "))
+    switch (mH->enc->codec_id) {
+    case AV_CODEC_ID_AAC:
         return av_opt_set(mH->enc->priv_data, "aac_coder", quality >= kHighQuality ? "twoloop" : "fast", 0) >= 0;
-    mH->enc->compression_level = quality >= kHighQuality ? 2 : 1;
-    return true;
+    case AV_CODEC_ID_MP3:
+        mH->enc->compression_level = quality >= kHighQuality ? kMp3CarefulQuality : kMp3PlainQuality;
+        return true;
+    case AV_CODEC_ID_ALAC:
+        mH->enc->compression_level = quality >= kHighQuality ? 2 : 1;
+        return true;
+    default:
+        // The Vorbis and Opus encoders search as carefully as they can already.
+        return true;
+    }
 }
 
 bool FFmpegAudioWriter::setEncodeBitRate(int bitsPerSecond)
 {
-    if (mH->opened || mFormat.formatID != fourCC("aac ") || bitsPerSecond <= 0)
+    if (mH->opened || bitsPerSecond <= 0)
         return false;
-    mH->enc->bit_rate = std::min<int64_t>(bitsPerSecond, int64_t(kHighestAacBitRatePerChannel) * mFormat.channelsPerFrame);
-    return true;
+    AVCodecContext* enc = mH->enc;
+    const int64_t channels = mFormat.channelsPerFrame;
+    switch (enc->codec_id) {
+    case AV_CODEC_ID_AAC:
+        enc->bit_rate = std::min<int64_t>(bitsPerSecond, kHighestAacBitRatePerChannel * channels);
+        return true;
+    case AV_CODEC_ID_MP3: {
+        // A rate that constant-rate frames can have is kept exactly; any other (the average of
+        // a variable-rate source) is the target of LAME's average-rate mode.
+        const int constant = constantMp3Rate(bitsPerSecond, mFormat.sampleRate);
+        enc->bit_rate = constant > 0 ? constant : std::clamp(bitsPerSecond, kLowestMp3BitRate, kHighestMp3BitRate);
+        return av_opt_set_int(enc->priv_data, "abr", constant > 0 ? 0 : 1, 0) >= 0;
+    }
+    case AV_CODEC_ID_OPUS:
+        enc->bit_rate = std::clamp<int64_t>(bitsPerSecond, kLowestOpusBitRatePerChannel * channels,
+                                            kHighestOpusBitRatePerChannel * channels);
+        // Free variable rate wanders a quarter above the request on some material.
+        return av_opt_set(enc->priv_data, "vbr", "constrained", 0) >= 0;
+    case AV_CODEC_ID_VORBIS:
+        // The encoder's average-rate mode; it refuses rates its tables can't reach when opened.
+        enc->bit_rate = bitsPerSecond;
+        return true;
+    default:
+        return false;
+    }
 }
 
 int FFmpegAudioWriter::encodeBitRate()
 {
-    if (mFormat.formatID != fourCC("aac ") || !ensureOpen())
+    if (mH->enc->codec_id == AV_CODEC_ID_ALAC || !ensureOpen())
         return 0;
     return int(mH->enc->bit_rate);
 }
+
+bool FFmpegAudioWriter::start() { return ensureOpen(); }
 
 bool FFmpegAudioWriter::ensureOpen()
 {
@@ -191,7 +300,9 @@ bool FFmpegAudioWriter::writeFile(const float* interleaved, int64_t frames)
             return false;
         const int n = int(std::min<int64_t>(frames - done, frameSize - mH->fill));
         const float* src = interleaved + done * channels;
-        for (int c = 0; c < channels; ++c) {
+        if (mH->enc->sample_fmt == AV_SAMPLE_FMT_FLT)
+            std::copy_n(src, size_t(n) * channels, reinterpret_cast<float*>(frame->data[0]) + size_t(mH->fill) * channels);
+        for (int c = 0; c < channels && mH->enc->sample_fmt != AV_SAMPLE_FMT_FLT; ++c) {
             uint8_t* plane = frame->extended_data[c];
             switch (mH->enc->sample_fmt) {
             case AV_SAMPLE_FMT_FLTP: {
@@ -204,6 +315,12 @@ bool FFmpegAudioWriter::writeFile(const float* interleaved, int64_t frames)
                 int16_t* dst = reinterpret_cast<int16_t*>(plane) + mH->fill;
                 for (int i = 0; i < n; ++i)
                     dst[i] = int16_t(roundClipped(src[i * channels + c], 32768.0f, -32768.0f, 32767.0f));
+                break;
+            }
+            case AV_SAMPLE_FMT_S16: {
+                int16_t* dst = reinterpret_cast<int16_t*>(frame->data[0]) + size_t(mH->fill) * channels + c;
+                for (int i = 0; i < n; ++i)
+                    dst[size_t(i) * channels] = int16_t(roundClipped(src[i * channels + c], 32768.0f, -32768.0f, 32767.0f));
                 break;
             }
             default: {

@@ -5,10 +5,13 @@
 
 namespace platform {
 
-// AAC or ALAC in an M4A file through FFmpeg's encoders and its iPod-flavoured MP4 muxer.
+// AAC or ALAC in an M4A file (FFmpeg's iPod-flavoured MP4 muxer), MP3, and Vorbis or Opus in
+// Ogg, through FFmpeg's encoders.
 class FFmpegAudioWriter final : public AudioFileWriter {
 public:
-    static std::unique_ptr<AudioFileWriter> create(const QString& path, const StreamDescription& format, QString* reason);
+    static bool writes(uint32_t fileType, uint32_t formatID);
+    static std::unique_ptr<AudioFileWriter> create(const QString& path, uint32_t fileType, const StreamDescription& format,
+                                                   QString* reason);
     // Written as fragments of about a checkpoint each, every one complete with its index, so
     // a file cut off anywhere plays up to its last checkpoint; close() makes it a plain M4A.
     static std::unique_ptr<AudioFileWriter> createFragmented(const QString& path, const StreamDescription& format,
@@ -19,6 +22,7 @@ public:
     bool setCodecQuality(int quality) override;
     bool setEncodeBitRate(int bitsPerSecond) override;
     int encodeBitRate() override;
+    bool start() override;
 
 protected:
     bool writeFile(const float* interleaved, int64_t frames) override;

@@ -20,7 +20,7 @@ namespace {
 const QString kTitle = QStringLiteral("WiFi Drive");
 const QString kExplanation = QStringLiteral(
     "Enable transfers between Wavelocker and computers on your local network via web browser, while Wavelocker "
-    "is running in the foreground.");
+    "is running.");
 const QString kCancel = QStringLiteral("Cancel");
 const QString kSwitchLabel = QStringLiteral("WiFi Drive");
 const QString kHttpsLabel = QStringLiteral("Use HTTPS (with a certificate of its own; browsers ask you to trust it once)");
