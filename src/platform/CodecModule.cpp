@@ -61,6 +61,14 @@ Loaded load()
 
 }  // namespace
 
+QString codecModulePath()
+{
+    for (const QString& path : candidates())
+        if (QFileInfo::exists(path))
+            return path;
+    return {};
+}
+
 const CodecModule* codecModule(QString* reason)
 {
     static std::once_flag once;
