@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Dropbox transfers against the local stand-in server (tests/cloud/dropbox_test_server.py):
 # download and upload of 1 GiB by the tool against curl doing the same requests to the same
-# server in the same run, and the tool's peak memory for 10 MiB and 1 GiB each way.
+# server in the same run (in turn, the best of five each), and the tool's peak memory for
+# 10 MiB and 1 GiB each way.
 set -euo pipefail
 HERE=$(cd "$(dirname "$0")" && pwd)
 . "$HERE/common.sh"
@@ -52,15 +53,33 @@ curl_up() {
     "$URL/2/files/upload_session/finish_batch_v2" >/dev/null
 }
 
+# best_pair TOOL_FN CURL_FN FILE: the best seconds of each over five rounds taken in turn, so that
+# both meet the same load of a shared machine.
+best_pair() {
+  local a="" b="" t
+  for _ in 1 2 3 4 5; do
+    t=$(seconds_once "$1" "$3")
+    if [ -z "$a" ] || [ "$(echo "$t < $a" | bc -l)" = 1 ]; then a=$t; fi
+    t=$(seconds_once "$2" "$3")
+    if [ -z "$b" ] || [ "$(echo "$t < $b" | bc -l)" = 1 ]; then b=$t; fi
+  done
+  echo "$a $b"
+}
+seconds_once() {
+  local start end
+  start=$(date +%s.%N)
+  "$@" >/dev/null 2>&1
+  end=$(date +%s.%N)
+  printf '%.3f' "$(echo "$end - $start" | bc -l)"
+}
+
 tool_down big.bin >/dev/null 2>&1
 cmp -s "$LIB/big.bin" "$ROOT/big.bin" || { echo "download differs"; exit 1; }
-t_tool=$(seconds tool_down big.bin)
-t_curl=$(seconds curl_down big.bin)
+read -r t_tool t_curl < <(best_pair tool_down curl_down big.bin)
 echo "download 1 GiB: tool ${t_tool}s, curl ${t_curl}s, ratio $(ratio "$t_tool" "$t_curl")"
 tool_up big.bin >/dev/null 2>&1
 cmp -s "$ROOT/up/big.bin" "$W/big.bin" || { echo "upload differs"; exit 1; }
-t_tool=$(seconds tool_up big.bin)
-t_curl=$(seconds curl_up big.bin)
+read -r t_tool t_curl < <(best_pair tool_up curl_up big.bin)
 echo "upload 1 GiB: tool ${t_tool}s, curl ${t_curl}s, ratio $(ratio "$t_tool" "$t_curl")"
 
 rm -rf "$LIB"/* "$ROOT/up"

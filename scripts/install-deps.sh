@@ -11,7 +11,7 @@ PACKAGES=(
   # audio files
   libsndfile1-dev libavformat-dev libavcodec-dev libavutil-dev libswresample-dev
   # audio engine, MIDI and plugins
-  libjack-jackd2-dev jackd2 libasound2-dev libfluidsynth-dev timgm6mb-soundfont libsmf-dev liblilv-dev lv2-dev
+  libjack-jackd2-dev jackd2 libasound2-dev libfluidsynth-dev timgm6mb-soundfont libsmf-dev liblilv-dev libsuil-dev lv2-dev
   # plugins the tests host, and reference hosts they compare with
   mda-lv2 swh-lv2 x42-plugins lilv-utils lv2file
   # property lists, zip, web service, service registration, QR codes of its address

@@ -16,13 +16,16 @@ namespace {
 // 0.05 dB as a power of ten: a lossy result whose decoded peak is further from full scale
 // than this is encoded again with its gain corrected.
 constexpr double kLossyPeakTolerance = 0.05 / 20;
+// A correction that decoders apply exactly (1/256 dB steps) aims closer: 0.01 dB.
+constexpr double kDecoderGainTolerance = 0.01 / 20;
 // Encodes of a lossy result at most: the first and its corrections. One correction lands
 // when the encoder's error grows with the gain; where its choices change with the level (a
 // low bit rate, sharp attacks, Vorbis) the next corrections close in on full scale.
 constexpr int kMostLossyEncodes = 5;
 
-// The loudest sample of a written file as a player decodes it; 0 when it can't be read.
-float decodedPeak(const QString& path)
+// The loudest sample of a written file as a player decodes it; 0 when it can't be read or
+// the operation is cancelled.
+float decodedPeak(const QString& path, const CancelFlag* cancel)
 {
     auto written = openSource(path, "Could not set client format on input audiofile");
     if (!written)
@@ -32,7 +35,8 @@ float decodedPeak(const QString& path)
     std::vector<float> buffer;
     const bool ok = streamChunks(
         *written, nullptr, buffer, INT64_MAX,
-        [&](float* chunk, int frames, int64_t) { peak = SampleProcessing::peak(chunk, size_t(frames) * channels, peak); }, {});
+        [&](float* chunk, int frames, int64_t) { peak = SampleProcessing::peak(chunk, size_t(frames) * channels, peak); }, {},
+        cancel);
     return ok ? peak : 0;
 }
 
@@ -98,7 +102,8 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
     };
     double from = 0.5;
     bool lossy = false;
-    auto encode = [&](float gain) -> std::optional<Attempt> {
+    bool decoderGain = false;
+    auto encode = [&](float gain, double decoderDb) -> std::optional<Attempt> {
         Attempt a;
         a.gain = gain;
         a.temp = temporaryFileFor(dest);
@@ -109,6 +114,7 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
             return std::nullopt;
         a.dest = output->dest;
         lossy = isLossy(output->writer->fileFormat());
+        decoderGain = output->writer->setDecoderGain(decoderDb);
         const double share = lossy ? (1 - from) / 2 : 1 - from;
         const bool ok = reader->seek(0) &&
                         streamChunks(
@@ -128,21 +134,34 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
         return a;
     };
 
-    auto best = encode(scale);
+    auto best = encode(scale, 0);
     if (!best)
         return std::nullopt;
     if (lossy && peak > 0) {
-        best->decoded = decodedPeak(best->temp->path());
+        best->decoded = decodedPeak(best->temp->path(), cancel);
         std::vector<Measured> tried = {{best->gain, best->decoded}};
-        while (int(tried.size()) < kMostLossyEncodes && tried.back().decoded > 0 &&
+        // A format whose decoders apply a gain of its header (Opus) takes the correction there,
+        // exactly, on the same encode.
+        if (decoderGain && best->decoded > 0 && distanceFromFullScale(best->decoded) > kDecoderGainTolerance) {
+            const double db = -20 * std::log10(double(best->decoded));
+            log(QString::asprintf("Decoded peak: %g, decoders scale it by %.2f dB", double(best->decoded), db));
+            auto next = encode(best->gain, db);
+            if (!next)
+                return std::nullopt;
+            next->decoded = decodedPeak(next->temp->path(), cancel);
+            tried.push_back({next->gain, next->decoded});
+            if (next->decoded > 0 && distanceFromFullScale(next->decoded) < distanceFromFullScale(best->decoded))
+                best = std::move(next);
+        }
+        while (!decoderGain && int(tried.size()) < kMostLossyEncodes && tried.back().decoded > 0 &&
                distanceFromFullScale(best->decoded) > kLossyPeakTolerance) {
             const Measured last = tried.back();
             const float corrected = nextGain(tried);
             log(QString::asprintf("Decoded peak: %g, scaling again with: %g", double(last.decoded), double(corrected)));
-            auto next = encode(corrected);
+            auto next = encode(corrected, 0);
             if (!next)
                 return std::nullopt;
-            next->decoded = decodedPeak(next->temp->path());
+            next->decoded = decodedPeak(next->temp->path(), cancel);
             tried.push_back({next->gain, next->decoded});
             if (next->decoded > 0 && distanceFromFullScale(next->decoded) < distanceFromFullScale(best->decoded))
                 best = std::move(next);
@@ -151,10 +170,13 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
             if (corrected > last.gain && tried.back().decoded <= last.decoded * 1.001f)
                 break;
         }
-        if (distanceFromFullScale(best->decoded) > kLossyPeakTolerance)
+        if (distanceFromFullScale(best->decoded) > (decoderGain ? kDecoderGainTolerance : kLossyPeakTolerance))
             log(QString::asprintf("The encoder keeps the peak at %g after decoding", double(best->decoded)));
         report(progressBlock, 1);
     }
+    // Cancelled while a result was measured: nothing arrives.
+    if (cancel && cancel->load())
+        return std::nullopt;
     const double rate = reader->sampleRate();
     reader.reset();
     if (!moveIntoPlace(*best->temp, best->dest, true, best->written, rate))

@@ -205,7 +205,9 @@ void DropboxCall::sendWithToken()
         attempt.hasRetryAfter = result.hasHeader("Retry-After");
         attempt.retryAfter = result.header("Retry-After");
         if (result.localError)
-            attempt.localFailure = mStyle == Style::Download ? QStringLiteral("Could not write the downloaded file") : result.error;
+            attempt.localFailure = mStyle == Style::Download
+                                       ? QStringLiteral("Could not write the downloaded file: %1").arg(result.reason)
+                                       : result.error;
         else if (!result.error.isEmpty() && (result.status == 0 || (result.status >= 200 && result.status < 300)))
             attempt.failure = result.error;
         answered(attempt);

@@ -59,6 +59,9 @@ public:
     // Fixes the encoder's settings and starts it; false when it refuses them (a rate its
     // tables can't reach). Writers without an encoder are always ready.
     virtual bool start() { return true; }
+    // A gain every decoder applies to the whole file (Opus's header gain), set before the
+    // first write; false where the format has none.
+    virtual bool setDecoderGain(double) { return false; }
 
     bool write(const float* interleaved, int64_t frames);
     // Makes what was written so far readable after a crash (header sizes true, the open

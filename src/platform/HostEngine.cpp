@@ -152,7 +152,10 @@ bool HostEngine::openClient(bool quiet)
     jack_set_buffer_size_callback(
         c,
         [](jack_nframes_t frames, void* self) {
-            static_cast<HostEngine*>(self)->mBufferSize = frames;
+            auto* engine = static_cast<HostEngine*>(self);
+            engine->mBufferSize = frames;
+            if (engine->onBufferSizeChanging)
+                engine->onBufferSizeChanging(frames);
             return 0;
         },
         this);

@@ -121,6 +121,10 @@ signals:
 public:
     std::function<void()> onConnectionsChanged;
     std::function<void(double sampleRate)> onSampleRateChanged;
+    // Called on the server's notification thread as its block length changes, before cycles
+    // of the new length run; set it before the session opens. Whatever it touches must be
+    // safe from that thread.
+    std::function<void(uint32_t frames)> onBufferSizeChanging;
 
 private:
     struct Message {

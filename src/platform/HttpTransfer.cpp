@@ -139,6 +139,14 @@ struct Descriptor {
     }
 };
 
+// A file of ours failed: what, and the system's reason (errno, read right after the failing call).
+void failLocally(HttpTransfer::Result& result, const QString& what, int error)
+{
+    result.localError = true;
+    result.reason = QString::fromLocal8Bit(std::strerror(error));
+    result.error = QStringLiteral("%1: %2").arg(what, result.reason);
+}
+
 QByteArray trimmedHeaderPart(const char* data, size_t size)
 {
     return QByteArray(data, qsizetype(size)).trimmed();
@@ -193,9 +201,11 @@ size_t readBody(char* buffer, size_t size, size_t count, void* user)
         return 0;
     const qint64 offset = r.bodyOffset + x->bodyPosition;
     if (!preadAll(x->body.fd, buffer, want, offset)) {
-        x->result.localError = true;
-        x->result.error = errno == ENOSPC ? QStringLiteral("%1 ended before the bytes to send").arg(r.bodyFile)
-                                          : QStringLiteral("Could not read %1: %2").arg(r.bodyFile, QString::fromLocal8Bit(std::strerror(errno)));
+        const int error = errno;
+        if (error == ENOSPC)  // what preadAll says when the file ends first
+            failLocally(x->result, QStringLiteral("%1 ended before the bytes to send").arg(r.bodyFile), EIO);
+        else
+            failLocally(x->result, QStringLiteral("Could not read %1").arg(r.bodyFile), error);
         return CURL_READFUNC_ABORT;
     }
     x->bodyPosition += want;
@@ -247,8 +257,7 @@ size_t takeAnswer(char* data, size_t size, size_t count, void* user)
         return length;
     }
     if (!writeAll(x->answer.fd, data, qint64(length))) {
-        x->result.localError = true;
-        x->result.error = QStringLiteral("Could not write %1: %2").arg(r.answerFile, QString::fromLocal8Bit(std::strerror(errno)));
+        failLocally(x->result, QStringLiteral("Could not write %1").arg(r.answerFile), errno);
         return 0;  // ends the exchange
     }
     if (r.answerTap)
@@ -283,14 +292,14 @@ bool openFiles(Exchange& x)
     if (!r.bodyFile.isEmpty()) {
         x.body.fd = ::open(QFile::encodeName(r.bodyFile).constData(), O_RDONLY | O_CLOEXEC);
         if (x.body.fd < 0) {
-            x.result.error = QStringLiteral("Could not read %1: %2").arg(r.bodyFile, QString::fromLocal8Bit(std::strerror(errno)));
+            failLocally(x.result, QStringLiteral("Could not read %1").arg(r.bodyFile), errno);
             return false;
         }
     }
     if (!r.answerFile.isEmpty()) {
         x.answer.fd = ::open(QFile::encodeName(r.answerFile).constData(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW);
         if (x.answer.fd < 0 || ::ftruncate(x.answer.fd, 0) != 0) {
-            x.result.error = QStringLiteral("Could not write %1: %2").arg(r.answerFile, QString::fromLocal8Bit(std::strerror(errno)));
+            failLocally(x.result, QStringLiteral("Could not write %1").arg(r.answerFile), errno);
             return false;
         }
     }
@@ -309,10 +318,8 @@ HttpTransfer::Result perform(const HttpTransfer::Request& request, const std::sh
         x.result.error = QStringLiteral("HTTP transfers are not available");
         return x.result;
     }
-    if (!openFiles(x)) {
-        x.result.localError = true;
+    if (!openFiles(x))
         return x.result;
-    }
     const CurlApi& api = curl->api;
     x.api = &api;
     x.handle = curl->take();

@@ -44,6 +44,7 @@ public:
         QString error;           // why the exchange did not complete; empty when it did
         bool cutOff = false;     // the answer ended before the length it announced
         bool localError = false;  // bodyFile or answerFile failed (error tells which)
+        QString reason;           // the system's words for that failure ("No space left on device")
         bool cancelled = false;
         // The first header of that name, compared without case; empty when missing.
         QByteArray header(const QByteArray& name) const;

@@ -78,6 +78,7 @@ QString tempDir()
 QString fileInformationCache() { return cacheHome() + QLatin1Char('/') + kApp + QStringLiteral("/file-info"); }
 
 QString partRecords() { return cacheHome() + QLatin1Char('/') + kApp + QStringLiteral("/parts"); }
+QString packetIndexes() { return cacheHome() + QLatin1Char('/') + kApp + QStringLiteral("/packet-indexes"); }
 
 QString runtimeDir()
 {

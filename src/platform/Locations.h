@@ -30,6 +30,8 @@ QString tempDir();
 QString fileInformationCache();
 // Where each process notes the folders it writes part files in (see PartFile); not created.
 QString partRecords();
+// The packet indexes of frame-by-frame files (MP3 and the like) kept between runs; not created.
+QString packetIndexes();
 // Where the running instance's socket and lock live: $XDG_RUNTIME_DIR, or the temporary
 // folder when the session has none (both private to the user).
 QString runtimeDir();

@@ -57,6 +57,9 @@ void setup()
     s.controller = std::make_unique<platform::HostEngine>(QLatin1String(kClientName));
     platform::HostEngine* controller = s.controller.get();
     controller->setServerName(platform::Settings::value(QLatin1String(platform::HostEngine::kServerNameSetting)).toString());
+    controller->onBufferSizeChanging = [](uint32_t frames) { detail::tellUnitsBlockLength(frames); };
+    QObject::connect(controller, &platform::HostEngine::bufferSizeChanged, controller,
+                     [] { detail::followBufferSize(); });
     // The server's buffer size is every client's latency: it changes only when the user asks.
     controller->setSessionActive(true);
     controller->onSampleRateChanged = [](double rate) {

@@ -31,5 +31,9 @@ std::atomic<float>& recLevelWord();
 void teardownUnits();
 // Makes the live units anew at the server's rate when it changed.
 void followSampleRate();
+// On the server's notification thread: the live units hear the new block length.
+void tellUnitsBlockLength(uint32_t frames);
+// Makes anew the live units that cannot run at the server's new block length.
+void followBufferSize();
 
 }  // namespace AudioEngine::detail

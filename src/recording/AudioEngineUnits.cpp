@@ -6,6 +6,7 @@
 #include "platform/NotificationCenter.h"
 #include "platform/Notifications.h"
 #include "platform/Settings.h"
+#include "platform/lv2/Lv2LoadCheck.h"
 #include "platform/lv2/Lv2World.h"
 #include "recording/AudioEngine.h"
 #include "recording/AudioEngineState.h"
@@ -13,6 +14,7 @@
 #include "recording/RemoteAudioUnit.h"
 
 #include <array>
+#include <mutex>
 
 namespace AudioEngine {
 namespace {
@@ -22,6 +24,8 @@ constexpr uint32_t kDefaultBufferFrames = 512;
 
 struct Units {
     std::array<std::shared_ptr<RemoteAU>, kSlotCount> chosen;
+    // The server's notification thread reads the live units too (block-length changes).
+    std::mutex liveMutex;
     std::array<std::shared_ptr<RemoteAudioUnit>, kSlotCount> live;
     std::array<QByteArray, kSlotCount> pendingStates;
     std::shared_ptr<RemoteAU> fakePlayer;
@@ -45,17 +49,40 @@ double rateNow()
     return controller ? controller->sampleRate() : platform::HostEngine::kDefaultSampleRate;
 }
 
+uint32_t blockNow()
+{
+    const platform::HostEngine* controller = AudioEngine::audioController();
+    return controller && controller->bufferSize() ? controller->bufferSize() : kDefaultBufferFrames;
+}
+
+// Whether a live unit can go on as it is at the server's rate and block length.
+bool fits(RemoteAudioUnit& unit)
+{
+    return unit.plugin().sampleRate() == rateNow() && unit.plugin().runsAt(blockNow());
+}
+
+void setLive(const std::array<std::shared_ptr<RemoteAudioUnit>, kSlotCount>& live)
+{
+    Units& u = units();
+    std::lock_guard lock(u.liveMutex);
+    u.live = live;
+    // Units made before a block-length change that the server announced meanwhile.
+    for (const auto& unit : u.live)
+        if (unit)
+            unit->plugin().setBlockLength(blockNow());
+}
+
 }  // namespace
 
 namespace detail {
 void followSampleRate()
 {
     // Plugins run at the rate they were made for: a new server rate makes them anew, with
-    // the settings they had.
+    // the settings they had. So do plugins that need blocks of one length when it changed.
     Units& u = units();
     bool any = false;
     for (int slot = 0; slot < kSlotCount; ++slot)
-        if (u.live[slot] && u.live[slot]->plugin().sampleRate() != rateNow()) {
+        if (u.live[slot] && !fits(*u.live[slot])) {
             u.pendingStates[slot] = u.live[slot]->plugin().saveState();
             any = true;
         }
@@ -63,11 +90,24 @@ void followSampleRate()
         updateIaaUnits();
 }
 
+void followBufferSize() { followSampleRate(); }
+
+void tellUnitsBlockLength(uint32_t frames)
+{
+    Units& u = units();
+    std::lock_guard lock(u.liveMutex);
+    for (const auto& unit : u.live)
+        if (unit && !unit->plugin().setBlockLength(frames))
+            platform::log(QStringLiteral("%1 needs to be made anew for blocks of %2 frames")
+                              .arg(unit->rau()->name())
+                              .arg(frames));
+}
+
 void teardownUnits()
 {
     Units& u = units();
     u.chosen = {};
-    u.live = {};
+    setLive({});
     u.pendingStates = {};
 }
 }  // namespace detail
@@ -126,11 +166,23 @@ bool slotHoldsFilePlayer()
 std::shared_ptr<RemoteAudioUnit> createIaaUnit(const std::shared_ptr<RemoteAU>& rau, int* error)
 {
     platform::log(QStringLiteral("Creating IAA node for %1").arg(rau->name()));
-    const platform::HostEngine* controller = audioController();
-    const double rate = rateNow();
-    const uint32_t frames = controller && controller->bufferSize() ? controller->bufferSize() : kDefaultBufferFrames;
+    // A plugin loaded here for the first time is loaded in a child process first: one that
+    // crashes or hangs there is left out instead of taking the program down.
+    using platform::lv2::LoadCheck::Result;
+    if (const auto* info = platform::lv2::World::shared().find(rau->component())) {
+        QString reason;
+        const Result checked = platform::lv2::LoadCheck::check(*info, rateNow(), blockNow(), &reason);
+        if (checked == Result::Crashed || checked == Result::TimedOut) {
+            const int code = checked == Result::Crashed ? IaaErrors::kInvalidFormat : IaaErrors::kTimedOut;
+            platform::log(QStringLiteral("Could not create IAA node: %1").arg(reason));
+            refreshAUList(false);
+            if (error)
+                *error = code;
+            return nullptr;
+        }
+    }
     int code = 0;
-    auto unit = RemoteAudioUnit::create(rau, rate, frames, &code);
+    auto unit = RemoteAudioUnit::create(rau, rateNow(), blockNow(), &code);
     if (!unit) {
         platform::log(QStringLiteral("Could not create IAA node: %1").arg(IaaErrors::iaaErrorText(code)));
         if (error)
@@ -161,7 +213,7 @@ int updateIaaUnits()
         if (!rau || rau == u.fakePlayer)
             continue;
         for (const auto& unit : u.live)
-            if (unit && unit->rau()->isEqual(rau.get()) && unit->plugin().sampleRate() == rateNow()) {
+            if (unit && unit->rau()->isEqual(rau.get()) && fits(*unit)) {
                 platform::log(QStringLiteral("Found existing unit %1").arg(rau->name()));
                 fresh[slot] = unit;
                 break;
@@ -225,7 +277,7 @@ int updateIaaUnits()
         }
     s.source = source;
     // Units no longer chosen go with the graph that held them, once the audio thread let go.
-    u.live = fresh;
+    setLive(fresh);
     batch.commit();
 
     controller->performAsync({}, [] {

@@ -1,11 +1,13 @@
 #include "recording/RAUChooserModel.h"
 
+#include "platform/lv2/Lv2World.h"
 #include "recording/AudioEngine.h"
 
 RAUChooserModel RAUChooserModel::forSlot(int slot, const QString& slot0Title)
 {
     RAUChooserModel m;
     m.currentRAU = AudioEngine::rauAtSlot(slot);
+    m.leftOut = platform::lv2::World::shared().skippedPlugins();
     if (slot == 0) {
         m.title = QStringLiteral("Choose source");
         m.iaaHeaderTitle = QStringLiteral("Inter-App Audio sources");
@@ -99,7 +101,12 @@ QString RAUChooserModel::sectionTitle(int section) const
 
 QString RAUChooserModel::footer() const
 {
-    return remoteAUs.isEmpty() ? QStringLiteral("No compatible plugins installed.") : QString();
+    QStringList lines;
+    if (remoteAUs.isEmpty())
+        lines << QStringLiteral("No compatible plugins installed.");
+    if (!leftOut.isEmpty() && !isGroup)
+        lines << QStringLiteral("Left out because they crashed or hung while loading: %1").arg(leftOut.join(QStringLiteral(", ")));
+    return lines.join(QLatin1Char('\n'));
 }
 
 QString RAUChooserModel::sortTitle() const { return mByName ? QStringLiteral("A-Z") : QStringLiteral("\u25F7"); }

@@ -38,6 +38,7 @@ public:
     RemoteAU::Ptr currentRAU;
     QList<RemoteAU::Item> remoteAUs;
     QVariantList downloadableItems;
+    QStringList leftOut;  // plugins that crashed or hung while loading, by URI
 
     QList<Row> rows(int section) const;
     QString sectionTitle(int section) const;

@@ -2,6 +2,8 @@
 #include "library/Utils.h"
 #include "platform/Log.h"
 #include "platform/QuitSignals.h"
+#include "platform/lv2/Lv2LoadCheck.h"
+#include "platform/lv2/Lv2UiHost.h"
 #include "shell/AppDelegate.h"
 #include "shell/HandOverServer.h"
 #include "shell/SingleInstance.h"
@@ -167,9 +169,12 @@ int main(int argc, char** argv)
     }
 
     const bool serve = options->serve;
+    if (!serve)
+        platform::lv2::UiHost::initialize();  // before the display connection opens
     std::unique_ptr<QCoreApplication> app =
         serve ? std::make_unique<QCoreApplication>(argc, argv) : std::make_unique<QApplication>(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("Orvenic"));
+    platform::lv2::LoadCheck::setChecker(QCoreApplication::applicationDirPath() + QStringLiteral("/wavelocker-tool"));
     QCoreApplication::setApplicationName(QStringLiteral("Wavelocker"));
     QCoreApplication::setApplicationVersion(QStringLiteral(PROJECT_VERSION_TEXT));
 

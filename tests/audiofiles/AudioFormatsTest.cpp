@@ -4,10 +4,12 @@
 #include "support/DecodedAudio.h"
 #include "support/TempTree.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <cmath>
+#include <cstring>
 #include <gtest/gtest.h>
 
 using namespace testsupport;
@@ -312,6 +314,34 @@ TEST(AudioFormats, LossySourcesKeepTheirContainerAndBitRate)
         EXPECT_LE(std::abs(20 * std::log10(peakOf(n))), 0.1) << peakOf(n);
     }
     EXPECT_FALSE(log.contains("Creating standard WAVE instead"));
+
+    // Plucked strings: sharp attacks make the encoder's peaks jump with the gain, so Opus takes
+    // its correction in its header's gain, which decoders apply exactly.
+    const QString plucked = tree.path("plucked.wav");
+    ASSERT_TRUE(runTool("sox", {"-D", "-n", "-r", "48000", "-c", "2", "-b", "16", plucked, "synth", "4", "pluck", "220",
+                                "pluck", "330", "vol", "0.3"}));
+    const QString opus = tree.path("plucked.opus");
+    ASSERT_TRUE(runTool("ffmpeg", {"-v", "error", "-i", plucked, "-c:a", "libopus", "-b:a", "96k", opus}));
+    const auto loud = Utils::normalize(opus, tree.path("loud.opus"));
+    ASSERT_TRUE(loud);
+    EXPECT_LE(std::abs(20 * std::log10(peakOf(decodeFile(*loud)))), 0.01);
+    QByteArray fromFfmpeg;
+    ASSERT_TRUE(runTool("ffmpeg", {"-v", "error", "-i", *loud, "-f", "f32le", "-"}, &fromFfmpeg));
+    float ffmpegPeak = 0;
+    for (qsizetype i = 0; i + 4 <= fromFfmpeg.size(); i += 4) {
+        float v;
+        std::memcpy(&v, fromFfmpeg.constData() + i, 4);
+        ffmpegPeak = std::max(ffmpegPeak, std::abs(v));
+    }
+    EXPECT_LE(std::abs(20 * std::log10(ffmpegPeak)), 0.01) << ffmpegPeak;
+
+    // Cancelled once the first encode is written, while it is measured: nothing arrives.
+    Utils::CancelFlag cancel{false};
+    const auto cancelled = Utils::normalize(
+        opus, tree.path("never.opus"), [&](float done) { cancel = cancel || done >= 0.75f; }, &cancel);
+    EXPECT_FALSE(cancelled);
+    EXPECT_FALSE(QFileInfo::exists(tree.path("never.opus")));
+    EXPECT_TRUE(QDir(tree.root()).entryList({".tempfile-*"}, QDir::Files | QDir::Hidden).isEmpty());
 }
 
 // What the encoders can't give is said, and what they give is what the log and the

@@ -4,6 +4,7 @@
 #include "cloud/DropboxClient.h"
 #include "cloud/DropboxTransfer.h"
 #include "cloud/DropboxUploadBatch.h"
+#include "support/SmallDisk.h"
 #include "support/TempTree.h"
 
 #include <QDir>
@@ -324,4 +325,21 @@ TEST_F(DropboxTransferTest, BadAnswersAndNamesLoseNothing)
     client.listFolder("/Huge", page);
     ASSERT_TRUE(testsupport::waitUntil([&] { return finished; }, 120000));
     EXPECT_EQ(count, 100000);
+}
+
+// A library on a disk too small for the file: the import names it with the system's reason and
+// leaves the disk as it was.
+TEST_F(DropboxTransferTest, FullDiskLeavesTheLibraryAsItWas)
+{
+    testsupport::SmallDisk disk(tree.path("small"), "2m");
+    if (!disk.mounted())
+        GTEST_SKIP() << "mounting a small disk needs root";
+    ASSERT_TRUE(writeFile(tree.path("small/Keep.wav"), "keep"));
+    ASSERT_TRUE(writeFile(server.account("/In/Large.wav"), bytesOf(6, 4 * 1024 * 1024)));
+    importInto({{"/In/Large.wav", false}}, "/In", tree.path("small"));
+    EXPECT_EQ(shown.events.last(), "finish:Done\nCould not import: Large.wav");
+    EXPECT_EQ(filesBelow(tree.path("small")), QStringList({"Keep.wav"}));
+    EXPECT_TRUE(log.contains("/In/Large.wav: Could not write the downloaded file: No space left on device\n"
+                             "Could not write the downloaded file: No space left on device"))
+        << log.lines().join("\n").toStdString();
 }

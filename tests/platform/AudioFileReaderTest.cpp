@@ -1,10 +1,14 @@
 #include "platform/AudioFileReader.h"
 #include "platform/FourCC.h"
+#include "platform/Locations.h"
 #include "support/AudioFixtures.h"
+#include "support/BuildPaths.h"
 #include "support/TempTree.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QProcess>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <vector>
@@ -276,4 +280,84 @@ TEST(AudioFileReader, VbrMp3WithoutHeaderHasItsExactLengthAndSeeksExactlyNearThe
     // Reading on to the end delivers exactly the decoder's frames.
     ASSERT_TRUE(reader->seek(decodedFrames - 3000));
     EXPECT_EQ(int64_t(readAll(*reader).size()), 3000);
+}
+
+namespace {
+
+// One run of the tool on a file, as a fresh process: what it logged.
+QString toolLog(const QStringList& args)
+{
+    QProcess p;
+    p.setProcessChannelMode(QProcess::SeparateChannels);
+    p.start(binDir() + "/wavelocker-tool", args);
+    p.waitForFinished(120000);
+    EXPECT_EQ(p.exitCode(), 0) << args.join(' ').toStdString();
+    return QString::fromUtf8(p.readAllStandardError() + p.readAllStandardOutput());
+}
+
+}  // namespace
+
+// The packet scan of an MP3 is kept on disk: a later run seeks at once and exactly; a file
+// replaced under its name, and a damaged or cut-off index, are scanned again.
+TEST(AudioFileReader, Mp3PacketIndexesOutliveTheProcessAndNeverGoStale)
+{
+    TempTree tree;
+    const QString mp3 = tree.path("hour.mp3");
+    // An hour of VBR MP3 without the header that would give its length.
+    ASSERT_TRUE(runTool("ffmpeg", {"-v", "error", "-f", "lavfi", "-i", "aevalsrc=0.4*sin(2*PI*(200+t/20)*t):s=8000:d=3600",
+                                   "-c:a", "libmp3lame", "-q:a", "9", "-write_xing", "0", mp3}));
+    const QString scanned = "Scanned the packets of " + mp3;
+    EXPECT_TRUE(toolLog({"info", mp3}).contains(scanned));
+    const QDir indexes(platform::Locations::packetIndexes());
+    const QStringList files = indexes.entryList(QDir::Files);
+    ASSERT_EQ(files.size(), 1);
+    const QString index = indexes.filePath(files.front());
+
+    // This process never saw the file: it takes the index the other one left.
+    QByteArray whole;
+    ASSERT_TRUE(runTool("ffmpeg", {"-v", "error", "-i", mp3, "-f", "f32le", "-c:a", "pcm_f32le", "-"}, &whole));
+    const int64_t decodedFrames = whole.size() / 4;
+    {
+        LogCapture log;
+        auto reader = AudioFileReader::open(mp3);
+        ASSERT_TRUE(reader);
+        EXPECT_FALSE(log.contains(scanned));
+        EXPECT_EQ(reader->lengthFrames(), decodedFrames);
+        const auto* reference = reinterpret_cast<const float*>(whole.constData());
+        for (const int64_t at : {int64_t(55 * 60 * 8000 + 17), decodedFrames - 1500, int64_t(10 * 60 * 8000 + 1151)}) {
+            SCOPED_TRACE(at);
+            ASSERT_TRUE(reader->seek(at));
+            std::vector<float> got(1000);
+            ASSERT_EQ(reader->read(got.data(), 1000), 1000);
+            for (size_t i = 0; i < got.size(); ++i)
+                ASSERT_EQ(got[i], reference[size_t(at) + i]) << i;
+        }
+    }
+    EXPECT_FALSE(toolLog({"info", mp3}).contains(scanned));
+
+    // A damaged index and one cut short are passed over, scanned anew and stored whole again.
+    QByteArray bytes = readFile(index);
+    for (const QByteArray& broken : {QByteArray(bytes).replace(bytes.size() / 2, 4, "XXXX"), bytes.left(bytes.size() / 2)}) {
+        ASSERT_TRUE(writeFile(index, broken));
+        const QString first = toolLog({"info", mp3});
+        EXPECT_TRUE(first.contains(scanned));
+        EXPECT_TRUE(first.contains("60:00.")) << first.toStdString();
+        EXPECT_EQ(readFile(index), bytes);
+        EXPECT_FALSE(toolLog({"info", mp3}).contains(scanned));
+    }
+
+    // An export over the file (a new file renamed into place) with another length.
+    const QString export_ = tree.path("export.mp3");
+    ASSERT_TRUE(runTool("ffmpeg", {"-v", "error", "-i", mp3, "-t", "1500", "-c:a", "libmp3lame", "-q:a", "9",
+                                   "-write_xing", "0", export_}));
+    ASSERT_TRUE(QFile::rename(mp3, tree.path("old.mp3")) && QFile::rename(export_, mp3));
+    const QString replaced = toolLog({"info", mp3});
+    EXPECT_TRUE(replaced.contains(scanned));
+    EXPECT_TRUE(replaced.contains("25:00.")) << replaced.toStdString();
+    // Rewritten in place, same size, another time: still not the same version.
+    QByteArray now = readFile(mp3);
+    now[now.size() - 10] = char(now[now.size() - 10] ^ 0x55);
+    ASSERT_TRUE(writeFile(mp3, now));
+    EXPECT_TRUE(toolLog({"info", mp3}).contains(scanned));
+    EXPECT_EQ(indexes.entryList(QDir::Files).size(), 1);
 }

@@ -8,7 +8,9 @@
 #include "recording/AudioEngine.h"
 #include "recording/Recorder.h"
 #include "recording/RecordingSettings.h"
+#include "platform/lv2/Lv2World.h"
 #include "recording/RemoteAudioUnit.h"
+#include "support/BuildPaths.h"
 #include "support/JackServer.h"
 #include "support/PlaybackFixtures.h"
 #include "support/ProbeNodes.h"
@@ -19,6 +21,7 @@
 #include <atomic>
 #include <cmath>
 #include <dlfcn.h>
+#include <lv2/atom/atom.h>
 #include <pthread.h>
 
 extern "C" {
@@ -174,6 +177,7 @@ TEST(AudioThread, NeverAllocatesNorLocks)
 TEST(AudioThread, ThreeHostedEffectsAndAnInstrumentNeverAllocateNorLock)
 {
     testsupport::TempTree tree;
+    qputenv("LV2_PATH", (testsupport::lv2Dir() + QStringLiteral(":/usr/lib/lv2")).toLocal8Bit());
     testsupport::JackServer server(256);
     ASSERT_TRUE(server.start());
     ASSERT_TRUE(startEngineAndWatchItsThread());
@@ -190,9 +194,10 @@ TEST(AudioThread, ThreeHostedEffectsAndAnInstrumentNeverAllocateNorLock)
     ASSERT_TRUE(player->loadAudioURL(audio));
     player->setLoop(true);
 
-    // A stereo effect, a mono one (two instances), and one with event ports and a latency.
+    // A stereo effect, a mono one (two instances) that follows the transport and trades
+    // atoms with an interface, and one with event ports and a latency.
     AudioEngine::setRau(AudioEngine::fakePlayerRau(), 0);
-    const char* effects[] = {"http://drobilla.net/plugins/mda/Overdrive", "http://plugin.org.uk/swh-plugins/amp",
+    const char* effects[] = {"http://drobilla.net/plugins/mda/Overdrive", "urn:wavelocker:test:probe",
                              "http://gareus.org/oss/lv2/dpl#stereo"};
     for (int slot = 1; slot <= 3; ++slot) {
         auto rau = AudioEngine::findRau(QString::fromLatin1(effects[slot - 1]));
@@ -205,6 +210,32 @@ TEST(AudioThread, ThreeHostedEffectsAndAnInstrumentNeverAllocateNorLock)
 
     gWatching = true;
     testsupport::waitUntil([] { return false; }, 1000);
+    // What an open interface does: atoms both ways, while the transport stops and rolls.
+    platform::lv2::Plugin& probe = AudioEngine::iaaAtSlot(2)->plugin();
+    probe.setCollectingOutputEvents(true);
+    const uint32_t intType = platform::lv2::World::shared().map(LV2_ATOM__Int);
+    int echoes = 0;
+    for (int i = 0; i < 20; ++i) {
+        const int32_t value = 1;
+        probe.sendEvent(2, intType, &value, sizeof value);
+        testsupport::waitUntil([] { return false; }, 20);
+        platform::lv2::Plugin::OutputEvent echo;
+        while (probe.takeOutputEvent(&echo))
+            ++echoes;
+        if (i == 10)
+            player->stop();
+        if (i == 12)
+            player->play();
+    }
+    // A block-length change from here and one from the server.
+    AudioEngine::iaaAtSlot(3)->plugin().setBlockLength(128);
+    QProcess bufsize;
+    bufsize.start(QStringLiteral("jack_bufsize"), {QStringLiteral("512")});
+    EXPECT_TRUE(bufsize.waitForFinished(20000));
+    EXPECT_TRUE(testsupport::waitUntil([&] { return probe.portValue(10) == 512.0f; }));
+    testsupport::waitUntil([] { return false; }, 300);
+    EXPECT_GT(echoes, 10);
+    EXPECT_GE(probe.portValue(12), 20.0f);  // every atom sent arrived
     AudioEngine::iaaAtSlot(1)->plugin().setControlValue(QStringLiteral("drive"), 0.9f);
     AudioEngine::setRau(AudioEngine::rauAtSlot(3), 1);  // a rebuild while it plays
     EXPECT_EQ(AudioEngine::updateIaaUnits(), 0);

@@ -6,8 +6,13 @@
 #include "platform/Notifications.h"
 #include "platform/Settings.h"
 #include "recording/AudioEngine.h"
+#include "platform/lv2/Lv2LoadCheck.h"
+#include "platform/lv2/Lv2World.h"
+#include "recording/IaaErrors.h"
 #include "recording/IaaSetups.h"
+#include "recording/RAUChooserModel.h"
 #include "recording/RemoteAudioUnit.h"
+#include "support/BuildPaths.h"
 #include "support/DecodedAudio.h"
 #include "support/JackServer.h"
 #include "support/PlaybackFixtures.h"
@@ -28,6 +33,8 @@ const QString kAmp = QStringLiteral("http://plugin.org.uk/swh-plugins/amp");
 const QString kDelay = QStringLiteral("http://drobilla.net/plugins/mda/Delay");
 const QString kPiano = QStringLiteral("http://drobilla.net/plugins/mda/Piano");
 const QString kOsc = QStringLiteral("http://plugin.org.uk/swh-plugins/analogueOsc");
+const QString kProbe = QStringLiteral("urn:wavelocker:test:probe");  // tests/resources/probe.lv2
+const QString kCrash = QStringLiteral("urn:wavelocker:test:crash");  // aborts as it is loaded
 
 // Keeps what it hears while armed, up to its capacity; allocates nothing on the audio thread.
 class TakeReceiver : public platform::HostReceiver {
@@ -80,6 +87,7 @@ class PluginSlotsTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
+        qputenv("LV2_PATH", (lv2Dir() + QStringLiteral(":/usr/lib/lv2")).toLocal8Bit());
         ASSERT_TRUE(server.start());
         AudioEngine::setup();
         ASSERT_TRUE(AudioEngine::audioController()->isRunning());
@@ -167,6 +175,57 @@ TEST_F(PluginSlotsTest, AnEffectChangesTheTakeExactlyAsTheReferenceHostComputesI
     EXPECT_TRUE(logs.contains("Using source: main input"));
 }
 
+TEST_F(PluginSlotsTest, ABufferSizeChangeReachesRunningPluginsAndTheTakeStaysExact)
+{
+    const QString file = tree.path("music.wav");
+    ASSERT_TRUE(writeFloatWav(file, 44100, 2, music(44100 * 2)));
+    FilePlayer* player = FilePlayer::sharedPlayer();
+    ASSERT_TRUE(player->loadAudioURL(file));
+    AudioEngine::setRau(AudioEngine::fakePlayerRau(), 0);
+    AudioEngine::setRau(unit(kOverdrive), 1);
+    AudioEngine::setRau(unit(kProbe), 2);  // reports the block lengths it was told and ran
+    ASSERT_EQ(AudioEngine::updateIaaUnits(), 0);
+    platform::lv2::Plugin& probe = AudioEngine::iaaAtSlot(2)->plugin();
+    const uint32_t nominal = 10, largest = 11;
+    settle();
+    EXPECT_EQ(probe.portValue(nominal), 512.0f);
+
+    // The server's blocks shrink and grow again while the take plays through both effects.
+    recorder->armed = true;
+    player->play();
+    ASSERT_TRUE(waitUntil([&] { return recorder->frames() > 44100 / 2; }));
+    QProcess bufsize;
+    bufsize.start("jack_bufsize", {"256"});
+    ASSERT_TRUE(bufsize.waitForFinished(20000));
+    ASSERT_TRUE(waitUntil([&] { return probe.portValue(nominal) == 256.0f; }));
+    ASSERT_TRUE(waitUntil([&] { return probe.portValue(largest) == 256.0f; }));
+    ASSERT_TRUE(waitUntil([&] { return recorder->frames() > 44100; }));
+    bufsize.start("jack_bufsize", {"1024"});
+    ASSERT_TRUE(bufsize.waitForFinished(20000));
+    ASSERT_TRUE(waitUntil([&] { return probe.portValue(nominal) == 1024.0f && probe.portValue(largest) == 1024.0f; }));
+    EXPECT_EQ(AudioEngine::iaaAtSlot(2)->plugin().blockLength(), 1024u);
+    ASSERT_TRUE(waitUntil([&] { return !player->isPlaying(); }, 10000));
+    settle();
+    recorder->armed = false;
+    EXPECT_EQ(AudioEngine::audioController()->bufferSize(), 1024u);
+
+    // Not a frame lost or doubled: the take is the reference host's output, sample for sample.
+    QProcess lv2file;
+    lv2file.start("lv2file", {"-b", "512", "-i", file, "-o", tree.path("ref.wav"), kOverdrive});
+    ASSERT_TRUE(lv2file.waitForFinished(30000));
+    const DecodedAudio ref = decodeFile(tree.path("ref.wav"));
+    ASSERT_EQ(ref.frames(), 44100 * 2);
+    size_t start = 0;
+    while (start < recorder->frames() && recorder->left(start) == 0.0f)
+        ++start;
+    ASSERT_GE(recorder->frames(), start + 44100 * 2);
+    int differences = 0;
+    for (size_t i = 0; i < 44100 * 2; ++i)
+        differences += recorder->left(start + i) != ref.at(int64_t(i), 0) ||
+                       recorder->right(start + i) != ref.at(int64_t(i), 1);
+    EXPECT_EQ(differences, 0);
+}
+
 TEST_F(PluginSlotsTest, AGeneratorAndAnInstrumentPlayedFromJackMidiAreRecorded)
 {
     AudioEngine::setRau(unit(kOsc), 0);
@@ -239,7 +298,7 @@ TEST_F(PluginSlotsTest, SlotRulesAndAUnitThatFailsToLoad)
     EXPECT_EQ(shown[1], "Sorry|Could not create IAA node. Unsupported type");
     EXPECT_EQ(shown[2], "Sorry|Could not create IAA node. Error -5");
     EXPECT_TRUE(shown[3].startsWith(QString::fromUtf8("Sorry|Could not create IAA node. To fix it, follow the "
-                                                      "instructions below:\n\n\u2460\u00a0launch the app")));
+                                                      "instructions below:\n\n\u2460\u00a0save what you are working on")));
 
     // Effects apply to the file player when it is the source, and to the input otherwise.
     AudioEngine::setRau(AudioEngine::fakePlayerRau(), 0);
@@ -247,6 +306,40 @@ TEST_F(PluginSlotsTest, SlotRulesAndAUnitThatFailsToLoad)
     EXPECT_EQ(AudioEngine::iaaAtSlot(1), live);
     EXPECT_TRUE(AudioEngine::sourceIsFilePlayer());
     EXPECT_TRUE(AudioEngine::maybeStop() == false);
+}
+
+TEST_F(PluginSlotsTest, APluginThatCrashesWhileLoadingIsLeftOutAndTheProgramGoesOn)
+{
+    platform::lv2::LoadCheck::setChecker(binDir() + "/wavelocker-tool");
+    AlertCapture alerts;
+    AudioEngine::setRau(unit(kCrash), 1);
+    AudioEngine::setRau(unit(kProbe), 2);
+    const int code = AudioEngine::updateIaaUnits();
+    EXPECT_EQ(code, IaaErrors::kInvalidFormat);
+    EXPECT_FALSE(AudioEngine::rauAtSlot(1));
+    EXPECT_TRUE(AudioEngine::iaaAtSlot(2));  // the other unit runs
+    EXPECT_TRUE(logs.contains("Checking urn:wavelocker:test:crash in a separate process"));
+    EXPECT_TRUE(logs.contains("Skipping plugin urn:wavelocker:test:crash from now on: Crash On Load crashed while it "
+                              "was being loaded"))
+        << logs.lines().join('\n').toStdString();
+    EXPECT_TRUE(logs.contains("Could not create IAA node: Crash On Load crashed while it was being loaded"));
+
+    // Gone from the lists and said so in the chooser; the mark the child left is cleared, so
+    // the next start does not take it for a crash of its own.
+    EXPECT_FALSE(AudioEngine::findRau(kCrash));
+    EXPECT_TRUE(platform::lv2::World::shared().skippedPlugins().contains(kCrash));
+    EXPECT_TRUE(RAUChooserModel::forSlot(1).footer().endsWith(
+        "Left out because they crashed or hung while loading: urn:wavelocker:test:crash"));
+    EXPECT_FALSE(platform::Settings::contains("LV2PluginLoading"));
+
+    // A plugin that ran in the child once is not checked again.
+    AudioEngine::setRau(nullptr, 2);
+    ASSERT_EQ(AudioEngine::updateIaaUnits(), 0);
+    AudioEngine::setRau(unit(kProbe), 2);
+    ASSERT_EQ(AudioEngine::updateIaaUnits(), 0);
+    EXPECT_TRUE(AudioEngine::iaaAtSlot(2));
+    EXPECT_EQ(logs.lines().count("Checking urn:wavelocker:test:probe in a separate process"), 1);
+    platform::lv2::LoadCheck::setChecker({});
 }
 
 TEST_F(PluginSlotsTest, SetupsRestoreSlotsAndSettingsAndSurviveMissingPluginsAndGarbage)

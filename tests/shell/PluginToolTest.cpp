@@ -177,6 +177,22 @@ TEST(PluginTool, UnitsListsTypesAndCodesAndSkipsWhatCrashedOrIsBroken)
     // The same codes from one run to the next.
     EXPECT_EQ(runProgram("wavelocker-tool", {"units"}, env).out, r.out);
 
+    // The check the program runs before it first loads a plugin itself.
+    for (const char* name : {"manifest.ttl", "probe.ttl", "probe.so", "probe_ui.so"}) {
+        QDir().mkpath(bundles + "/probe.lv2");
+        ASSERT_TRUE(QFile::copy((testsupport::lv2Dir() + QStringLiteral("/probe.lv2/")) + name,
+                                bundles + "/probe.lv2/" + name));
+    }
+    r = runProgram("wavelocker-tool", {"check-unit", "urn:wavelocker:test:probe", "--rate", "48000", "--frames", "300"},
+                   env);
+    EXPECT_EQ(r.exitCode, 0) << r.err.toStdString();
+    EXPECT_EQ(r.out.trimmed(), "runs");
+    r = runProgram("wavelocker-tool", {"check-unit", "urn:not:installed"}, env);
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_TRUE(r.err.contains("urn:not:installed is not installed"));
+    EXPECT_EQ(runProgram("wavelocker-tool", {"check-unit"}, env).exitCode, 2);
+    EXPECT_EQ(runProgram("wavelocker-tool", {"check-unit", kOverdrive, "--frames", "0"}, env).exitCode, 2);
+
     // Loading the crashing plugin takes the tool down; from then on it is left out, and said so.
     ASSERT_TRUE(writeFloatWav(tree.path("in.wav"), 44100, 2, testSignal(4410)));
     r = runProgram("wavelocker-tool", {"process", tree.path("in.wav"), tree.path("out.wav"), "--effect", kCrash}, env);

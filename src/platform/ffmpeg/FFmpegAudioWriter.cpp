@@ -8,6 +8,8 @@
 
 #include <QFile>
 #include <cstdio>
+#include <cstring>
+#include <cmath>
 #include <algorithm>
 
 extern "C" {
@@ -30,6 +32,11 @@ constexpr int kLowestMp3BitRate = 8000;
 constexpr int kHighestMp3BitRate = 320000;
 constexpr int kLowestOpusBitRatePerChannel = 6000;
 constexpr int kHighestOpusBitRatePerChannel = 256000;
+// The Opus identification header: its size and where its output gain lies.
+constexpr int kOpusHeadSize = 19;
+constexpr int kOpusGainOffset = 16;
+// Far more than a normalize ever asks, well inside the field's +-128 dB.
+constexpr double kMostOpusGainDb = 60;
 // A rate within this share of one a constant-rate MP3 can have is taken as that rate.
 constexpr double kMp3RateTolerance = 0.01;
 
@@ -102,6 +109,8 @@ struct FFmpegAudioWriter::Handles {
     AVPacket* packet = nullptr;
     bool opened = false;
     bool failed = false;
+    bool headerWritten = false;
+    int decoderGain = 0;       // Opus header gain, 1/256 dB
     int fill = 0;              // samples in `frame` so far
     int64_t samplesSent = 0;   // timestamps of the frames handed to the encoder
 
@@ -263,13 +272,6 @@ bool FFmpegAudioWriter::ensureOpen()
         return false;
     mH->stream->time_base = mH->enc->time_base;
     err = avcodec_parameters_from_context(mH->stream->codecpar, mH->enc);
-    AVDictionary* options = nullptr;
-    // An empty index up front, then fragments each with their own, cut when we ask.
-    if (mFragmented)
-        av_dict_set(&options, "movflags", "empty_moov+frag_custom+default_base_moof", 0);
-    if (err >= 0)
-        err = avformat_write_header(mH->fmt, &options);
-    av_dict_free(&options);
     AVFrame* frame = mH->frame;
     frame->format = mH->enc->sample_fmt;
     frame->nb_samples = mH->enc->frame_size > 0 ? mH->enc->frame_size : 4096;
@@ -287,9 +289,47 @@ bool FFmpegAudioWriter::ensureOpen()
     return true;
 }
 
-bool FFmpegAudioWriter::writeFile(const float* interleaved, int64_t frames)
+bool FFmpegAudioWriter::ensureHeader()
 {
     if (!ensureOpen())
+        return false;
+    if (mH->headerWritten)
+        return true;
+    AVCodecParameters* par = mH->stream->codecpar;
+    if (mH->decoderGain != 0) {
+        // The output gain field of the Opus identification header, signed little-endian.
+        if (par->codec_id != AV_CODEC_ID_OPUS || par->extradata_size < kOpusHeadSize ||
+            std::memcmp(par->extradata, "OpusHead", 8) != 0)
+            return false;
+        const auto gain = uint16_t(int16_t(mH->decoderGain));
+        par->extradata[kOpusGainOffset] = uint8_t(gain & 0xFF);
+        par->extradata[kOpusGainOffset + 1] = uint8_t(gain >> 8);
+    }
+    AVDictionary* options = nullptr;
+    // An empty index up front, then fragments each with their own, cut when we ask.
+    if (mFragmented)
+        av_dict_set(&options, "movflags", "empty_moov+frag_custom+default_base_moof", 0);
+    const int err = avformat_write_header(mH->fmt, &options);
+    av_dict_free(&options);
+    if (err < 0) {
+        log(QStringLiteral("Could not start writing %1: %2").arg(mPath, ffmpeg::errorText(err)));
+        return false;
+    }
+    mH->headerWritten = true;
+    return true;
+}
+
+bool FFmpegAudioWriter::setDecoderGain(double decibels)
+{
+    if (mH->headerWritten || mH->enc->codec_id != AV_CODEC_ID_OPUS || std::abs(decibels) > kMostOpusGainDb)
+        return false;
+    mH->decoderGain = int(std::lround(decibels * 256));
+    return true;
+}
+
+bool FFmpegAudioWriter::writeFile(const float* interleaved, int64_t frames)
+{
+    if (!ensureHeader())
         return false;
     AVFrame* frame = mH->frame;
     const int channels = int(mFormat.channelsPerFrame);
@@ -372,7 +412,7 @@ bool FFmpegAudioWriter::encode(bool flush)
 
 bool FFmpegAudioWriter::checkpointFile()
 {
-    if (!ensureOpen())
+    if (!ensureHeader())
         return false;
     // The packets so far become a fragment; the encoder keeps the samples of its open frame.
     if (av_write_frame(mH->fmt, nullptr) < 0)
@@ -383,7 +423,7 @@ bool FFmpegAudioWriter::checkpointFile()
 
 bool FFmpegAudioWriter::finishFile()
 {
-    if (!ensureOpen() || !encode(true))
+    if (!ensureHeader() || !encode(true))
         return false;
     const int err = av_write_trailer(mH->fmt);
     const int closeErr = avio_closep(&mH->fmt->pb);

@@ -23,6 +23,7 @@ public:
     bool setEncodeBitRate(int bitsPerSecond) override;
     int encodeBitRate() override;
     bool start() override;
+    bool setDecoderGain(double decibels) override;
 
 protected:
     bool writeFile(const float* interleaved, int64_t frames) override;
@@ -34,6 +35,8 @@ private:
     FFmpegAudioWriter(const QString& path, const StreamDescription& format, std::unique_ptr<Handles> handles);
     // Settings are fixed when the encoder opens: at the first write or when the bit rate is read.
     bool ensureOpen();
+    // The container's header goes out with the first samples, after every setting.
+    bool ensureHeader();
     bool encode(bool flush);
 
     std::unique_ptr<Handles> mH;

@@ -1,6 +1,9 @@
 #include "platform/ffmpeg/FFmpegPacketIndex.h"
 
 #include "platform/FileStamp.h"
+#include "platform/Locations.h"
+#include "platform/Log.h"
+#include "platform/ffmpeg/PacketIndexFile.h"
 
 #include <QFile>
 #include <algorithm>
@@ -97,10 +100,21 @@ std::shared_ptr<const PacketIndex> PacketIndex::forFile(const QString& path, int
             }
         }
     }
-    auto index = scan(path, stream, sampleRate);
-    // A file that changed during the scan is scanned again next time.
-    if (!index || FileStamp::of(path) != stamp)
-        return index;
+    // An earlier run's scan of this very version, else a scan that the next run finds.
+    const PacketIndexFile::Key key{path, stamp, stream, sampleRate};
+    const QString folder = Locations::packetIndexes();
+    auto index = PacketIndexFile::load(folder, key);
+    if (!index) {
+        index = scan(path, stream, sampleRate);
+        if (!index)
+            return nullptr;
+        log(QStringLiteral("Scanned the packets of %1").arg(path));
+        // A file that changed during the scan is scanned again next time.
+        if (FileStamp::of(path) != stamp)
+            return index;
+        if (!PacketIndexFile::save(folder, key, *index))
+            log(QStringLiteral("Could not keep the packet index of %1 in %2").arg(path, folder));
+    }
     std::lock_guard lock(mutex);
     cache.push_front({path, stamp, stream, index});
     if (cache.size() > kCachedIndexes)

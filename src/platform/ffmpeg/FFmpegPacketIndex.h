@@ -21,8 +21,9 @@ struct PacketIndex {
     // The packet at a byte offset, or -1 when none starts there.
     int64_t packetAtPosition(int64_t bytes) const;
 
-    // From a cache of recently scanned files (keyed by path and the file's version), or by a
-    // scan; nullptr when the stream can't be scanned.
+    // From a cache of recently scanned files (keyed by path and the file's version), else from
+    // the index an earlier run kept on disk for this version, else by a scan (then kept on
+    // disk); nullptr when the stream can't be scanned.
     static std::shared_ptr<const PacketIndex> forFile(const QString& path, int stream, int sampleRate);
 };
 

@@ -1,6 +1,7 @@
 #include "platform/lv2/Lv2Plugin.h"
 
 #include "platform/Locations.h"
+#include "platform/SpscRing.h"
 #include "platform/Log.h"
 #include "platform/lv2/Lv2Worker.h"
 #include "platform/lv2/Lv2World.h"
@@ -13,8 +14,10 @@
 #include <cstdarg>
 #include <cstring>
 #include <lilv/lilv.h>
+#include <thread>
 #include <lv2/atom/atom.h>
 #include <lv2/atom/forge.h>
+#include <lv2/atom/util.h>
 #include <lv2/buf-size/buf-size.h>
 #include <lv2/core/lv2.h>
 #include <lv2/event/event.h>
@@ -31,6 +34,8 @@ namespace platform::lv2 {
 namespace {
 
 constexpr uint32_t kAtomCapacity = 16384;  // bytes of one event buffer
+constexpr size_t kEventQueueBytes = 65536;  // atoms between an interface and the audio thread
+constexpr uint32_t kMaxEventBody = 4096;
 constexpr const char* kStateUri = "urn:wavelocker:state";
 
 // Set while a plugin runs on this thread: its log lines are dropped there, since the audio
@@ -52,6 +57,7 @@ struct Port {
     int ordinal;  // among the ports of its kind
     bool midi = false;
     bool time = false;
+    QString symbol;
 };
 
 // 64-bit aligned storage for one atom buffer.
@@ -61,6 +67,39 @@ struct AtomBuffer {
 };
 
 bool isPowerOf2(uint32_t n) { return n && !(n & (n - 1)); }
+
+// Atoms tagged with a port number, between one producer and one consumer thread; each is
+// written whole, so the reader never sees half of one.
+class EventQueue {
+public:
+    static constexpr uint32_t kHeader = 12;  // port, type, size
+
+    EventQueue() : mRing(kEventQueueBytes) {}
+    bool push(uint32_t port, uint32_t type, const void* body, uint32_t size)
+    {
+        if (size > kMaxEventBody || mRing.writable() < kHeader + size)
+            return false;
+        uint8_t record[kHeader + kMaxEventBody];
+        const uint32_t header[3] = {port, type, size};
+        std::memcpy(record, header, kHeader);
+        std::memcpy(record + kHeader, body, size);
+        return mRing.write(std::span<const uint8_t>(record, kHeader + size)) == kHeader + size;
+    }
+    // Into out (kHeader + kMaxEventBody bytes); answers the bytes taken, 0 when empty.
+    uint32_t pop(uint8_t* out)
+    {
+        if (mRing.readable() < kHeader)
+            return 0;
+        mRing.read(std::span<uint8_t>(out, kHeader));
+        uint32_t size = 0;
+        std::memcpy(&size, out + 8, 4);
+        mRing.read(std::span<uint8_t>(out + kHeader, size));
+        return kHeader + size;
+    }
+
+private:
+    SpscRing<uint8_t> mRing;
+};
 
 int logPrintf(LV2_Log_Handle, LV2_URID, const char* format, va_list args)
 {
@@ -94,6 +133,19 @@ struct Plugin::Impl {
     std::vector<float> controls;
     std::unique_ptr<std::atomic<float>[]> requested;
     std::vector<float> mainValues;
+    std::unique_ptr<std::atomic<float>[]> published;  // outputs, after each cycle
+
+    // Atoms from an interface to the plugin and back; the staging area holds one cycle's
+    // worth taken off the queue, so every event input can pick its own.
+    EventQueue toPlugin, fromPlugin;
+    std::vector<uint8_t> staged = std::vector<uint8_t>(kEventQueueBytes + EventQueue::kHeader + kMaxEventBody);
+    size_t stagedBytes = 0;
+    std::atomic<bool> collecting{false};
+
+    // A main-thread call that must not overlap a cycle holds the plugin; a cycle that finds
+    // it held leaves the plugin out rather than wait.
+    std::atomic<bool> inCycle{false};
+    std::atomic<bool> held{false};
 
     struct Instance {
         LilvInstance* instance = nullptr;
@@ -101,6 +153,7 @@ struct Plugin::Impl {
         std::vector<LV2_Feature> featureStore;
         std::vector<const LV2_Feature*> features;
         std::vector<AtomBuffer> atomOut;
+        const LV2_Options_Interface* options = nullptr;
     };
     std::vector<Instance> instances;
     bool split = false;  // one instance a channel
@@ -121,8 +174,9 @@ struct Plugin::Impl {
 
     LV2_Atom_Forge forge{};
     struct Urids {
-        LV2_URID atomChunk, atomSequence, atomFloat, atomInt, atomLong, midiEvent, timePosition, timeFrame,
-            timeSpeed;
+        LV2_URID atomChunk, atomSequence, atomFloat, atomInt, atomLong, atomDouble, midiEvent, timePosition,
+            timeFrame, timeSpeed, timeBar, timeBarBeat, timeBeat, timeBeatUnit, timeBeatsPerBar, timeBeatsPerMinute,
+            maxBlockLength, nominalBlockLength;
     } urid{};
     bool sentTransport = false;
     bool lastRolling = false;
@@ -183,9 +237,24 @@ struct Plugin::Impl {
         pow2F = {LV2_BUF_SIZE__powerOf2BlockLength, nullptr};
         defaultStateF = {LV2_STATE__loadDefaultState, nullptr};
 
-        urid = {world.map(LV2_ATOM__Chunk),      world.map(LV2_ATOM__Sequence), world.map(LV2_ATOM__Float),
-                world.map(LV2_ATOM__Int),        world.map(LV2_ATOM__Long),     world.map(LV2_MIDI__MidiEvent),
-                world.map(LV2_TIME__Position),   world.map(LV2_TIME__frame),    world.map(LV2_TIME__speed)};
+        urid = {world.map(LV2_ATOM__Chunk),
+                world.map(LV2_ATOM__Sequence),
+                world.map(LV2_ATOM__Float),
+                world.map(LV2_ATOM__Int),
+                world.map(LV2_ATOM__Long),
+                world.map(LV2_ATOM__Double),
+                world.map(LV2_MIDI__MidiEvent),
+                world.map(LV2_TIME__Position),
+                world.map(LV2_TIME__frame),
+                world.map(LV2_TIME__speed),
+                world.map(LV2_TIME__bar),
+                world.map(LV2_TIME__barBeat),
+                world.map(LV2_TIME__beat),
+                world.map(LV2_TIME__beatUnit),
+                world.map(LV2_TIME__beatsPerBar),
+                world.map(LV2_TIME__beatsPerMinute),
+                world.map(LV2_BUF_SIZE__maxBlockLength),
+                world.map(LV2_BUF_SIZE__nominalBlockLength)};
         lv2_atom_forge_init(&forge, &map);
     }
 
@@ -202,14 +271,18 @@ struct Plugin::Impl {
 
     int findControl(const QString& symbol) const
     {
-        for (const Port& p : ports) {
-            if (p.kind != Kind::ControlIn)
-                continue;
-            const LilvPort* port = lilv_plugin_get_port_by_index(plugin, p.index);
-            if (QString::fromUtf8(lilv_node_as_string(lilv_port_get_symbol(plugin, port))) == symbol)
+        for (const Port& p : ports)
+            if (p.kind == Kind::ControlIn && p.symbol == symbol)
                 return int(p.index);
-        }
         return -1;
+    }
+
+    const Port* port(uint32_t index) const
+    {
+        for (const Port& p : ports)
+            if (p.index == index)
+                return &p;
+        return nullptr;
     }
 
     void setControl(int index, float value)
@@ -257,6 +330,7 @@ struct Plugin::Impl {
         LV2_Atom_Forge_Frame sequence;
         lv2_atom_forge_sequence_head(&forge, &sequence, 0);
         if (port.time && sendTransport) {
+            const MusicalPosition at = musicalPosition(transport, rate);
             lv2_atom_forge_frame_time(&forge, 0);
             LV2_Atom_Forge_Frame object;
             lv2_atom_forge_object(&forge, &object, 0, urid.timePosition);
@@ -264,7 +338,30 @@ struct Plugin::Impl {
             lv2_atom_forge_long(&forge, int64_t(transport.frame));
             lv2_atom_forge_key(&forge, urid.timeSpeed);
             lv2_atom_forge_float(&forge, transport.rolling ? 1.0f : 0.0f);
+            lv2_atom_forge_key(&forge, urid.timeBar);
+            lv2_atom_forge_long(&forge, at.bar);
+            lv2_atom_forge_key(&forge, urid.timeBarBeat);
+            lv2_atom_forge_float(&forge, float(at.barBeat));
+            lv2_atom_forge_key(&forge, urid.timeBeat);
+            lv2_atom_forge_double(&forge, at.beat);
+            lv2_atom_forge_key(&forge, urid.timeBeatUnit);
+            lv2_atom_forge_int(&forge, transport.beatUnit);
+            lv2_atom_forge_key(&forge, urid.timeBeatsPerBar);
+            lv2_atom_forge_float(&forge, transport.beatsPerBar);
+            lv2_atom_forge_key(&forge, urid.timeBeatsPerMinute);
+            lv2_atom_forge_float(&forge, float(transport.beatsPerMinute));
             lv2_atom_forge_pop(&forge, &object);
+        }
+        // What an interface sent this port, ahead of the MIDI (both at frame 0 or later).
+        for (size_t at = 0; at < stagedBytes;) {
+            uint32_t header[3];
+            std::memcpy(header, staged.data() + at, EventQueue::kHeader);
+            if (header[0] == port.index) {
+                if (!lv2_atom_forge_frame_time(&forge, 0) || !lv2_atom_forge_atom(&forge, header[2], header[1]) ||
+                    !lv2_atom_forge_write(&forge, staged.data() + at + EventQueue::kHeader, header[2]))
+                    break;
+            }
+            at += EventQueue::kHeader + header[2];
         }
         if (port.midi) {
             for (uint32_t i = 0; i < midiCount; ++i) {
@@ -343,7 +440,8 @@ std::unique_ptr<Plugin> Plugin::instantiate(const QString& uri, double sampleRat
     for (uint32_t k = 0; k < count; ++k) {
         const LilvPort* port = lilv_plugin_get_port_by_index(lp, k);
         const bool in = lilv_port_is_a(lp, port, input);
-        Port p{Kind::ControlIn, k, 0};
+        Port p{Kind::ControlIn, k, 0, false, false, {}};
+        p.symbol = QString::fromUtf8(lilv_node_as_string(lilv_port_get_symbol(lp, port)));
         if (lilv_port_is_a(lp, port, audio)) {
             p.kind = in ? Kind::AudioIn : Kind::AudioOut;
             p.ordinal = in ? audioIn++ : audioOut++;
@@ -373,6 +471,7 @@ std::unique_ptr<Plugin> Plugin::instantiate(const QString& uri, double sampleRat
     d.controls.assign(count, 0.0f);
     d.mainValues.assign(count, 0.0f);
     d.requested = std::make_unique<std::atomic<float>[]>(count);
+    d.published = std::make_unique<std::atomic<float>[]>(count);
     for (const Port& p : d.ports)
         if (p.kind == Kind::ControlIn) {
             const float v = std::isnan(defaults[p.index]) ? 0.0f : defaults[p.index];
@@ -398,6 +497,8 @@ std::unique_ptr<Plugin> Plugin::instantiate(const QString& uri, double sampleRat
         const auto* iface = static_cast<const LV2_Worker_Interface*>(
             lilv_instance_get_extension_data(inst.instance, LV2_WORKER__interface));
         inst.worker->attach(lilv_instance_get_handle(inst.instance), iface);
+        inst.options = static_cast<const LV2_Options_Interface*>(
+            lilv_instance_get_extension_data(inst.instance, LV2_OPTIONS__interface));
         inst.atomOut.resize(size_t(atomOut));
         for (const Port& p : d.ports) {
             void* buffer = nullptr;
@@ -486,6 +587,12 @@ void Plugin::process(float* const* buffers, uint32_t frames, const HostMidiEvent
     Impl& s = *d;
     if (frames == 0 || frames > uint32_t(s.maxBlock))
         return;
+    // seq_cst on both flags: either the holder sees this cycle, or this cycle sees the hold.
+    s.inCycle.store(true);
+    if (s.held.load()) {
+        s.inCycle.store(false);
+        return;
+    }
     tProcessing = true;
     for (const Port& p : s.ports)
         if (p.kind == Kind::ControlIn)
@@ -496,6 +603,13 @@ void Plugin::process(float* const* buffers, uint32_t frames, const HostMidiEvent
     s.sentTransport = true;
     s.lastRolling = transport.rolling;
     s.expectedFrame = transport.frame + (transport.rolling ? frames : 0);
+    s.stagedBytes = 0;
+    while (s.stagedBytes + EventQueue::kHeader + kMaxEventBody <= s.staged.size()) {
+        const uint32_t taken = s.toPlugin.pop(s.staged.data() + s.stagedBytes);
+        if (!taken)
+            break;
+        s.stagedBytes += taken;
+    }
     for (const Port& p : s.ports)
         if (p.kind == Kind::AtomIn)
             s.fillEvents(s.atomIn[size_t(p.ordinal)], p, midi, midiCount, transport, sendTransport);
@@ -544,7 +658,138 @@ void Plugin::process(float* const* buffers, uint32_t frames, const HostMidiEvent
         std::memcpy(buffers[1], buffers[0], frames * sizeof(float));
     if (s.latencyPort >= 0)
         mLatency.store(uint32_t(std::max(0.0f, s.controls[size_t(s.latencyPort)])), std::memory_order_relaxed);
+    for (const Port& p : s.ports)
+        if (p.kind == Kind::ControlOut)
+            s.published[p.index].store(s.controls[p.index], std::memory_order_relaxed);
+    if (s.collecting.load(std::memory_order_relaxed)) {
+        Impl::Instance& first = s.instances.front();
+        for (const Port& p : s.ports) {
+            if (p.kind != Kind::AtomOut)
+                continue;
+            auto* sequence = reinterpret_cast<LV2_Atom_Sequence*>(first.atomOut[size_t(p.ordinal)].atom());
+            if (sequence->atom.type != s.urid.atomSequence || sequence->atom.size > kAtomCapacity - sizeof(LV2_Atom))
+                continue;
+            LV2_ATOM_SEQUENCE_FOREACH (sequence, ev)
+                s.fromPlugin.push(p.index, ev->body.type, LV2_ATOM_BODY_CONST(&ev->body), ev->body.size);
+        }
+    }
     tProcessing = false;
+    s.inCycle.store(false);
+}
+
+MusicalPosition musicalPosition(const Transport& transport, double sampleRate)
+{
+    MusicalPosition at;
+    if (sampleRate <= 0 || transport.beatsPerMinute <= 0 || transport.beatsPerBar <= 0)
+        return at;
+    at.beat = transport.frame / sampleRate * transport.beatsPerMinute / 60.0;
+    at.bar = int64_t(std::floor(at.beat / transport.beatsPerBar));
+    at.barBeat = at.beat - double(at.bar) * transport.beatsPerBar;
+    return at;
+}
+
+uint32_t Plugin::portCount() const { return uint32_t(d->controls.size()); }
+
+QString Plugin::portSymbol(uint32_t index) const
+{
+    const Port* p = d->port(index);
+    return p ? p->symbol : QString();
+}
+
+bool Plugin::isControlInput(uint32_t index) const
+{
+    const Port* p = d->port(index);
+    return p && p->kind == Kind::ControlIn;
+}
+
+bool Plugin::isControlOutput(uint32_t index) const
+{
+    const Port* p = d->port(index);
+    return p && p->kind == Kind::ControlOut;
+}
+
+bool Plugin::isEventInput(uint32_t index) const
+{
+    const Port* p = d->port(index);
+    return p && p->kind == Kind::AtomIn;
+}
+
+bool Plugin::setControlValue(uint32_t index, float value)
+{
+    return isControlInput(index) && setControlValue(d->port(index)->symbol, value);
+}
+
+float Plugin::portValue(uint32_t index) const
+{
+    if (isControlInput(index))
+        return d->mainValues[index];
+    if (isControlOutput(index))
+        return d->published[index].load(std::memory_order_relaxed);
+    return 0.0f;
+}
+
+bool Plugin::sendEvent(uint32_t portIndex, uint32_t type, const void* body, uint32_t size)
+{
+    return isEventInput(portIndex) && d->toPlugin.push(portIndex, type, body, size);
+}
+
+void Plugin::setCollectingOutputEvents(bool on)
+{
+    d->collecting.store(on, std::memory_order_relaxed);
+    if (!on) {
+        OutputEvent dropped;
+        while (takeOutputEvent(&dropped)) {
+        }
+    }
+}
+
+bool Plugin::takeOutputEvent(OutputEvent* event)
+{
+    uint8_t record[EventQueue::kHeader + kMaxEventBody];
+    const uint32_t taken = d->fromPlugin.pop(record);
+    if (!taken)
+        return false;
+    uint32_t header[3];
+    std::memcpy(header, record, EventQueue::kHeader);
+    event->port = header[0];
+    event->type = header[1];
+    event->body = QByteArray(reinterpret_cast<const char*>(record + EventQueue::kHeader), int(header[2]));
+    return true;
+}
+
+uint32_t Plugin::blockLength() const { return uint32_t(d->nominalBlock); }
+
+bool Plugin::runsAt(uint32_t frames) const
+{
+    return frames > 0 && frames <= uint32_t(d->maxBlock) && (!mFixedBlocks || uint32_t(d->nominalBlock) == frames);
+}
+
+bool Plugin::setBlockLength(uint32_t frames)
+{
+    Impl& s = *d;
+    if (frames == 0 || frames > uint32_t(s.maxBlock))
+        return false;
+    if (int32_t(frames) == s.nominalBlock)
+        return true;
+    const bool told = std::all_of(s.instances.begin(), s.instances.end(),
+                                  [](const Impl::Instance& i) { return i.options && i.options->set; });
+    if (mFixedBlocks && (!told || !isPowerOf2(frames)))
+        return false;
+    s.held.store(true);
+    while (s.inCycle.load())
+        std::this_thread::yield();
+    s.nominalBlock = int32_t(frames);
+    if (told) {
+        const LV2_URID intType = s.world.map(LV2_ATOM__Int);
+        const LV2_Options_Option changed[] = {
+            {LV2_OPTIONS_INSTANCE, 0, s.urid.nominalBlockLength, sizeof(int32_t), intType, &s.nominalBlock},
+            {LV2_OPTIONS_INSTANCE, 0, s.urid.maxBlockLength, sizeof(int32_t), intType, &s.maxBlock},
+            {LV2_OPTIONS_INSTANCE, 0, 0, 0, 0, nullptr}};
+        for (Impl::Instance& inst : s.instances)
+            inst.options->set(lilv_instance_get_handle(inst.instance), changed);
+    }
+    s.held.store(false);
+    return true;
 }
 
 }  // namespace platform::lv2

@@ -6,7 +6,7 @@
 
 namespace platform::lv2 {
 
-// One input control port of a plugin, as its description gives it.
+// One control port of a plugin, as its description gives it.
 struct ControlPort {
     uint32_t index = 0;
     QString symbol;
@@ -26,6 +26,7 @@ struct PluginInfo {
     QString uri;
     QString name;
     QString bundlePath;  // the bundle's folder, with a trailing slash
+    QString binaryPath;  // the plugin's code
     QString classLabel;  // "Reverb Plugin", "Instrument Plugin", ...
     QString iconPath;    // a picture the bundle ships, or empty
     int audioInputs = 0;
@@ -35,7 +36,8 @@ struct PluginInfo {
     bool instrument = false;    // classed as an instrument
     bool hasLatency = false;
     bool hasUi = false;         // ships an X11 interface
-    QList<ControlPort> controls;
+    QList<ControlPort> controls;  // inputs, in port order
+    QList<ControlPort> outputs;   // what the plugin reports (levels, gain reduction ...)
 
     const ControlPort* control(const QString& symbol) const
     {

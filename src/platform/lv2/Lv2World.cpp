@@ -129,6 +129,7 @@ void World::scan()
         info.bundlePath = localPath(lilv_plugin_get_bundle_uri(p));
         if (!info.bundlePath.endsWith(QLatin1Char('/')))
             info.bundlePath += QLatin1Char('/');
+        info.binaryPath = localPath(lilv_plugin_get_library_uri(p));
         const LilvPluginClass* cls = lilv_plugin_get_class(p);
         info.classLabel = cls ? text(lilv_plugin_class_get_label(cls)) : QString();
         info.instrument = cls && lilv_node_equals(lilv_plugin_class_get_uri(cls), instrumentClass);
@@ -145,7 +146,7 @@ void World::scan()
                     info.midiInput = true;
                 if (lilv_port_supports_event(p, port, timePosition))
                     info.timePosition = true;
-            } else if (isInput && lilv_port_is_a(p, port, controlPort)) {
+            } else if (lilv_port_is_a(p, port, controlPort)) {
                 if (lilv_port_has_property(p, port, notOnGui))
                     continue;
                 ControlPort c;
@@ -175,7 +176,7 @@ void World::scan()
                     std::sort(c.scalePoints.begin(), c.scalePoints.end(),
                               [](const auto& a, const auto& b) { return a.first < b.first; });
                 }
-                info.controls.append(c);
+                (isInput ? info.controls : info.outputs).append(c);
             }
         }
         if (LilvUIs* uis = lilv_plugin_get_uis(p)) {
@@ -218,6 +219,23 @@ const char* World::unmap(uint32_t id)
 {
     std::lock_guard lock(mMapMutex);
     return id >= 1 && id <= mUris.size() ? mUris[id - 1]->constData() : nullptr;
+}
+
+void World::skip(const QString& which, const QString& why)
+{
+    const QString uri = which;  // which may name an entry this removes
+    log(QStringLiteral("Skipping plugin %1 from now on: %2").arg(uri, why));
+    // The child that crashed left its loading mark in the settings we share.
+    Settings::sync();
+    if (Settings::value(QLatin1String(kLoadingKey)).toString() == uri)
+        Settings::remove(QLatin1String(kLoadingKey));
+    QStringList skipped = Settings::value(QLatin1String(kSkippedKey)).toStringList();
+    if (!skipped.contains(uri))
+        skipped << uri;
+    Settings::setValue(QLatin1String(kSkippedKey), skipped);
+    Settings::sync();
+    std::erase_if(mPlugins, [&](const PluginInfo& p) { return p.uri == uri; });
+    mLilvPlugins.remove(uri);
 }
 
 void World::markLoading(const QString& uri)

@@ -43,6 +43,9 @@ public:
     // The crash guard around loading a plugin's code.
     static void markLoading(const QString& uri);
     static void clearLoading();
+    // Leaves a plugin out from now on (it crashed or hung while a child process loaded it),
+    // with the reason logged.
+    void skip(const QString& uri, const QString& why);
 
 private:
     World();

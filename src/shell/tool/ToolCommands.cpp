@@ -51,6 +51,9 @@ const QList<Command>& commands()
                     "                           run a file through up to three plugin effects, in order, into a\n"
                     "                           32-bit float WAVE file",
          runProcess},
+        {"check-unit", "check-unit URI [--rate HZ] [--frames N]\n"
+                       "                           load a plugin unit and run it briefly; exit status 0 when it runs",
+         runCheckUnit},
     };
     return list;
 }

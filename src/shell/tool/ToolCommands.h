@@ -31,5 +31,6 @@ int runPaste(const QStringList& args);
 int runPasteboards(const QStringList& args);
 int runUnits(const QStringList& args);
 int runProcess(const QStringList& args);
+int runCheckUnit(const QStringList& args);
 
 }  // namespace tool
