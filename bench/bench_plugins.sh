@@ -2,7 +2,8 @@
 # Hosted plugins: CPU time per 512-frame buffer of a three-effect chain (mda Overdrive, swh
 # amp run once a channel, mda Delay) in `wavelocker-tool process`, against the reference
 # offline host lv2file running the same three plugins one after another in blocks of 512;
-# then the time to scan every installed plugin (`wavelocker-tool units`).
+# then the time to scan every installed plugin (`wavelocker-tool units`), and the check a
+# plugin gets in a child process before the program first loads it (`check-unit`).
 set -euo pipefail
 . "$(dirname "$0")/common.sh"
 TOOL="$BIN/wavelocker-tool"
@@ -48,3 +49,5 @@ echo "  per 512-frame buffer: wavelocker $(echo "$ours * 1000000 / $buffers" | b
 count=$("$TOOL" units | wc -l)
 scan=$(seconds "$TOOL" units)
 echo "plugin scan: $count plugins in ${scan} s (tool start included)"
+check=$(seconds "$TOOL" check-unit $OD --frames $BUFFER)
+echo "first load check in a child process: ${check} s (once per plugin version, tool start included)"

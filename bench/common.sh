@@ -12,6 +12,14 @@ seconds() {
   done
   printf '%.3f' "$best"
 }
+# once CMD...: wall-clock seconds of a single run (a first open, which later runs can't repeat)
+once() {
+  local start end
+  start=$(date +%s.%N)
+  "$@" >/dev/null 2>&1
+  end=$(date +%s.%N)
+  printf '%.3f' "$(echo "$end - $start" | bc -l)"
+}
 # ratio A B: A / B with three decimals
 ratio() { printf '%.3f' "$(echo "$1 / $2" | bc -l)"; }
 # peak_kib CMD...: peak resident memory of one run, in KiB

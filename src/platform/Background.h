@@ -8,12 +8,17 @@
 
 namespace platform {
 
-// Runs job on the background pool and hands its result to done on the main thread, unless
-// context (an object of the main thread) is gone by then. The result is moved across.
+// Threads for work that mostly waits on the network: a transfer that runs for minutes there
+// never holds up the short jobs of the shared pool (waveforms, imports, hashes).
+QThreadPool* waitingPool();
+
+// Runs job on the background pool (or the one given) and hands its result to done on the
+// main thread, unless context (an object of the main thread) is gone by then. The result is
+// moved across.
 template <typename Job, typename Done>
-void runInBackground(QObject* context, Job job, Done done)
+void runInBackground(QObject* context, Job job, Done done, QThreadPool* pool = QThreadPool::globalInstance())
 {
-    QThreadPool::globalInstance()->start(
+    pool->start(
         [context = QPointer<QObject>(context), job = std::move(job), done = std::move(done)]() mutable {
             // The context is looked at on the main thread only, where it is deleted.
             if constexpr (std::is_void_v<std::invoke_result_t<Job&>>) {

@@ -2,11 +2,27 @@
 #include <QByteArray>
 #include <QMap>
 #include <QString>
+#include <memory>
 #include <vector>
 
 namespace platform {
 
-// One file part of a multipart body, spooled to a temporary file while it arrived.
+// A received file that has no name yet (PartFile::createUnnamed): a handler links it where it
+// belongs; closed, and so gone unless linked, with its last holder.
+class UnnamedFile {
+public:
+    explicit UnnamedFile(int fd) : mFd(fd) {}
+    ~UnnamedFile();
+    UnnamedFile(const UnnamedFile&) = delete;
+    UnnamedFile& operator=(const UnnamedFile&) = delete;
+    int fd() const { return mFd; }
+
+private:
+    int mFd;
+};
+
+// One file part of a multipart body, spooled while it arrived: to a file without a name where
+// the file system has them, else to a named temporary file.
 struct UploadedFile {
     QString fieldName;
     QString fileName;       // as the client named it
@@ -15,6 +31,9 @@ struct UploadedFile {
     qint64 size = 0;
     QString error;          // why the part could not be stored (disk full, ...); then no temporary file
     int status = 500;       // the status for that error: 413 past the upload quota
+    std::shared_ptr<UnnamedFile> unnamed = nullptr;  // instead of temporaryPath: the bytes, in a file of no name
+
+    bool received() const { return unnamed || !temporaryPath.isEmpty(); }
 };
 
 // A request as the route handlers see it: arguments decoded, file parts already on disk.

@@ -129,6 +129,19 @@ HttpRequest toRequest(const httplib::Request& req)
     return r;
 }
 
+// The request the gate let through, as it saw it, for the route to take instead of
+// converting the line and headers again; this thread's current request only.
+thread_local std::optional<HttpRequest> tChecked;
+
+HttpRequest takeRequest(const httplib::Request& req)
+{
+    if (!tChecked)
+        return toRequest(req);
+    HttpRequest request = std::move(*tChecked);
+    tChecked.reset();
+    return request;
+}
+
 bool compressible(const QByteArray& type)
 {
     return type.startsWith("text/") || type.contains("json") || type.contains("javascript") || type.contains("xml");
@@ -183,10 +196,11 @@ void sendFile(const httplib::Request& req, httplib::Response& res, const HttpRes
     }
     const bool gzip = req.ranges.empty() && compressible(r.contentType)
                       && req.get_header_value("Accept-Encoding").find("gzip") != std::string::npos;
-    auto readInto = [file](size_t offset, size_t length, httplib::DataSink& sink) {
-        std::string buffer(std::min(length, kFileChunkBytes), '\0');
-        const ssize_t n = ::pread(file->fd(), buffer.data(), buffer.size(), off_t(offset));
-        return n > 0 && sink.write(buffer.data(), size_t(n));
+    // One buffer for the whole response, never cleared: each piece is read over the last.
+    auto buffer = std::shared_ptr<char[]>(std::make_unique_for_overwrite<char[]>(kFileChunkBytes));
+    auto readInto = [file, buffer](size_t offset, size_t length, httplib::DataSink& sink) {
+        const ssize_t n = ::pread(file->fd(), buffer.get(), std::min(length, kFileChunkBytes), off_t(offset));
+        return n > 0 && sink.write(buffer.get(), size_t(n));
     };
     if (gzip) {
         // Only a stream of unknown length is compressed on the way out.
@@ -257,7 +271,7 @@ struct HttpServer::Impl {
 
     void handle(const Handler& handler, const httplib::Request& req, httplib::Response& res)
     {
-        HttpRequest request = toRequest(req);
+        HttpRequest request = takeRequest(req);
         apply(req, res, handler(request));
     }
 
@@ -326,7 +340,7 @@ struct HttpServer::Impl {
                            withinLimits ? QStringLiteral("Incomplete request body") : QStringLiteral("Request fields too large"));
             return;
         }
-        HttpRequest request = toRequest(req);
+        HttpRequest request = takeRequest(req);
         spool.finish(request);
         const HttpResponse response = handler(request);
         removeTemporaryFiles(request);
@@ -336,7 +350,7 @@ struct HttpServer::Impl {
     void handleRawPost(const RawHandler& handler, const httplib::Request& req, httplib::Response& res,
                        const httplib::ContentReader& reader)
     {
-        HttpRequest request = toRequest(req);
+        HttpRequest request = takeRequest(req);
         bool read = false;
         bool complete = false;
         const BodyReader body = [&](const std::function<bool(const char*, size_t)>& receive) {
@@ -387,9 +401,12 @@ struct HttpServer::Impl {
         });
         if (gate) {
             s.set_pre_routing_handler([this](const httplib::Request& req, httplib::Response& res) {
-                const std::optional<HttpResponse> refusal = gate(toRequest(req));
-                if (!refusal)
+                HttpRequest checked = toRequest(req);
+                const std::optional<HttpResponse> refusal = gate(checked);
+                if (!refusal) {
+                    tChecked = std::move(checked);
                     return httplib::Server::HandlerResponse::Unhandled;
+                }
                 // A refused body is never read: the connection cannot carry another request.
                 res.set_header("Connection", "close");
                 HttpServerFront::closeAfterThisResponse();
@@ -435,8 +452,10 @@ bool HttpServer::start(const QString& host, const QList<int>& ports)
     RoutedServer* raw = server.get();
     auto front = std::make_unique<HttpServerFront>([raw](httplib::Stream& stream, bool close, bool& closed) {
         tStream = &stream;
+        tChecked.reset();
         const bool served = raw->serve(stream, close, closed);
         tStream = nullptr;
+        tChecked.reset();
         return served;
     });
     front->setTls(d->tls);

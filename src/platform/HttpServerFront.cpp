@@ -38,6 +38,8 @@ constexpr size_t kReadChunk = 16 * 1024;
 constexpr int kWaitMs = 250;
 // How long a worker looks for the next request on a kept-alive connection before handing it back.
 constexpr int kNextRequestWaitMs = 2;
+// Small writes of one response (its header, a short body) leave together in one packet.
+constexpr size_t kWriteGather = 16 * 1024;
 
 thread_local bool tCloseAfterResponse = false;
 
@@ -93,6 +95,9 @@ struct Connection {
     int lines = 0;
     Clock::time_point deadline;
     int requests = 0;
+    // The parser asks for both ends' addresses at every request; they never change.
+    std::string remoteIp, localIp;
+    int remotePort = -1, localPort = -1;
 };
 
 int waitFor(int fd, short events, int timeoutMs)
@@ -178,12 +183,17 @@ public:
 
     bool is_readable() const override
     {
+        // The client may be waiting for what we gathered ("100 Continue") before it sends more.
+        if (!flush())
+            return false;
         return mOffset < mConnection.buffer.size() || (mConnection.ssl && SSL_pending(mConnection.ssl.get()) > 0)
                || waitForClient(POLLIN);
     }
     bool is_writable() const override { return waitForClient(POLLOUT); }
     ssize_t read(char* ptr, size_t size) override
     {
+        if (!flush())
+            return -1;
         std::string& buffer = mConnection.buffer;
         if (mOffset >= buffer.size()) {
             buffer.clear();
@@ -206,6 +216,56 @@ public:
     }
     ssize_t write(const char* ptr, size_t size) override
     {
+        if (mGathered.size() + size <= kWriteGather) {
+            mGathered.append(ptr, size);
+            return ssize_t(size);
+        }
+        if (!flush())
+            return -1;
+        if (size < kWriteGather) {
+            mGathered.assign(ptr, size);
+            return ssize_t(size);
+        }
+        return sendAll(ptr, size) ? ssize_t(size) : -1;
+    }
+    // Sends what small writes gathered; the server calls it when the response is complete.
+    bool flush() const
+    {
+        const std::string gathered = std::move(mGathered);
+        mGathered.clear();
+        return gathered.empty() || sendAll(gathered.data(), gathered.size());
+    }
+    void get_remote_ip_and_port(std::string& ip, int& port) const override
+    {
+        if (mConnection.remotePort < 0) {
+            sockaddr_storage address{};
+            socklen_t length = sizeof address;
+            mConnection.remotePort = 0;
+            if (::getpeername(fd(), reinterpret_cast<sockaddr*>(&address), &length) == 0)
+                mConnection.remoteIp = addressText(address, &mConnection.remotePort);
+        }
+        ip = mConnection.remoteIp;
+        port = mConnection.remotePort;
+    }
+    void get_local_ip_and_port(std::string& ip, int& port) const override
+    {
+        if (mConnection.localPort < 0) {
+            sockaddr_storage address{};
+            socklen_t length = sizeof address;
+            mConnection.localPort = 0;
+            if (::getsockname(fd(), reinterpret_cast<sockaddr*>(&address), &length) == 0)
+                mConnection.localIp = addressText(address, &mConnection.localPort);
+        }
+        ip = mConnection.localIp;
+        port = mConnection.localPort;
+    }
+    socket_t socket() const override { return fd(); }
+
+private:
+    int fd() const { return mConnection.socket.get(); }
+
+    bool sendAll(const char* ptr, size_t size) const
+    {
         size_t sent = 0;
         while (sent < size) {
             short wait = POLLOUT;
@@ -217,33 +277,13 @@ public:
                 continue;
             } else if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
                 if (!waitForClient(wait))
-                    return -1;
+                    return false;
             } else {
-                return -1;
+                return false;
             }
         }
-        return ssize_t(size);
+        return true;
     }
-    void get_remote_ip_and_port(std::string& ip, int& port) const override
-    {
-        sockaddr_storage address{};
-        socklen_t length = sizeof address;
-        port = 0;
-        if (::getpeername(fd(), reinterpret_cast<sockaddr*>(&address), &length) == 0)
-            ip = addressText(address, &port);
-    }
-    void get_local_ip_and_port(std::string& ip, int& port) const override
-    {
-        sockaddr_storage address{};
-        socklen_t length = sizeof address;
-        port = 0;
-        if (::getsockname(fd(), reinterpret_cast<sockaddr*>(&address), &length) == 0)
-            ip = addressText(address, &port);
-    }
-    socket_t socket() const override { return fd(); }
-
-private:
-    int fd() const { return mConnection.socket.get(); }
 
     // Waits within what is left of the window; the time spent waiting counts against it.
     bool waitForClient(short events) const
@@ -283,6 +323,7 @@ private:
     }
 
     Connection& mConnection;
+    mutable std::string mGathered;
     size_t mOffset = 0;
     const int mWindowMs;
     mutable int mStalledMs = 0;
@@ -522,6 +563,7 @@ struct HttpServerFront::Impl {
             {
                 ConnectionStream stream(*c, transferWindowSeconds);
                 ok = serve(stream, last, closed);
+                ok = stream.flush() && ok;
             }
             const bool keep = ok && !closed && !last && !tCloseAfterResponse && !stopping;
             if (keep && nextHeaderArrived(*c))

@@ -32,6 +32,10 @@ constexpr long kConnectTimeoutSeconds = 30;
 constexpr qint64 kMaxKeptAnswerBytes = 1024 * 1024;
 constexpr int kMaxIdleHandles = 4;
 constexpr auto kProgressInterval = std::chrono::milliseconds(50);
+// An answer file is written to be kept, and its keeper makes it durable (fsync) before it takes
+// its name: its pages are sent to the disk every this many bytes while the rest still comes, so
+// that little is left to write then.
+constexpr qint64 kWriteBackBytes = 8 * 1024 * 1024;
 
 struct CurlApi {
     CURLcode (*globalInit)(long);
@@ -186,6 +190,7 @@ struct Exchange {
     qint64 bodyPosition = 0;  // within the range
     Descriptor answer;
     bool answerToFile = false;
+    qint64 writtenBack = 0;  // answer bytes whose write-back has been started
     bool statusKnown = false;
     HttpTransfer::Result result;
     std::chrono::steady_clock::time_point lastProgress;
@@ -263,6 +268,11 @@ size_t takeAnswer(char* data, size_t size, size_t count, void* user)
     if (r.answerTap)
         r.answerTap(data, qint64(length));
     x->result.answerBytes += qint64(length);
+    if (x->result.answerBytes - x->writtenBack >= kWriteBackBytes) {
+        // Starts the write-back without waiting for it; a failure shows at the keeper's fsync.
+        ::sync_file_range(x->answer.fd, x->writtenBack, x->result.answerBytes - x->writtenBack, SYNC_FILE_RANGE_WRITE);
+        x->writtenBack = x->result.answerBytes;
+    }
     return length;
 }
 
@@ -411,7 +421,8 @@ bool HttpTransfer::start(Request request, Progress progress, Done done)
                 return;
             mState.reset();
             done(result);
-        });
+        },
+        waitingPool());
     return true;
 }
 

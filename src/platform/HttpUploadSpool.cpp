@@ -11,9 +11,12 @@
 #include <unistd.h>
 
 namespace platform {
-namespace {
 
-}  // namespace
+UnnamedFile::~UnnamedFile()
+{
+    if (mFd >= 0)
+        ::close(mFd);
+}
 
 HttpUploadSpool::HttpUploadSpool(QString uploadFolder, qint64 quota) : mFolder(std::move(uploadFolder)), mQuota(quota) {}
 
@@ -35,12 +38,20 @@ bool HttpUploadSpool::beginPart(const QString& name, const QString& fileName, co
         return false;
     mCurrent = UploadedFile{name, fileName, contentType, {}, 0, {}};
     mInFile = true;
+    // Without a name, nothing of it can be left behind; the handler links it into place.
+    if (const int fd = PartFile::createUnnamed(mFolder); fd >= 0) {
+        mUnnamed = std::make_shared<UnnamedFile>(fd);
+        mCurrent.unnamed = mUnnamed;
+        mFd = fd;
+        return true;
+    }
     // Locked while this request lives, so that a start-up clean-up elsewhere leaves it alone.
     mPart = PartFile::create(mFolder);
     if (!mPart) {
         mCurrent.error = QString::fromLocal8Bit(std::strerror(errno));
     } else {
         mCurrent.temporaryPath = mPart->path();
+        mFd = mPart->fd();
     }
     return true;
 }
@@ -62,7 +73,7 @@ bool HttpUploadSpool::write(const char* data, size_t length)
         mOverQuota = true;
         return false;
     }
-    if (!mPart)
+    if (mFd < 0)
         return true;
     // Small pieces are gathered into large writes; large ones go straight to the file.
     if (!mPending.isEmpty() && mPending.size() + qsizetype(length) > kFlushBytes)
@@ -85,15 +96,18 @@ void HttpUploadSpool::flush()
 
 void HttpUploadSpool::writeOut(const char* data, size_t length)
 {
-    while (mPart && length > 0) {
-        const ssize_t n = ::write(mPart->fd(), data, length);
+    while (mFd >= 0 && length > 0) {
+        const ssize_t n = ::write(mFd, data, length);
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0) {
             // Keep draining the body so the client reads our answer instead of a reset.
             mCurrent.error = QString::fromLocal8Bit(std::strerror(n < 0 ? errno : ENOSPC));
             mPart.reset();
+            mUnnamed.reset();
+            mCurrent.unnamed.reset();
             mCurrent.temporaryPath.clear();
+            mFd = -1;
             break;
         }
         data += n;
@@ -119,7 +133,10 @@ void HttpUploadSpool::endPart()
         flush();
         if (mPart)
             mHeld.push_back(std::move(mPart));
+        mUnnamed.reset();
+        mFd = -1;
         mFiles.push_back(mCurrent);
+        mCurrent = UploadedFile{};
         mInFile = false;
     }
 }

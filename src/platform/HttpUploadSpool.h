@@ -51,7 +51,9 @@ private:
     QString mFieldName;
     QByteArray mFieldValue;
     bool mInField = false;
-    std::unique_ptr<PartFile> mPart;  // the file part being received
+    std::unique_ptr<PartFile> mPart;  // the file part being received, when it has a name
+    std::shared_ptr<UnnamedFile> mUnnamed;  // or without one
+    int mFd = -1;                      // where its bytes go
     std::vector<std::unique_ptr<PartFile>> mHeld;  // received ones, locked until the request ends
     QByteArray mPending;  // file bytes not yet written
     UploadedFile mCurrent;

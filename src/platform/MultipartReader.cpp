@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
-#include <regex>
+#include <optional>
+#include <string_view>
 
 namespace platform {
 namespace {
@@ -25,6 +26,72 @@ std::string trimmed(const char* text, size_t length)
     while (length > first && (text[length - 1] == ' ' || text[length - 1] == '\t'))
         --length;
     return std::string(text + first, length - first);
+}
+
+bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '\v'; }
+bool hasLineBreak(std::string_view text) { return text.find_first_of("\r\n") != std::string_view::npos; }
+
+// Takes prefix (any case) off the front of text.
+bool consume(std::string_view& text, std::string_view prefix)
+{
+    if (text.size() < prefix.size() || ::strncasecmp(text.data(), prefix.data(), prefix.size()) != 0)
+        return false;
+    text.remove_prefix(prefix.size());
+    return true;
+}
+
+void skipSpace(std::string_view& text)
+{
+    while (!text.empty() && isSpace(text.front()))
+        text.remove_prefix(1);
+}
+
+// What may follow a closing quote: nothing, or more parameters after a ";".
+bool endsOrMoreParameters(std::string_view rest)
+{
+    if (rest.empty())
+        return true;
+    if (rest.front() != ';')
+        return false;
+    rest.remove_prefix(1);
+    skipSpace(rest);
+    return !hasLineBreak(rest);
+}
+
+// 'Content-Disposition: form-data; name="N"[; filename="F"][; ...]', read as a browser writes it
+// and as the HTTP library reads it: the name ends at the first quote after which the line can
+// still be read this way, and likewise the file name.
+std::optional<std::pair<std::string, std::string>> parseDisposition(std::string_view line)
+{
+    if (!consume(line, "content-disposition:"))
+        return std::nullopt;
+    skipSpace(line);
+    if (!consume(line, "form-data;"))
+        return std::nullopt;
+    skipSpace(line);
+    if (!consume(line, "name=\""))
+        return std::nullopt;
+    for (size_t quote = line.find('"'); quote != std::string_view::npos; quote = line.find('"', quote + 1)) {
+        const std::string_view name = line.substr(0, quote);
+        if (hasLineBreak(name))
+            break;
+        std::string_view rest = line.substr(quote + 1);
+        if (!rest.empty() && rest.front() == ';') {
+            std::string_view file = rest.substr(1);
+            skipSpace(file);
+            if (consume(file, "filename=\"")) {
+                for (size_t end = file.find('"'); end != std::string_view::npos; end = file.find('"', end + 1)) {
+                    if (hasLineBreak(file.substr(0, end)))
+                        break;
+                    if (endsOrMoreParameters(file.substr(end + 1)))
+                        return std::pair(std::string(name), std::string(file.substr(0, end)));
+                }
+            }
+        }
+        if (endsOrMoreParameters(rest))
+            return std::pair(std::string(name), std::string());
+    }
+    return std::nullopt;
 }
 
 }  // namespace
@@ -83,9 +150,6 @@ bool MultipartReader::fill()
 // the type count; other lines are passed over.
 void MultipartReader::parseHeader(size_t length, PartHeader& header) const
 {
-    static const std::regex disposition(
-        R"~(^Content-Disposition:\s*form-data;\s*name="(.*?)"(?:;\s*filename="(.*?)")?(?:;\s*.*)?$)~",
-        std::regex_constants::icase);
     const char* text = mBuffer.get() + mBegin;
     for (size_t start = 0; start < length;) {
         const char* line = text + start;
@@ -96,10 +160,9 @@ void MultipartReader::parseHeader(size_t length, PartHeader& header) const
         if (startsWithNoCase(line, content, "content-type:")) {
             header.contentType = trimmed(line + 13, content - 13);
         } else if (startsWithNoCase(line, content, "content-disposition:")) {
-            std::cmatch match;
-            if (std::regex_match(line, line + content, match, disposition)) {
-                header.name = match[1].str();
-                header.filename = match[2].str();
+            if (const auto names = parseDisposition(std::string_view(line, content))) {
+                header.name = names->first;
+                header.filename = names->second;
             }
         }
     }

@@ -241,6 +241,39 @@ std::unique_ptr<PartFile> PartFile::create(const QString& folder, const QString&
     return std::unique_ptr<PartFile>(new PartFile(std::move(path), fd));
 }
 
+int PartFile::createUnnamed(const QString& folder)
+{
+    return ::open(encoded(folder).constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0644);
+}
+
+bool PartFile::linkUnnamed(int fd, const QString& target)
+{
+    const QByteArray proc = QByteArray("/proc/self/fd/") + QByteArray::number(fd);
+    return ::linkat(AT_FDCWD, proc.constData(), AT_FDCWD, encoded(target).constData(), AT_SYMLINK_FOLLOW) == 0;
+}
+
+std::unique_ptr<PartFile> PartFile::nameUnnamed(int fd, const QString& folder)
+{
+    const int own = ::fcntl(fd, F_DUPFD_CLOEXEC, 0);
+    if (own < 0) {
+        platform::log(QStringLiteral("Could not create a temporary file in %1").arg(folder));
+        return nullptr;
+    }
+    recordFolder(folder);
+    // Locked before its name appears, so no clean-up can see it unlocked.
+    ::flock(own, LOCK_EX | LOCK_NB);
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        const QString candidate = QStringLiteral("%1/%2%3").arg(folder, kPrefix).arg(QRandomGenerator::system()->generate64(), 16, 16, QLatin1Char('0'));
+        if (linkUnnamed(own, candidate))
+            return std::unique_ptr<PartFile>(new PartFile(candidate, own));
+        if (errno != EEXIST)
+            break;
+    }
+    ::close(own);
+    platform::log(QStringLiteral("Could not create a temporary file in %1").arg(folder));
+    return nullptr;
+}
+
 PartFile::~PartFile()
 {
     if (!mCommitted && sameFile(mFd, mPath))

@@ -27,6 +27,15 @@ public:
     // its name appears, so no clean-up can see it unlocked. The descriptor, or -1 (logged).
     static int createLocked(const QString& folder, const std::function<QString()>& nextName, QString* path);
 
+    // An open file with no name at all in folder's file system: it is gone with its last
+    // descriptor, so a kill leaves nothing behind. -1 where the file system has no such files.
+    static int createUnnamed(const QString& folder);
+    // Gives such a file the name target, only when the name is free (errno EEXIST when taken).
+    static bool linkUnnamed(int fd, const QString& target);
+    // Gives such a file a part file's name in folder (its own file system), locked like create()'s;
+    // the descriptor stays the caller's. Null, logged, when it can't.
+    static std::unique_ptr<PartFile> nameUnnamed(int fd, const QString& folder);
+
     static bool isPartName(const QString& fileName);
     // Removes part files below folder (recursively when asked) left by operations that
     // were killed: only names of ours whose lock nobody holds. Returns how many went.

@@ -20,6 +20,7 @@
 #include <QFileInfo>
 #include <QPointer>
 #include <QSysInfo>
+#include <QTimer>
 #include <QUrl>
 #include <algorithm>
 #include <cerrno>
@@ -42,6 +43,8 @@ const QString kEpilogue;
 const QString kFooterFormat = QStringLiteral("%1 %2");
 const QByteArray kJsonType = QByteArrayLiteral("application/json");
 const QByteArray kTextType = QByteArrayLiteral("text/plain; charset=utf-8");
+constexpr int kMaxLinkAttempts = 10000;
+constexpr int kDelegateBatchMs = 50;
 
 QString appVersion()
 {
@@ -108,17 +111,25 @@ void GCDWebUploader::prepareToStart()
     if (mRoutesInstalled)
         return;
     mRoutesInstalled = true;
-    http().addRoute("GET", QStringLiteral("/list"), [this](HttpRequest& r) { return listDirectory(r); });
-    http().addRoute("GET", QStringLiteral("/download"), [this](HttpRequest& r) { return downloadFile(r); });
-    http().addRoute("GET", QStringLiteral("/search"), [this](HttpRequest& r) { return searchItems(r); });
-    http().addRoute("GET", QStringLiteral("/zip"), [this](HttpRequest& r) { return downloadFolder(r); });
-    http().addRoute("POST", QStringLiteral("/upload"), [this](HttpRequest& r) { return uploadFile(r); });
-    http().addRoute("POST", QStringLiteral("/move"), [this](HttpRequest& r) { return moveItem(r); });
-    http().addRoute("POST", QStringLiteral("/delete"), [this](HttpRequest& r) { return deleteItem(r); });
-    http().addRoute("POST", QStringLiteral("/create"), [this](HttpRequest& r) { return createDirectory(r); });
-    http().addRoute("POST", QStringLiteral("/login"), [this](HttpRequest& r) { return logIn(r); });
-    http().addRoute("GET", QStringLiteral("/upload-chunk"), [this](HttpRequest& r) { return uploadOffset(r); });
+    // Each request resolves the folders and paths it checks once, however many checks ask.
+    const auto route = [this](const char* method, const QString& path, auto handler) {
+        http().addRoute(method, path, [this, handler](HttpRequest& r) {
+            const WebPaths::RequestScope scope;
+            return (this->*handler)(r);
+        });
+    };
+    route("GET", QStringLiteral("/list"), &GCDWebUploader::listDirectory);
+    route("GET", QStringLiteral("/download"), &GCDWebUploader::downloadFile);
+    route("GET", QStringLiteral("/search"), &GCDWebUploader::searchItems);
+    route("GET", QStringLiteral("/zip"), &GCDWebUploader::downloadFolder);
+    route("POST", QStringLiteral("/upload"), &GCDWebUploader::uploadFile);
+    route("POST", QStringLiteral("/move"), &GCDWebUploader::moveItem);
+    route("POST", QStringLiteral("/delete"), &GCDWebUploader::deleteItem);
+    route("POST", QStringLiteral("/create"), &GCDWebUploader::createDirectory);
+    route("POST", QStringLiteral("/login"), &GCDWebUploader::logIn);
+    route("GET", QStringLiteral("/upload-chunk"), &GCDWebUploader::uploadOffset);
     http().addRawPostRoute(QStringLiteral("/upload-chunk"), [this](HttpRequest& r, const platform::HttpServer::BodyReader& read) {
+        const WebPaths::RequestScope scope;
         return uploadChunk(r, read);
     });
     http().setGetFallback([this](HttpRequest& r) { return page(r); });
@@ -159,7 +170,8 @@ QStringList GCDWebUploader::ownHostNames() const
 std::optional<HttpResponse> GCDWebUploader::checkRequest(const HttpRequest& request) const
 {
     const QByteArray host = request.header("host");
-    if (!WebRequestGuard::hostAllowed(host, ownHostNames()))
+    // Addresses need no look-up of the machine's names.
+    if (!WebRequestGuard::hostAllowed(host, {}) && !WebRequestGuard::hostAllowed(host, ownHostNames()))
         return refuse(403, QStringLiteral("Unknown host \"%1\"").arg(QString::fromLatin1(host)));
     const bool changes = request.method != "GET" && request.method != "HEAD";
     if (changes && !WebRequestGuard::sameOrigin(host, request.header("origin"), request.header("referer"), http().usesTls()))
@@ -286,11 +298,31 @@ QStringList GCDWebUploader::servedFolders() const
 
 void GCDWebUploader::tellDelegate(std::function<void(GCDWebUploaderDelegate*)> call)
 {
+    {
+        std::lock_guard lock(mDelegateCallsMutex);
+        mDelegateCalls.push_back(std::move(call));
+        // A burst of requests (many small uploads) is told in order, a few times a second,
+        // rather than waking the main thread at every request.
+        if (mDelegateCalls.size() > 1)
+            return;
+    }
     QPointer<GCDWebUploader> self(this);
-    platform::runOnMain([self, call = std::move(call)] {
-        if (self && self->mDelegate)
-            call(self->mDelegate);
+    platform::runOnMain([self] {
+        if (self)
+            QTimer::singleShot(kDelegateBatchMs, self, [self] { self->deliverDelegateCalls(); });
     });
+}
+
+void GCDWebUploader::deliverDelegateCalls()
+{
+    std::vector<std::function<void(GCDWebUploaderDelegate*)>> calls;
+    {
+        std::lock_guard lock(mDelegateCallsMutex);
+        calls.swap(mDelegateCalls);
+    }
+    for (const auto& call : calls)
+        if (mDelegate)
+            call(mDelegate);
 }
 
 // --- routes ---------------------------------------------------------------------------------
@@ -402,17 +434,43 @@ std::optional<HttpResponse> GCDWebUploader::storeUpload(platform::UploadedFile& 
     if (!shouldUploadFileAtPath(destination, file.temporaryPath))
         return refuse(403, QStringLiteral("Uploading file \"%1\" to \"%2\" is not permitted").arg(file.fileName, relativePath));
     const QString failed = QStringLiteral("Failed moving uploaded file to \"%1\"").arg(relativePath);
-    if (file.temporaryPath.isEmpty())
+    if (!file.received())
         return refuse(file.status, failed, file.error);
     QString error;
-    const std::optional<QString> arrived = WebFileOps::moveToFreePath(file.temporaryPath, wanted, &error);
-    if (!arrived)
-        return refuse(500, failed, error);
+    std::optional<QString> arrived = file.unnamed ? linkUpload(*file.unnamed, wanted) : std::nullopt;
+    if (!arrived) {
+        // A file of no name that could not be linked there (another file system inside the
+        // library, one without links) takes the library's own move, from a name in the spool.
+        std::unique_ptr<PartFile> named;
+        if (file.unnamed) {
+            named = PartFile::nameUnnamed(file.unnamed->fd(), mUploadFolder);
+            if (!named)
+                return refuse(500, failed, QString::fromLocal8Bit(std::strerror(errno)));
+            file.temporaryPath = named->path();
+        }
+        arrived = WebFileOps::moveToFreePath(file.temporaryPath, wanted, &error);
+        if (!arrived)
+            return refuse(500, failed, error);
+    }
     file.temporaryPath.clear();
+    file.unnamed.reset();
     const QString path = *arrived;
     if (arrivedPath)
         *arrivedPath = path;
     tellDelegate([this, path](GCDWebUploaderDelegate* d) { d->webUploaderDidUploadFileAtPath(this, path); });
+    return std::nullopt;
+}
+
+std::optional<QString> GCDWebUploader::linkUpload(const platform::UnnamedFile& file, const QString& wanted)
+{
+    // A link never replaces: a name taken meanwhile, by another upload too, moves on to the next.
+    for (int attempt = 0; attempt < kMaxLinkAttempts; ++attempt) {
+        const QString destination = WebPaths::uniquePathForPath(wanted);
+        if (PartFile::linkUnnamed(file.fd(), destination))
+            return destination;
+        if (errno != EEXIST)
+            return std::nullopt;
+    }
     return std::nullopt;
 }
 

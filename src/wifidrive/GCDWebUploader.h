@@ -7,7 +7,10 @@
 #include <QSet>
 #include <QString>
 #include <QStringList>
+#include <functional>
+#include <mutex>
 #include <optional>
+#include <vector>
 #include <sys/stat.h>
 
 class GCDWebUploaderDelegate;
@@ -105,16 +108,21 @@ private:
     // Moves an uploaded file into the folder relativePath under a free name (*arrived, when asked).
     std::optional<platform::HttpResponse> storeUpload(platform::UploadedFile& file, const QString& relativePath,
                                                       QString* arrived = nullptr);
+    // Links a received file of no name into the library under wanted's first free name.
+    static std::optional<QString> linkUpload(const platform::UnnamedFile& file, const QString& wanted);
     platform::HttpResponse loginPage(int status, const QString& message) const;
     // Where resumable upload id collects (empty for an id that is not one of ours).
     QString resumablePartPath(const QString& id) const;
     void removeStaleResumableParts();
     platform::HttpResponse refuse(int status, const QString& message, const QString& error = {}) const;
     void tellDelegate(std::function<void(GCDWebUploaderDelegate*)> call);
+    void deliverDelegateCalls();
 
     QString mUploadDirectory;
     QString mUploadFolder;  // where uploads are received, beside the upload directory
     GCDWebUploaderDelegate* mDelegate = nullptr;
+    std::mutex mDelegateCallsMutex;
+    std::vector<std::function<void(GCDWebUploaderDelegate*)>> mDelegateCalls;  // waiting for the main thread
     QSet<QString> mAllowedFileExtensions;
     bool mAllowHiddenItems = false;
     mutable WebSessions mSessions;  // sessions come and go while requests are checked

@@ -3,13 +3,23 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
 #include <memory>
+#include <mutex>
 #include <sys/stat.h>
 
 namespace WebPaths {
+
+struct RequestScope::Memo {
+    QHash<QString, std::optional<QString>> real;  // realpath of existing paths
+    QHash<QString, bool> exists;
+    QHash<QStringList, QStringList> folders;
+    QList<std::pair<QString, QString>> roots;  // folders checked by this request: name, resolved
+};
+
 namespace {
 
 bool taken(const QString& path)
@@ -18,23 +28,128 @@ bool taken(const QString& path)
     return ::lstat(QFile::encodeName(path).constData(), &st) == 0;
 }
 
+using Memo = RequestScope::Memo;
+// What the request this thread serves has resolved so far; null outside a request.
+thread_local Memo* tMemo = nullptr;
+// A request that walks a whole tree (a search) starts over past this many paths.
+constexpr qsizetype kMemoPaths = 4096;
+
+bool existsMemo(const QString& path)
+{
+    if (!tMemo)
+        return taken(path);
+    const auto it = tMemo->exists.constFind(path);
+    if (it != tMemo->exists.cend())
+        return *it;
+    const bool found = taken(path);
+    if (tMemo->exists.size() >= kMemoPaths)
+        tMemo->exists.clear();
+    tMemo->exists.insert(path, found);
+    return found;
+}
+
+// Below a folder this request has checked, only the parts under it need looking at: when
+// none of them is a link, the resolved path is the folder's resolved path and the same parts.
+std::optional<QString> resolveBelowRoot(const QString& path)
+{
+    for (const auto& [name, resolved] : tMemo->roots) {
+        if (path == name)
+            return resolved;
+        if (!path.startsWith(name) || path.at(name.size()) != QLatin1Char('/'))
+            continue;
+        QString at = resolved;
+        for (const QStringView part : QStringView(path).mid(name.size() + 1).split(QLatin1Char('/'))) {
+            if (part.isEmpty() || part == QLatin1String(".") || part == QLatin1String(".."))
+                return std::nullopt;
+            at += QLatin1Char('/');
+            at += part;
+            struct stat st {};
+            if (::lstat(QFile::encodeName(at).constData(), &st) != 0 || S_ISLNK(st.st_mode))
+                return std::nullopt;
+        }
+        return at;
+    }
+    return std::nullopt;
+}
+
+std::optional<QString> realPath(const QString& path)
+{
+    if (tMemo) {
+        const auto it = tMemo->real.constFind(path);
+        if (it != tMemo->real.cend())
+            return *it;
+        if (std::optional<QString> below = resolveBelowRoot(path)) {
+            tMemo->real.insert(path, below);
+            return below;
+        }
+    }
+    std::unique_ptr<char, decltype(&std::free)> real(::realpath(QFile::encodeName(path).constData(), nullptr),
+                                                     &std::free);
+    const std::optional<QString> found = real ? std::optional<QString>(QFile::decodeName(real.get())) : std::nullopt;
+    if (tMemo) {
+        if (tMemo->real.size() >= kMemoPaths)
+            tMemo->real.clear();
+        tMemo->real.insert(path, found);
+    }
+    return found;
+}
+
 // realpath(3) of the longest existing head of path, with the rest appended unchanged.
 std::optional<QString> resolveExisting(const QString& path)
 {
     QString head = path;
     QString tail;
-    while (!taken(head)) {
+    while (!existsMemo(head)) {
         const qsizetype slash = head.lastIndexOf(QLatin1Char('/'));
         if (slash <= 0)
             return std::nullopt;
         tail = head.mid(slash) + tail;
         head.truncate(slash);
     }
-    std::unique_ptr<char, decltype(&std::free)> real(::realpath(QFile::encodeName(head).constData(), nullptr),
-                                                     &std::free);
+    const std::optional<QString> real = realPath(head);
     if (!real)
         return std::nullopt;
-    return QFile::decodeName(real.get()) + tail;
+    return *real + tail;
+}
+
+// A folder as resolved before, kept while its name and its resolved path both still lead to
+// the folder that was resolved: a link swapped since then, above it or in its place, shows as
+// another folder and the name is resolved again.
+struct KnownFolder {
+    QString resolved;
+    dev_t device = 0;
+    ino_t inode = 0;
+};
+std::mutex gKnownMutex;
+QHash<QString, KnownFolder> gKnown;
+
+bool leadsTo(const QString& path, const KnownFolder& folder)
+{
+    struct stat st {};
+    return ::stat(QFile::encodeName(path).constData(), &st) == 0 && S_ISDIR(st.st_mode) && st.st_dev == folder.device
+           && st.st_ino == folder.inode;
+}
+
+QString resolvedFolder(const QString& folder)
+{
+    {
+        std::lock_guard lock(gKnownMutex);
+        const auto it = gKnown.constFind(folder);
+        if (it != gKnown.cend() && leadsTo(folder, *it) && (it->resolved == folder || leadsTo(it->resolved, *it)))
+            return it->resolved;
+    }
+    KnownFolder known;
+    known.resolved = QFileInfo(folder).canonicalFilePath();
+    struct stat st {};
+    if (known.resolved.isEmpty() || ::stat(QFile::encodeName(known.resolved).constData(), &st) != 0 || !S_ISDIR(st.st_mode))
+        return known.resolved;
+    known.device = st.st_dev;
+    known.inode = st.st_ino;
+    std::lock_guard lock(gKnownMutex);
+    if (gKnown.size() > 64)
+        gKnown.clear();
+    gKnown.insert(folder, known);
+    return known.resolved;
 }
 
 }  // namespace
@@ -59,14 +174,39 @@ std::optional<QString> join(const QString& root, const QString& relative)
     return path;
 }
 
+RequestScope::RequestScope()
+{
+    // An inner scope leaves the outer one's memo in place.
+    if (!tMemo) {
+        mMemo = std::make_unique<Memo>();
+        tMemo = mMemo.get();
+    }
+}
+
+RequestScope::~RequestScope()
+{
+    if (mMemo)
+        tMemo = nullptr;
+}
+
 QStringList resolvedFolders(const QStringList& folders)
 {
+    if (tMemo) {
+        const auto it = tMemo->folders.constFind(folders);
+        if (it != tMemo->folders.cend())
+            return *it;
+    }
     QStringList resolved;
     for (const QString& folder : folders) {
-        const QString real = QFileInfo(folder).canonicalFilePath();
-        if (!real.isEmpty())
-            resolved << real;
+        const QString real = resolvedFolder(folder);
+        if (real.isEmpty())
+            continue;
+        resolved << real;
+        if (tMemo)
+            tMemo->roots.append({QDir::cleanPath(folder), real});
     }
+    if (tMemo)
+        tMemo->folders.insert(folders, resolved);
     return resolved;
 }
 

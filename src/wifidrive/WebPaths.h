@@ -1,6 +1,7 @@
 #pragma once
 #include <QString>
 #include <QStringList>
+#include <memory>
 #include <optional>
 
 // How request paths map onto the served folder. Every path from a request goes through here
@@ -10,6 +11,21 @@ namespace WebPaths {
 // root + the request's relative path, "." parts dropped. Empty when the path is not one we
 // serve: a NUL byte, a ".." part, a part longer than the file system allows, or too long overall.
 std::optional<QString> join(const QString& root, const QString& relative);
+
+// While one lives on a thread, what that thread resolves is remembered: a request that checks
+// the same folders and paths several times walks them once. Each request gets its own, so
+// nothing resolved for one request is taken for the next.
+class RequestScope {
+public:
+    RequestScope();
+    ~RequestScope();
+    RequestScope(const RequestScope&) = delete;
+    RequestScope& operator=(const RequestScope&) = delete;
+    struct Memo;
+
+private:
+    std::unique_ptr<Memo> mMemo;
+};
 
 // The folders with their symbolic links resolved; those that do not exist are left out.
 QStringList resolvedFolders(const QStringList& folders);

@@ -1,3 +1,4 @@
+#include "platform/Background.h"
 #include "platform/HttpTransfer.h"
 #include "support/TempTree.h"
 
@@ -267,8 +268,16 @@ TEST(HttpTransfer, FailuresOnTheWayAreToldApart)
 
     server.play({-1, "HTTP/1.1 200 OK\r\nContent-Length: 10", {}, 0, true});
     Exchange stalled;
+    // Squeezed to one thread, the shared pool still runs other work while a transfer waits.
+    const int threads = QThreadPool::globalInstance()->maxThreadCount();
+    QThreadPool::globalInstance()->setMaxThreadCount(1);
     ASSERT_TRUE(stalled.go(transfer, download));
     ASSERT_TRUE(waitUntil([&] { return !server.head.isEmpty(); }, 30000));
+    bool ran = false;
+    QObject context;
+    platform::runInBackground(&context, [] { return true; }, [&](bool done) { ran = done; });
+    EXPECT_TRUE(waitUntil([&] { return ran; }, 30000));
+    QThreadPool::globalInstance()->setMaxThreadCount(threads);
     transfer.cancel();
     ASSERT_TRUE(stalled.wait());
     EXPECT_TRUE(stalled.result->cancelled);

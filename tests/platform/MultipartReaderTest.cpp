@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <random>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -117,4 +118,48 @@ TEST(MultipartReader, EveryPartArrivesExactWhateverThePiecesAndTheBrokenBodiesAr
     EXPECT_EQ(MultipartReader::boundaryOf("multipart/form-data; boundary=abc; charset=utf-8"), "abc");
     EXPECT_EQ(MultipartReader::boundaryOf("multipart/form-data"), "");
     EXPECT_EQ(MultipartReader::boundaryOf("multipart/form-data; boundary=" + std::string(300, 'b')), "");
+}
+
+TEST(MultipartReader, PartNamesAreReadAsTheHttpLibraryReadsThem)
+{
+    // The HTTP library's own reading of the line, as the reference for every variant below.
+    static const std::regex reference(
+        R"~(^Content-Disposition:\s*form-data;\s*name="(.*?)"(?:;\s*filename="(.*?)")?(?:;\s*.*)?$)~",
+        std::regex_constants::icase);
+    std::vector<std::string> lines = {
+        R"(Content-Disposition: form-data; name="files[]"; filename="loop 1.wav")",
+        R"(content-disposition:form-data;name="path")",
+        R"(CONTENT-DISPOSITION:   form-data;   name="a"; FILENAME="b"; size=3)",
+        R"(Content-Disposition: form-data; name="a"b"; filename="c"d")",
+        R"(Content-Disposition: form-data; name="a"; filename="c"; x"; y)",
+        R"(Content-Disposition: form-data; name="a"; other="z")",
+        R"(Content-Disposition: form-data; name="a"x)",
+        R"(Content-Disposition: form-data; name="")",
+        R"(Content-Disposition: form-data; name="a"; filename="")",
+        R"(Content-Disposition: form-data; name="a";filename="q;"; "r")",
+        R"(Content-Disposition: attachment; name="a")",
+        R"(Content-Disposition: form-data; name=a)",
+        R"(Content-Disposition: form-data ; name="a")",
+    };
+    // And lines put together at random from the pieces that matter.
+    const std::vector<std::string> pieces = {"\"", ";", " ", "name=\"", "filename=\"", "a", "b", "\t", "FileName=\""};
+    std::mt19937 random(11);
+    for (int i = 0; i < 3000; ++i) {
+        std::string line = "Content-Disposition: form-data; name=\"";
+        for (int n = int(random() % 9); n > 0; --n)
+            line += pieces[random() % pieces.size()];
+        lines.push_back(line);
+    }
+    for (const std::string& line : lines) {
+        SCOPED_TRACE(line);
+        std::smatch match;
+        const bool read = std::regex_match(line, match, reference);
+        std::vector<Part> got;
+        const std::string text = "--" + kBoundary + "\r\n" + line + "\r\n\r\nx\r\n--" + kBoundary + "--\r\n";
+        ASSERT_EQ(readAll(text, text.size(), text.size(), got, 1), MultipartReader::Result::Complete);
+        ASSERT_EQ(got.size(), 1u);
+        EXPECT_EQ(got[0].name, read ? match[1].str() : std::string());
+        EXPECT_EQ(got[0].filename, read ? match[2].str() : std::string());
+        EXPECT_EQ(got[0].bytes, "x");
+    }
 }

@@ -35,6 +35,7 @@ const QString kPiano = QStringLiteral("http://drobilla.net/plugins/mda/Piano");
 const QString kOsc = QStringLiteral("http://plugin.org.uk/swh-plugins/analogueOsc");
 const QString kProbe = QStringLiteral("urn:wavelocker:test:probe");  // tests/resources/probe.lv2
 const QString kCrash = QStringLiteral("urn:wavelocker:test:crash");  // aborts as it is loaded
+const QString kProbeFixed = QStringLiteral("urn:wavelocker:test:probe-fixed");  // blocks of one length only
 
 // Keeps what it hears while armed, up to its capacity; allocates nothing on the audio thread.
 class TakeReceiver : public platform::HostReceiver {
@@ -224,6 +225,24 @@ TEST_F(PluginSlotsTest, ABufferSizeChangeReachesRunningPluginsAndTheTakeStaysExa
         differences += recorder->left(start + i) != ref.at(int64_t(i), 0) ||
                        recorder->right(start + i) != ref.at(int64_t(i), 1);
     EXPECT_EQ(differences, 0);
+
+    // A plugin that takes blocks of one length only, and cannot be told another, is made
+    // anew for the new length, with its settings (a rebuild, so not while a take runs).
+    AudioEngine::setRau(unit(kProbeFixed), 3);
+    ASSERT_EQ(AudioEngine::updateIaaUnits(), 0);
+    const auto fixed = AudioEngine::iaaAtSlot(3);
+    ASSERT_TRUE(fixed);
+    settle();
+    EXPECT_EQ(fixed->plugin().portValue(nominal), 1024.0f);
+    fixed->plugin().setControlValue(QStringLiteral("gain"), 2.0f);
+    bufsize.start("jack_bufsize", {"512"});
+    ASSERT_TRUE(bufsize.waitForFinished(20000));
+    ASSERT_TRUE(waitUntil([&] { return AudioEngine::iaaAtSlot(3) && AudioEngine::iaaAtSlot(3) != fixed; }));
+    settle();
+    EXPECT_EQ(AudioEngine::iaaAtSlot(3)->plugin().portValue(nominal), 512.0f);
+    EXPECT_EQ(AudioEngine::iaaAtSlot(3)->plugin().controlValue(QStringLiteral("gain")), 2.0f);
+    EXPECT_EQ(&AudioEngine::iaaAtSlot(2)->plugin(), &probe);  // told, not made anew
+    EXPECT_TRUE(logs.contains("Host Probe Fixed needs to be made anew for blocks of 512 frames"));
 }
 
 TEST_F(PluginSlotsTest, AGeneratorAndAnInstrumentPlayedFromJackMidiAreRecorded)

@@ -47,9 +47,9 @@ TEST_F(UploaderFixture, ListShowsFilesAndFoldersAndAnswersFailures)
     ASSERT_EQ(r.status, 200);
     EXPECT_EQ(r.header("content-type"), "application/json");
     EXPECT_EQ(withoutDates(r.body, lib), QJsonDocument::fromJson(json(R"([
+        {"path":"/Desktop File Sharing/","name":"Desktop File Sharing"},
         {"path":"/Loops/","name":"Loops"},
-        {"path":"/Take.wav","name":"Take.wav","size":1234},
-        {"path":"/Desktop File Sharing/","name":"Desktop File Sharing"}])")).array());
+        {"path":"/Take.wav","name":"Take.wav","size":1234}])")).array());
 
     r = client->get("/list?path=/Loops/");
     ASSERT_EQ(r.status, 200);

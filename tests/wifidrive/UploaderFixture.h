@@ -4,7 +4,9 @@
 #include "wifidrive/GCDWebUploaderDelegate.h"
 #include "wifidrive/MyWebUploader.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QStringList>
 #include <gtest/gtest.h>
 #include <memory>
@@ -67,6 +69,16 @@ protected:
     QStringList leftovers() const
     {
         return QDir(uploadFolder()).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    }
+    // The size of a file of no name that this process holds open in the spool folder (an
+    // upload being received), or -1 when it holds none.
+    qint64 receiving() const
+    {
+        const QString spool = QFileInfo(uploadFolder()).canonicalFilePath() + QStringLiteral("/#");
+        for (const QFileInfo& fd : QDir(QStringLiteral("/proc/self/fd")).entryInfoList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot))
+            if (fd.symLinkTarget().startsWith(spool))
+                return QFileInfo(fd.absoluteFilePath()).size();
+        return -1;
     }
     bool waitForCall(const QString& call) { return waitUntil([&] { return delegate.calls().contains(call); }); }
 

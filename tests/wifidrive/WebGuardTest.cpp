@@ -348,6 +348,39 @@ TEST(WebUploaderMounts, LibraryOnItsOwnFileSystemOrBehindALinkAcceptsUploads)
     EXPECT_TRUE(QDir(tree.path("disk/.wavelocker-uploads")).entryList(QDir::Files | QDir::Hidden).isEmpty());
 }
 
+TEST(WebUploaderLinks, LinksSwappedBetweenRequestsLeadOnlyWhereTheyLeadNow)
+{
+    // The library is a link; its new target holds a link back into the old one, which is then
+    // outside. What earlier requests resolved must not let later ones through.
+    TempTree tree;
+    const QString a = tree.path("A");
+    const QString b = tree.path("B");
+    const QString lib = tree.path("lib");
+    writeFile(a + "/old.wav", "old");
+    writeFile(b + "/new.wav", "new");
+    writeFile(b + "/sub/in.wav", "in");
+    ASSERT_TRUE(QFile::link(a, b + "/back") && QFile::link(a, lib));
+    GCDWebUploader uploader(lib);
+    uploader.setBindAddress(QStringLiteral("127.0.0.1"));
+    ASSERT_TRUE(uploader.startWithPort(0, QString()));
+    HttpTestClient client(uploader.port());
+    EXPECT_EQ(client.get("/download?path=/old.wav").body, "old");
+    EXPECT_EQ(client.upload("/", "up.wav", "up").status, 200);
+
+    ASSERT_TRUE(QFile::remove(lib) && QFile::link(b, lib));
+    EXPECT_EQ(client.get("/download?path=/new.wav").body, "new");
+    EXPECT_EQ(client.get("/download?path=/back/old.wav").status, 403);
+    EXPECT_EQ(client.get("/list?path=/back").status, 403);
+    EXPECT_EQ(client.upload("/back", "x.wav", "x").status, 403);
+    EXPECT_EQ(client.get("/download?path=/sub/in.wav").body, "in");
+
+    // A folder inside, served a moment ago, swapped for a link out of the library.
+    ASSERT_TRUE(QDir(b + "/sub").removeRecursively() && QFile::link(a, b + "/sub"));
+    EXPECT_EQ(client.get("/download?path=/sub/old.wav").status, 403);
+    EXPECT_EQ(client.upload("/sub", "y.wav", "y").status, 403);
+    EXPECT_EQ(everything(a), QStringList({"/old.wav", "/up.wav"}));
+}
+
 TEST_F(UploaderFixture, PasswordGuardsEveryRouteWhenSet)
 {
     writeFile(lib + "/a.wav", "A");

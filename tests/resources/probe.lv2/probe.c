@@ -161,4 +161,11 @@ static const void* extensionData(const char* uri)
 static const LV2_Descriptor descriptor = {"urn:wavelocker:test:probe", instantiate, connect, NULL, run, NULL, cleanup,
                                           extensionData};
 
-LV2_SYMBOL_EXPORT const LV2_Descriptor* lv2_descriptor(uint32_t index) { return index == 0 ? &descriptor : NULL; }
+/* The same, for a host that must give it blocks of one length and cannot tell it another. */
+static const LV2_Descriptor fixedDescriptor = {"urn:wavelocker:test:probe-fixed", instantiate, connect, NULL, run, NULL,
+                                               cleanup, NULL};
+
+LV2_SYMBOL_EXPORT const LV2_Descriptor* lv2_descriptor(uint32_t index)
+{
+    return index == 0 ? &descriptor : index == 1 ? &fixedDescriptor : NULL;
+}
