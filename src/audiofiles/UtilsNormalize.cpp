@@ -140,31 +140,32 @@ std::optional<QString> normalize(const QString& src, const QString& dest, const 
     if (lossy && peak > 0) {
         best->decoded = decodedPeak(best->temp->path(), cancel);
         std::vector<Measured> tried = {{best->gain, best->decoded}};
+        // One more encode, measured; it becomes the result when it decodes nearer full scale.
+        auto tryEncode = [&](float gain, double decoderDb) {
+            auto next = encode(gain, decoderDb);
+            if (!next)
+                return false;
+            next->decoded = decodedPeak(next->temp->path(), cancel);
+            tried.push_back({next->gain, next->decoded});
+            if (next->decoded > 0 && distanceFromFullScale(next->decoded) < distanceFromFullScale(best->decoded))
+                best = std::move(next);
+            return true;
+        };
         // A format whose decoders apply a gain of its header (Opus) takes the correction there,
         // exactly, on the same encode.
         if (decoderGain && best->decoded > 0 && distanceFromFullScale(best->decoded) > kDecoderGainTolerance) {
             const double db = -20 * std::log10(double(best->decoded));
             log(QString::asprintf("Decoded peak: %g, decoders scale it by %.2f dB", double(best->decoded), db));
-            auto next = encode(best->gain, db);
-            if (!next)
+            if (!tryEncode(best->gain, db))
                 return std::nullopt;
-            next->decoded = decodedPeak(next->temp->path(), cancel);
-            tried.push_back({next->gain, next->decoded});
-            if (next->decoded > 0 && distanceFromFullScale(next->decoded) < distanceFromFullScale(best->decoded))
-                best = std::move(next);
         }
         while (!decoderGain && int(tried.size()) < kMostLossyEncodes && tried.back().decoded > 0 &&
                distanceFromFullScale(best->decoded) > kLossyPeakTolerance) {
             const Measured last = tried.back();
             const float corrected = nextGain(tried);
             log(QString::asprintf("Decoded peak: %g, scaling again with: %g", double(last.decoded), double(corrected)));
-            auto next = encode(corrected, 0);
-            if (!next)
+            if (!tryEncode(corrected, 0))
                 return std::nullopt;
-            next->decoded = decodedPeak(next->temp->path(), cancel);
-            tried.push_back({next->gain, next->decoded});
-            if (next->decoded > 0 && distanceFromFullScale(next->decoded) < distanceFromFullScale(best->decoded))
-                best = std::move(next);
             // The AAC encoder pulls whatever would peak above about 0.95 down to it: a louder
             // encode that decodes no louder has met that ceiling.
             if (corrected > last.gain && tried.back().decoded <= last.decoded * 1.001f)

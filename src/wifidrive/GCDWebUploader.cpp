@@ -61,6 +61,7 @@ QString errnoText() { return QString::fromLocal8Bit(std::strerror(errno)); }
 GCDWebUploader::GCDWebUploader(const QString& uploadDirectory, QObject* parent)
     : GCDWebServer(parent), mUploadDirectory(QDir::cleanPath(uploadDirectory))
 {
+    mSessions.setStore(platform::Locations::appLibrary() + QStringLiteral("/WiFi Drive Sessions"));
 }
 
 void GCDWebUploader::setUploadDirectory(const QString& uploadDirectory)
@@ -93,7 +94,13 @@ QString GCDWebUploader::footer() const
 
 void GCDWebUploader::setPassword(const QString& password)
 {
-    mSessions.setPasswordHash(password.isEmpty() ? QString() : platform::PasswordHash::make(password.toUtf8()));
+    if (password.isEmpty()) {
+        mSessions.setPasswordHash({});
+        return;
+    }
+    // The same password as before a restart keeps its hash, and with it the sessions logged in.
+    const QString kept = mSessions.storedHashFor(password.toUtf8());
+    mSessions.setPasswordHash(kept.isEmpty() ? platform::PasswordHash::make(password.toUtf8()) : kept);
 }
 
 bool GCDWebUploader::shouldUploadFileAtPath(const QString&, const QString&) { return true; }

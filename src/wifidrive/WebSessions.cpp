@@ -1,10 +1,20 @@
 #include "wifidrive/WebSessions.h"
 
+#include "platform/Log.h"
 #include "platform/PasswordHash.h"
+#include "platform/Sha256.h"
 
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QRandomGenerator>
 #include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
 #include <optional>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -40,17 +50,105 @@ std::optional<QByteArray> basicPassword(const QByteArray& authorization)
     return decoded.mid(colon + 1);
 }
 
+QByteArray digestOf(const QByteArray& token)
+{
+    platform::Sha256 sha;
+    sha.addData(token);
+    return sha.result().toHex();
+}
+
+qint64 now() { return QDateTime::currentSecsSinceEpoch(); }
+
 }  // namespace
+
+void WebSessions::setStore(const QString& path)
+{
+    std::lock_guard lock(mMutex);
+    mStore = path;
+}
+
+std::optional<std::pair<QString, std::deque<WebSessions::Session>>> WebSessions::load() const
+{
+    if (mStore.isEmpty())
+        return std::nullopt;
+    const int fd = ::open(QFile::encodeName(mStore).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return std::nullopt;
+    QFile file;
+    struct stat st {};
+    // Only a file of ours that no one else could have read or written.
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_uid != ::geteuid() || (st.st_mode & 077) != 0
+        || st.st_size > (1 << 20) || !file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
+        return std::nullopt;
+    }
+    const QList<QByteArray> lines = file.readAll().split('\n');
+    std::pair<QString, std::deque<Session>> stored{QString::fromUtf8(lines.value(0)), {}};
+    for (qsizetype i = 1; i < lines.size(); ++i) {
+        const QList<QByteArray> fields = lines[i].split(' ');
+        bool ok = false;
+        const qint64 expires = fields.value(0).toLongLong(&ok);
+        if (ok && fields.size() == 2 && fields[1].size() == 64 && expires > now())
+            stored.second.push_back({fields[1], expires});
+    }
+    return stored;
+}
+
+void WebSessions::save() const
+{
+    if (mStore.isEmpty())
+        return;
+    QDir().mkpath(QFileInfo(mStore).path());
+    QByteArray text = mHash.toUtf8() + '\n';
+    for (const Session& s : mSessions)
+        text += QByteArray::number(s.expires) + ' ' + s.digest + '\n';
+    // Written aside, private from its first byte, then put in place whole.
+    const QByteArray aside = QFile::encodeName(mStore) + ".new-" + newToken().left(16);
+    const int fd = ::open(aside.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    bool written = fd >= 0;
+    for (qsizetype at = 0; written && at < text.size();) {
+        const ssize_t n = ::write(fd, text.constData() + at, size_t(text.size() - at));
+        if (n < 0 && errno == EINTR)
+            continue;
+        written = n > 0;
+        at += n > 0 ? n : 0;
+    }
+    written = written && ::fsync(fd) == 0;
+    if (fd >= 0)
+        ::close(fd);
+    if (!written || ::rename(aside.constData(), QFile::encodeName(mStore).constData()) != 0) {
+        ::unlink(aside.constData());
+        platform::log(QStringLiteral("Could not keep the WiFi drive's sessions in %1").arg(mStore));
+    }
+}
+
+QString WebSessions::storedHashFor(const QByteArray& password) const
+{
+    std::optional<std::pair<QString, std::deque<Session>>> stored;
+    {
+        std::lock_guard lock(mMutex);
+        stored = load();
+    }
+    return stored && !stored->first.isEmpty() && platform::PasswordHash::verify(password, stored->first) ? stored->first
+                                                                                                          : QString();
+}
 
 void WebSessions::setPasswordHash(const QString& hash)
 {
     std::lock_guard lock(mMutex);
     if (hash == mHash)
         return;
-    // A new password logs everyone out.
     mHash = hash;
     mAcceptedAuthorization.clear();
     mSessions.clear();
+    // The sessions of this password live on; a new password (or none) logs everyone out.
+    const auto stored = load();
+    if (stored && !hash.isEmpty() && stored->first == hash) {
+        mSessions = stored->second;
+        return;
+    }
+    if (stored || !hash.isEmpty())
+        save();
 }
 
 bool WebSessions::hasPassword() const
@@ -66,8 +164,10 @@ bool WebSessions::sessionIn(const QByteArray& cookieHeader) const
         const QByteArray cookie = part.trimmed();
         if (!cookie.startsWith(prefix))
             continue;
-        const QByteArray token = cookie.mid(prefix.size());
-        if (std::any_of(mSessions.begin(), mSessions.end(), [&](const QByteArray& s) { return sameBytes(s, token); }))
+        const QByteArray digest = digestOf(cookie.mid(prefix.size()));
+        const qint64 at = now();
+        if (std::any_of(mSessions.begin(), mSessions.end(),
+                        [&](const Session& s) { return s.expires > at && sameBytes(s.digest, digest); }))
             return true;
     }
     return false;
@@ -139,10 +239,13 @@ WebSessions::Login WebSessions::logIn(const QString& client, const QByteArray& p
     const QByteArray token = newToken();
     {
         std::lock_guard lock(mMutex);
-        mSessions.push_back(token);
-        while (int(mSessions.size()) > kMaxSessions)
+        const qint64 at = now();
+        while (!mSessions.empty() && (int(mSessions.size()) >= kMaxSessions || mSessions.front().expires <= at))
             mSessions.pop_front();
+        mSessions.push_back({digestOf(token), at + qint64(kSessionDays) * 86400});
+        save();
     }
-    *cookie = QByteArray(kCookieName) + '=' + token + "; Path=/; HttpOnly; SameSite=Strict" + (secure ? "; Secure" : "");
+    *cookie = QByteArray(kCookieName) + '=' + token + "; Path=/; Max-Age=" + QByteArray::number(qint64(kSessionDays) * 86400)
+              + "; HttpOnly; SameSite=Strict" + (secure ? "; Secure" : "");
     return Login::Accepted;
 }

@@ -30,6 +30,15 @@ float peakOf(const DecodedAudio& a)
     return peak;
 }
 
+// The largest sample difference of two decodes of the same length.
+float largestDifference(const DecodedAudio& got, const DecodedAudio& want)
+{
+    float worst = 0;
+    for (size_t i = 0; i < got.samples.size(); ++i)
+        worst = std::max(worst, std::abs(got.samples[i] - want.samples[i]));
+    return worst;
+}
+
 ConversionOptions options(int format, int channels, int bits, int bitrate = 128000)
 {
     ConversionOptions o;
@@ -69,10 +78,7 @@ TEST(AudioFormats, SurroundSourcesMixDownLikeOtherTools)
             const DecodedAudio got = decodeFile(out);
             ASSERT_EQ(got.channels, channels);
             ASSERT_EQ(got.frames(), want.frames());
-            float worst = 0;
-            for (size_t i = 0; i < got.samples.size(); ++i)
-                worst = std::max(worst, std::abs(got.samples[i] - want.samples[i]));
-            EXPECT_LE(worst * 32768, 1.0f);
+            EXPECT_LE(largestDifference(got, want) * 32768, 1.0f);
             EXPECT_GT(peakOf(got), 0.3f);
         }
     }
@@ -125,10 +131,7 @@ TEST(AudioFormats, ManyChannelSourcesKeepTheirLayoutAndMixDown)
         const DecodedAudio got = decodeFile(out);
         ASSERT_EQ(got.channels, channels);
         ASSERT_EQ(got.frames(), want.frames());
-        float worst = 0;
-        for (size_t i = 0; i < got.samples.size(); ++i)
-            worst = std::max(worst, std::abs(got.samples[i] - want.samples[i]));
-        EXPECT_LE(worst * 32768, 1.0f);
+        EXPECT_LE(largestDifference(got, want) * 32768, 1.0f);
         EXPECT_GT(peakOf(got), 0.1f);
     }
 

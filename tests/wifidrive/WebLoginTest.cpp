@@ -1,11 +1,13 @@
 // The drive's password (login page, session cookie, kept only as a hash) and its HTTPS mode.
 #include "UploaderFixture.h"
 
+#include "platform/Locations.h"
 #include "platform/Log.h"
 #include "platform/Settings.h"
 #include "support/BuildPaths.h"
 #include "wifidrive/WiFiDriveSettings.h"
 
+#include <QDateTime>
 #include <QDirIterator>
 #include <QElapsedTimer>
 #include <QProcess>
@@ -105,6 +107,62 @@ TEST_F(UploaderFixture, LoginPageGivesASessionAndThePasswordIsNeverKeptAsText)
     WiFiDriveSettings::setPassword(*uploader, QString());
     EXPECT_EQ(client->get("/download?path=a.wav").body, "A");
     EXPECT_FALSE(WiFiDriveSettings::hasPassword());
+}
+
+TEST_F(UploaderFixture, SessionsOutliveARestartButNotTheirTimeTheirPasswordOrAStoreOthersCouldRead)
+{
+    writeFile(lib + "/a.wav", "A");
+    const QString store = platform::Locations::appLibrary() + "/WiFi Drive Sessions";
+    // As `--serve --password-file` gives it: the password itself, hashed anew at every start.
+    const auto restart = [&](const QString& password) {
+        client.reset();
+        uploader = std::make_unique<MyWebUploader>(lib);
+        uploader->setBindAddress(QStringLiteral("127.0.0.1"));
+        uploader->setPassword(password);
+        start();
+    };
+    const auto login = [&] {
+        const HttpReply r = client->raw(loginRequest(uploader->port(), kPassword.toUtf8(),
+                                                     "http://127.0.0.1:" + QByteArray::number(uploader->port())));
+        EXPECT_EQ(r.status, 303);
+        return r.header("set-cookie").split(';').first();
+    };
+    const auto admitted = [&](const QByteArray& cookie) {
+        return client->get("/download?path=a.wav", {{"Cookie", cookie}}).status == 200;
+    };
+    restart(kPassword);
+    const QByteArray cookie = login();
+    EXPECT_TRUE(admitted(cookie));
+    EXPECT_EQ(QFileInfo(store).permissions() & ~(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser), 0);
+    EXPECT_FALSE(readFile(store).contains(cookie.mid(cookie.indexOf('=') + 1))) << "the token itself is never kept";
+
+    restart(kPassword);
+    EXPECT_TRUE(admitted(cookie));
+    EXPECT_FALSE(admitted(cookie + "0"));
+
+    // A session past its time is over, after a restart as before it.
+    const QByteArray second = login();
+    const QList<QByteArray> lines = readFile(store).trimmed().split('\n');
+    ASSERT_EQ(lines.size(), 3);
+    const QByteArray past = QByteArray::number(QDateTime::currentSecsSinceEpoch() - 10) + ' ' + lines[1].split(' ').last();
+    ::unlink(QFile::encodeName(store).constData());
+    writeFile(store, lines[0] + '\n' + past + '\n' + lines[2] + '\n');
+    QFile::setPermissions(store, QFile::ReadOwner | QFile::WriteOwner);
+    restart(kPassword);
+    EXPECT_FALSE(admitted(cookie));
+    EXPECT_TRUE(admitted(second));
+
+    // A store that others could have read or written is not believed.
+    QFile::setPermissions(store, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
+    restart(kPassword);
+    EXPECT_FALSE(admitted(second));
+
+    // Another password ends every session, for good.
+    const QByteArray third = login();
+    restart(QStringLiteral("another"));
+    EXPECT_FALSE(admitted(third));
+    restart(kPassword);
+    EXPECT_FALSE(admitted(third));
 }
 
 TEST_F(UploaderFixture, GuessingThePasswordIsStoppedForAMinute)
