@@ -18,10 +18,27 @@ perl -e 'for my $i (1 .. 10000) {
 }' "$D"
 echo "folder: $(find "$D" -type f | wc -l) files"
 
+# best_pair OURS_CMD -- REF_CMD: the best wall-clock seconds of each over ten runs taken in
+# turn, so that a busy moment of the machine weighs on both alike.
+best_pair() {
+  local ours=() ref=() side=ours best_o="" best_r="" t start
+  for arg in "$@"; do
+    if [ "$arg" = "--" ]; then side=ref; continue; fi
+    if [ $side = ours ]; then ours+=("$arg"); else ref+=("$arg"); fi
+  done
+  for _ in $(seq 10); do
+    start=$(date +%s%N); "${ours[@]}" >/dev/null 2>&1; t=$(( $(date +%s%N) - start ))
+    if [ -z "$best_o" ] || [ "$t" -lt "$best_o" ]; then best_o=$t; fi
+    start=$(date +%s%N); "${ref[@]}" >/dev/null 2>&1; t=$(( $(date +%s%N) - start ))
+    if [ -z "$best_r" ] || [ "$t" -lt "$best_r" ]; then best_r=$t; fi
+  done
+  printf '%d.%06d %d.%06d\n' $((best_o / 1000000000)) $((best_o / 1000 % 1000000)) \
+    $((best_r / 1000000000)) $((best_r / 1000 % 1000000))
+}
+
 for mode in name date size; do
-  ours=$(seconds "$TOOL" ls "$D" --sort "$mode")
   case $mode in name) flag="" ;; date) flag="-t" ;; size) flag="-S" ;; esac
-  ref=$(seconds ls -l $flag "$D")
+  read -r ours ref < <(best_pair "$TOOL" ls "$D" --sort "$mode" -- ls -l $flag "$D")
   r=$(ratio "$ours" "$ref")
   verdict=$(echo "$r <= 0.8" | bc -l | sed 's/1/meets/;s/0/MISSES/')
   echo "ls by $mode: wavelocker $ours s, ls -l $flag $ref s, ratio $r (goal 0.8: $verdict)"

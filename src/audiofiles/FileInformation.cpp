@@ -1,7 +1,9 @@
 #include "audiofiles/FileInformation.h"
 
+#include "audiofiles/InformationCache.h"
 #include "platform/AudioFileReader.h"
 #include "platform/FourCC.h"
+#include "platform/SndfileAudioReader.h"
 
 #include <cmath>
 
@@ -61,6 +63,12 @@ QString durationText(double seconds)
 
 std::optional<FileInformation> fileInformation(const QString& path)
 {
+    // Compressed files are described from the cache while they and the codec module stay as
+    // they were; the version is read before the file, so a change while reading is never
+    // stored as the old version's.
+    const InformationCache::Stamp stamp = InformationCache::Stamp::of(path);
+    if (const auto cached = InformationCache::find(path, stamp))
+        return FileInformation{cached->text, cached->is44100Hz16Bit};
     const auto reader = platform::AudioFileReader::open(path);
     if (!reader)
         return std::nullopt;
@@ -83,6 +91,10 @@ std::optional<FileInformation> fileInformation(const QString& path)
                     .arg(channelsText, typePart, depth, QString::asprintf("%g", d.sampleRate),
                          durationText(reader->duration()));
     info.is44100Hz16Bit = d.sampleRate == kCdSampleRate && d.bitsPerChannel == kCdBits;
+    // PCM files are read at once without the codecs; their entries would only cost writes.
+    const bool fromCodecModule = dynamic_cast<const platform::SndfileAudioReader*>(reader.get()) == nullptr;
+    if (fromCodecModule && InformationCache::Stamp::of(path) == stamp)
+        InformationCache::store(path, stamp, {info.text, info.is44100Hz16Bit});
     return info;
 }
 

@@ -1,11 +1,14 @@
 #include "library/FileSort.h"
 
+#include "library/NameOrder.h"
 #include "platform/Settings.h"
 
 #include <QCollator>
 #include <QLocale>
 #include <algorithm>
 #include <atomic>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -36,21 +39,40 @@ QCollator nameCollator()
 
 namespace {
 
-// An item with its name's collation key, made the first time two names must be compared:
-// sorted by date or size, most items never need one.
+// The order read from the collator of the current locale, kept while the locale stays.
+std::shared_ptr<const NameOrder> nameOrderFor(const QCollator& collator)
+{
+    static std::mutex mutex;
+    static std::shared_ptr<const NameOrder> order;
+    static QString localeName;
+    const std::lock_guard lock(mutex);
+    if (!order || localeName != collator.locale().name()) {
+        order = std::make_shared<const NameOrder>(collator);
+        localeName = collator.locale().name();
+    }
+    return order;
+}
+
+// An item with its name: for a plain name its key's place in the sort's key buffer, else the
+// collation key made the first time the collator must compare it (sorted by date or size,
+// most items never need one).
 struct Keyed {
-    const LibraryItem* item;
+    LibraryItem* item;
+    QStringView name;
+    bool plain;
+    size_t keyStart;
+    size_t keySize;
     mutable std::optional<QCollatorSortKey> key;
 
     const QCollatorSortKey& keyBy(const QCollator& collator) const
     {
         if (!key)
-            key.emplace(collator.sortKey(lastPathComponent(item->path)));
+            key.emplace(collator.sortKey(name.toString()));
         return *key;
     }
 };
 
-bool precedes(const Keyed& a, const Keyed& b, int mode, const QCollator& collator)
+bool precedes(const Keyed& a, const Keyed& b, int mode, const QCollator& collator, const uint8_t* keys)
 {
     const LibraryItem& x = *a.item;
     const LibraryItem& y = *b.item;
@@ -67,7 +89,9 @@ bool precedes(const Keyed& a, const Keyed& b, int mode, const QCollator& collato
         return x.date > y.date;
     if (effective == kBySize && x.size != y.size)
         return x.size > y.size;
-    if (const int c = a.keyBy(collator).compare(b.keyBy(collator)); c != 0)
+    const int c = a.plain && b.plain ? compareNameKeys(keys + a.keyStart, a.keySize, keys + b.keyStart, b.keySize)
+                                     : a.keyBy(collator).compare(b.keyBy(collator));
+    if (c != 0)
         return c < 0;
     // Equal under every rule (names differing only in case): keep a fixed order anyway.
     return x.path < y.path;
@@ -114,17 +138,41 @@ int modeFromName(const QString& name)
 void sortFileList(LibraryItemList& list, int mode)
 {
     const QCollator collator = nameCollator();
+    const std::shared_ptr<const NameOrder> order = nameOrderFor(collator);
     std::vector<Keyed> keyed;
-    keyed.reserve(list.size());
-    for (const LibraryItem& item : std::as_const(list))
-        keyed.push_back({&item, std::nullopt});
-    std::sort(keyed.begin(), keyed.end(),
-              [mode, &collator](const Keyed& a, const Keyed& b) { return precedes(a, b, mode, collator); });
-    LibraryItemList sorted;
-    sorted.reserve(list.size());
-    for (const Keyed& k : keyed)
-        sorted.append(*k.item);
-    list = std::move(sorted);
+    keyed.reserve(size_t(list.size()));
+    std::vector<uint8_t> keys;
+    for (LibraryItem& item : list) {
+        const QStringView name = QStringView(item.path).mid(item.path.lastIndexOf(QLatin1Char('/')) + 1);
+        const bool plain = order->isAvailable() && NameOrder::isPlain(name);
+        const size_t start = keys.size();
+        if (plain)
+            order->appendKey(name, keys);
+        keyed.push_back({&item, name, plain, start, keys.size() - start, std::nullopt});
+    }
+    std::sort(keyed.begin(), keyed.end(), [mode, &collator, k = keys.data()](const Keyed& a, const Keyed& b) {
+        return precedes(a, b, mode, collator, k);
+    });
+    // Each item moved once into its place, following the cycles of the order, instead of into
+    // a second list of the same size.
+    LibraryItem* items = list.data();
+    std::vector<size_t> from(keyed.size());
+    for (size_t i = 0; i < keyed.size(); ++i)
+        from[i] = size_t(keyed[i].item - items);
+    std::vector<bool> placed(keyed.size());
+    for (size_t i = 0; i < from.size(); ++i) {
+        if (placed[i] || from[i] == i)
+            continue;
+        LibraryItem first = std::move(items[i]);
+        size_t at = i;
+        while (from[at] != i) {
+            items[at] = std::move(items[from[at]]);
+            placed[at] = true;
+            at = from[at];
+        }
+        items[at] = std::move(first);
+        placed[at] = true;
+    }
 }
 
 }  // namespace FileSort

@@ -5,6 +5,8 @@
 #include "platform/PartFile.h"
 
 #include <QFile>
+#include <algorithm>
+#include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
@@ -18,6 +20,23 @@ struct DirCloser {
 
 // An empty folder has the link count 2: its own entry and ".".
 constexpr nlink_t kLinksOfFolderWithoutSubfolders = 2;
+
+// The entry's path: the folder's prefix and its name, decoded as QFile::decodeName does. Most
+// names are ASCII, which needs no decoding, only widening into the one allocation.
+QString entryPath(const QString& prefix, const char* name)
+{
+    const size_t length = std::strlen(name);
+    bool ascii = true;
+    for (size_t i = 0; i < length && ascii; ++i)
+        ascii = static_cast<unsigned char>(name[i]) < 0x80;
+    if (!ascii)
+        return prefix + QFile::decodeName(QByteArray::fromRawData(name, qsizetype(length)));
+    QString path(prefix.size() + qsizetype(length), Qt::Uninitialized);
+    QChar* out = std::copy(prefix.cbegin(), prefix.cend(), path.data());
+    for (size_t i = 0; i < length; ++i)
+        *out++ = QLatin1Char(name[i]);
+    return path;
+}
 
 void fillStatus(LibraryItem& item, const struct stat* st)
 {
@@ -52,7 +71,7 @@ std::optional<LibraryItemList> listFolder(const QString& folder, const std::atom
         struct stat st;
         const bool readable = fstatat(fd, name, &st, 0) == 0;
         LibraryItem item;
-        item.path = prefix + QFile::decodeName(name);
+        item.path = entryPath(prefix, name);
         fillStatus(item, readable ? &st : nullptr);
         // Resolving the Inbox path costs several calls, so only empty-looking folders pay it.
         if (item.isDirectory && st.st_nlink <= kLinksOfFolderWithoutSubfolders && Utils::pathIsInbox(item.path))

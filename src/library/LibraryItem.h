@@ -15,6 +15,10 @@ struct LibraryItem {
     bool operator==(const LibraryItem&) const = default;
 };
 
+// Its members move by their bytes, so a growing list reallocates in place instead of moving
+// every item.
+Q_DECLARE_TYPEINFO(LibraryItem, Q_RELOCATABLE_TYPE);
+
 using LibraryItemList = QList<LibraryItem>;
 
 // The entry name of a path: what the browser sorts, searches and titles by.

@@ -4,6 +4,7 @@
 #include "platform/TypeIdentifiers.h"
 
 #include <QMimeDatabase>
+#include <algorithm>
 #include <ctime>
 
 namespace RowTexts {
@@ -12,12 +13,29 @@ constexpr qint64 kSecondsPerDay = 86400;
 const QString kSubtitleJoin = QStringLiteral(" \u2022 ");
 }  // namespace
 
+namespace {
+
+// The control characters (category Cc) are exactly these two ranges; asking each character's
+// category costs a table look-up per character of every row.
+bool isControl(QChar c) { return c.unicode() < 0x20 || (c.unicode() >= 0x7f && c.unicode() <= 0x9f); }
+
+void appendTitle(QString& text, const LibraryItem& item)
+{
+    const QStringView title = item.title.isEmpty()
+                                  ? QStringView(item.path).mid(item.path.lastIndexOf(QLatin1Char('/')) + 1)
+                                  : QStringView(item.title);
+    const qsizetype at = text.size();
+    text += title;
+    if (std::any_of(title.begin(), title.end(), isControl))
+        std::replace_if(text.begin() + at, text.end(), isControl, QLatin1Char('?'));
+}
+
+}  // namespace
+
 QString titleForItem(const LibraryItem& item)
 {
-    QString title = item.title.isEmpty() ? lastPathComponent(item.path) : item.title;
-    for (QChar& c : title)
-        if (c.category() == QChar::Other_Control)
-            c = QLatin1Char('?');
+    QString title;
+    appendTitle(title, item);
     return title;
 }
 
@@ -28,48 +46,102 @@ qint64 daysBetweenDate(const QDateTime& first, const QDateTime& second)
     return first.secsTo(second) / kSecondsPerDay;
 }
 
-QString dateText(qint64 secondsSinceEpoch)
+namespace {
+
+// "%Y-%m-%d %H:%M" of the local time, appended; false when the time can't be converted.
+bool appendDateText(QString& text, qint64 secondsSinceEpoch)
 {
     // The C library's local time, as ls does: QDateTime's time zone lookup costs far more per row.
     const time_t t = time_t(secondsSinceEpoch);
     struct tm local;
     if (!localtime_r(&t, &local))
-        return {};
-    char text[32];
-    const size_t n = strftime(text, sizeof text, "%Y-%m-%d %H:%M", &local);
-    return QString::fromLatin1(text, qsizetype(n));
+        return false;
+    char digits[32];
+    const int year = local.tm_year + 1900;
+    if (year < 1000 || year > 9999) {
+        const size_t n = strftime(digits, sizeof digits, "%Y-%m-%d %H:%M", &local);
+        text += QLatin1StringView(digits, qsizetype(n));
+        return true;
+    }
+    // The same digits without strftime's format parsing and locale look-ups, once per row.
+    auto two = [](char* at, int value) {
+        at[0] = char('0' + value / 10);
+        at[1] = char('0' + value % 10);
+    };
+    two(digits, year / 100);
+    two(digits + 2, year % 100);
+    digits[4] = '-';
+    two(digits + 5, local.tm_mon + 1);
+    digits[7] = '-';
+    two(digits + 8, local.tm_mday);
+    digits[10] = ' ';
+    two(digits + 11, local.tm_hour);
+    digits[13] = ':';
+    two(digits + 14, local.tm_min);
+    text += QLatin1StringView(digits, 16);
+    return true;
 }
+
+}  // namespace
+
+QString dateText(qint64 secondsSinceEpoch)
+{
+    QString text;
+    appendDateText(text, secondsSinceEpoch);
+    return text;
+}
+
+namespace {
+
+// The row's second line; a folder's picture goes to imageName when given.
+void appendSubtitle(QString& text, const LibraryItem& item, const QDateTime& now, QString* imageName)
+{
+    if (!item.isDirectory) {
+        appendDateText(text, item.date);
+        text += kSubtitleJoin;
+        Utils::appendFileSize(text, uint64_t(qMax<qint64>(item.size, 0)));
+        return;
+    }
+    QString image;
+    if (Utils::pathIsLocalDocumentsLink(item.path)) {
+        text += QLatin1StringView("Shared with desktop");
+        image = QStringLiteral("folder_desktop");
+    } else if (Utils::pathIsTrashcan(item.path)) {
+        text += QLatin1StringView("Deleted items");
+        image = QStringLiteral("folder_trash");
+    } else {
+        image = QStringLiteral("folder");
+        if (Utils::pathIsInsideTrashcan(item.path)) {
+            // The trash's entries are its batch folders: say how old they are.
+            const qint64 days = daysBetweenDate(QDateTime::fromSecsSinceEpoch(item.date), now);
+            text += days == 0   ? QStringLiteral("Today")
+                    : days == 1 ? QStringLiteral("Yesterday")
+                                : QStringLiteral("%1 days ago").arg(days);
+        } else {
+            appendDateText(text, item.date);
+        }
+    }
+    if (imageName)
+        *imageName = image;
+}
+
+}  // namespace
 
 Row rowForItem(const LibraryItem& item, const QDateTime& now)
 {
     Row row;
     row.title = titleForItem(item);
     row.isFolder = item.isDirectory;
-    if (!item.isDirectory) {
-        row.accessibilityHint = QStringLiteral("Open this file");
-        row.subtitle = dateText(item.date) + kSubtitleJoin + Utils::fileSizeToString(uint64_t(qMax<qint64>(item.size, 0)));
-        return row;
-    }
-    row.accessibilityHint = QStringLiteral("Open this folder");
-    if (Utils::pathIsLocalDocumentsLink(item.path)) {
-        row.subtitle = QStringLiteral("Shared with desktop");
-        row.imageName = QStringLiteral("folder_desktop");
-    } else if (Utils::pathIsTrashcan(item.path)) {
-        row.subtitle = QStringLiteral("Deleted items");
-        row.imageName = QStringLiteral("folder_trash");
-    } else {
-        row.imageName = QStringLiteral("folder");
-        if (Utils::pathIsInsideTrashcan(item.path)) {
-            // The trash's entries are its batch folders: say how old they are.
-            const qint64 days = daysBetweenDate(QDateTime::fromSecsSinceEpoch(item.date), now);
-            row.subtitle = days == 0   ? QStringLiteral("Today")
-                           : days == 1 ? QStringLiteral("Yesterday")
-                                       : QStringLiteral("%1 days ago").arg(days);
-        } else {
-            row.subtitle = dateText(item.date);
-        }
-    }
+    row.accessibilityHint = item.isDirectory ? QStringLiteral("Open this folder") : QStringLiteral("Open this file");
+    appendSubtitle(row.subtitle, item, now, &row.imageName);
     return row;
+}
+
+void appendListLine(QString& text, const LibraryItem& item, const QDateTime& now)
+{
+    appendTitle(text, item);
+    text += QLatin1Char('\t');
+    appendSubtitle(text, item, now, nullptr);
 }
 
 QStringList iconNamesForItem(const LibraryItem& item)

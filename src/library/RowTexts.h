@@ -23,6 +23,8 @@ qint64 daysBetweenDate(const QDateTime& first, const QDateTime& second);
 // The browser's date text, in local time.
 QString dateText(qint64 secondsSinceEpoch);
 Row rowForItem(const LibraryItem& item, const QDateTime& now = QDateTime::currentDateTime());
+// The row as the tool prints it, "title<TAB>subtitle", appended to text.
+void appendListLine(QString& text, const LibraryItem& item, const QDateTime& now);
 // The desktop icon theme's names for the item's kind, most specific first: the trash, the
 // shared folder and folders; for files the MIME type's icon, then the kind's (MIDI, SoundFont,
 // audio, zip, text), then the generic ones. The last name is one every theme has.

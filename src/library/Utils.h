@@ -79,6 +79,8 @@ QString lastNewFile();
 void clearLastNewFile();
 
 QString fileSizeToString(uint64_t bytes);
+// The same, appended to text.
+void appendFileSize(QString& text, uint64_t bytes);
 float findBpmInString(const QString& path);
 
 void showAlert(const QString& title, const QString& message, QObject* controller = nullptr);

@@ -68,7 +68,7 @@ QString withoutTrailingSlashes(const QString& path)
     return trimmed;
 }
 
-bool isDots(const QString& name)
+bool isDots(QStringView name)
 {
     return name.isEmpty() || name == QLatin1String(".") || name == QLatin1String("..");
 }
@@ -122,7 +122,7 @@ SystemItem systemItemAt(const QString& path, std::optional<bool> knownLink = std
 {
     const Cached& c = cached();
     const QString trimmed = withoutTrailingSlashes(path);
-    const QString name = trimmed.mid(trimmed.lastIndexOf(QLatin1Char('/')) + 1);
+    const QStringView name = QStringView(trimmed).mid(trimmed.lastIndexOf(QLatin1Char('/')) + 1);
     const bool dots = isDots(name);
     const bool link = !dots && (knownLink ? *knownLink : QFileInfo(trimmed).isSymLink());
     // Listings ask for every row: most names cannot be a system item, and cost no resolving.

@@ -76,31 +76,43 @@ namespace {
 
 // value with one decimal, rounded as printf's "%.1f" does, and the unit; to_chars spares the
 // format parsing that a listing of thousands of rows would pay for every row.
-QString withUnit(double value, const char* unit)
+void appendWithUnit(QString& text, double value, const char* unit)
 {
-    char text[64];
-    const std::to_chars_result end = std::to_chars(text, text + sizeof text - 8, value, std::chars_format::fixed, 1);
+    char digits[64];
+    const std::to_chars_result end = std::to_chars(digits, digits + sizeof digits - 8, value, std::chars_format::fixed, 1);
     char* tail = end.ptr;
     *tail++ = ' ';
     while (*unit)
         *tail++ = *unit++;
-    return QString::fromLatin1(text, qsizetype(tail - text));
+    text += QLatin1StringView(digits, qsizetype(tail - digits));
 }
 
 }  // namespace
 
-QString fileSizeToString(uint64_t bytes)
+void appendFileSize(QString& text, uint64_t bytes)
 {
-    if (bytes <= 1024)
-        return QString::number(bytes) + QStringLiteral(" Bytes");
+    if (bytes <= 1024) {
+        char digits[24];
+        const std::to_chars_result end = std::to_chars(digits, digits + sizeof digits, bytes);
+        text += QLatin1StringView(digits, qsizetype(end.ptr - digits));
+        text += QLatin1StringView(" Bytes");
+        return;
+    }
     double v = double(bytes) / 1024.0;
     if (v <= 1024.0)
-        return withUnit(v, "KiB");
+        return appendWithUnit(text, v, "KiB");
     v /= 1024.0;
     if (v <= 1024.0)
-        return withUnit(v, "MiB");
+        return appendWithUnit(text, v, "MiB");
     v /= 1024.0;
-    return withUnit(v, "GiB");
+    appendWithUnit(text, v, "GiB");
+}
+
+QString fileSizeToString(uint64_t bytes)
+{
+    QString text;
+    appendFileSize(text, bytes);
+    return text;
 }
 
 float findBpmInString(const QString& path)

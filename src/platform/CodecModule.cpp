@@ -12,13 +12,14 @@ namespace {
 constexpr char kModuleFile[] = "wavelocker-ffmpeg.so";
 constexpr char kEntryPoint[] = "wavelockerCodecModule";
 
-// Where an installation puts it (bin/../lib/wavelocker), beside the programs of a build
-// (bin/../lib), else where this build put it.
+// Where an installation puts it (bin/../lib/wavelocker, or beside the whole tool installed
+// there), beside the programs of a build (bin/../lib), else where this build put it.
 QStringList candidates()
 {
     const QString exe = QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath();
     const QString bin = QFileInfo(exe).absolutePath();
     QStringList paths{bin + QStringLiteral("/../lib/wavelocker/") + QLatin1String(kModuleFile),
+                      bin + QLatin1Char('/') + QLatin1String(kModuleFile),
                       bin + QStringLiteral("/../lib/") + QLatin1String(kModuleFile)};
     paths << QStringLiteral(WL_CODEC_MODULE_PATH);
     return paths;
@@ -59,6 +60,14 @@ Loaded load()
 }
 
 }  // namespace
+
+QString codecModulePath()
+{
+    for (const QString& path : candidates())
+        if (QFileInfo::exists(path))
+            return path;
+    return {};
+}
 
 const CodecModule* codecModule(QString* reason)
 {

@@ -29,6 +29,9 @@ struct CodecModule {
     int64_t (*remuxToM4A)(const QString& src, const QString& dest, int64_t knownFrames, QString* reason);
 };
 
+// The file the module would be loaded from, without loading it; empty when there is none.
+QString codecModulePath();
+
 // The loaded module; nullptr with the reason when it can't be found or loaded (logged once).
 const CodecModule* codecModule(QString* reason = nullptr);
 

@@ -75,6 +75,8 @@ QString tempDir()
     return dir;
 }
 
+QString fileInformationCache() { return cacheHome() + QLatin1Char('/') + kApp + QStringLiteral("/file-info"); }
+
 QString partRecords() { return cacheHome() + QLatin1Char('/') + kApp + QStringLiteral("/parts"); }
 QString packetIndexes() { return cacheHome() + QLatin1Char('/') + kApp + QStringLiteral("/packet-indexes"); }
 

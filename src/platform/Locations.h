@@ -26,6 +26,8 @@ QString appLibrary();
 QString pasteboards();
 // Private temporary folder (mode 0700), created on demand.
 QString tempDir();
+// What was read about compressed audio files, kept between runs; not created.
+QString fileInformationCache();
 // Where each process notes the folders it writes part files in (see PartFile); not created.
 QString partRecords();
 // The packet indexes of frame-by-frame files (MP3 and the like) kept between runs; not created.

@@ -10,7 +10,7 @@
 #include "platform/PasswordHash.h"
 #include "platform/Settings.h"
 #include "wifidrive/GCDWebServer.h"
-#include "wifidrive/GCDWebUploader.h"
+#include "wifidrive/WebPaths.h"
 #include "wifidrive/WiFiDriveSettings.h"
 
 #include <QDateTime>
@@ -200,7 +200,7 @@ void removeLeftovers(const QDateTime& processStart, Sweep sweep)
         if (QFileInfo(documents).isDir())
             PartFile::removeLeftovers(documents, true);
         // Uploads wait beside the library (inside it, the walk above took them).
-        const QString uploads = GCDWebUploader::uploadFolderFor(library);
+        const QString uploads = WebPaths::uploadFolderFor(library);
         if (!uploads.isEmpty() && QFileInfo(uploads).isDir() && !QFileInfo(uploads).isSymLink())
             PartFile::removeLeftovers(uploads, false);
     }

@@ -35,7 +35,6 @@ using platform::HttpResponse;
 
 namespace {
 
-const QString kUploadFolderName = QStringLiteral(".wavelocker-uploads");
 const QString kAppName = QStringLiteral("Wavelocker");
 const QString kPrologue = QStringLiteral(
     "<p>Drag &amp; drop files on this window or use the &ldquo;Upload Files&hellip;&rdquo; button to upload "
@@ -144,24 +143,9 @@ void GCDWebUploader::prepareToStart()
     http().setRequestGate([this](const HttpRequest& r) { return checkRequest(r); });
 }
 
-QString GCDWebUploader::uploadFolderFor(const QString& uploadDirectory)
-{
-    // Received files are renamed into the library, so they wait on its file system: beside
-    // the library when its folder shares the file system with the one above, else inside it
-    // (a library that is a mount point of its own).
-    const QString library = QFileInfo(uploadDirectory).canonicalFilePath();
-    struct stat top {}, above {};
-    if (library.isEmpty() || ::stat(QFile::encodeName(library).constData(), &top) != 0)
-        return {};
-    const QString parent = QFileInfo(library).path();
-    const bool shared = library != parent && ::stat(QFile::encodeName(parent).constData(), &above) == 0
-                        && above.st_dev == top.st_dev;
-    return (shared ? parent : library) + QLatin1Char('/') + kUploadFolderName;
-}
-
 QString GCDWebUploader::spoolFolder() const
 {
-    const QString folder = uploadFolderFor(mUploadDirectory);
+    const QString folder = WebPaths::uploadFolderFor(mUploadDirectory);
     if (folder.isEmpty())
         return platform::Locations::tempDir();
     const QByteArray native = QFile::encodeName(folder);

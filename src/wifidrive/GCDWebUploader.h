@@ -62,9 +62,6 @@ public:
     virtual bool shouldDeleteItemAtPath(const QString& path);
     virtual bool shouldCreateDirectoryAtPath(const QString& path);
 
-    // The folder where uploads to uploadDirectory wait (empty when it does not exist).
-    static QString uploadFolderFor(const QString& uploadDirectory);
-
     // The route handlers, callable without a socket.
     platform::HttpResponse listDirectory(const platform::HttpRequest& request);
     platform::HttpResponse downloadFile(const platform::HttpRequest& request);

@@ -288,4 +288,19 @@ QString uniquePathForPath(const QString& path)
     }
 }
 
+QString uploadFolderFor(const QString& uploadDirectory)
+{
+    // Received files are renamed into the library, so they wait on its file system: beside
+    // the library when its folder shares the file system with the one above, else inside it
+    // (a library that is a mount point of its own).
+    const QString library = QFileInfo(uploadDirectory).canonicalFilePath();
+    struct stat top {}, above {};
+    if (library.isEmpty() || ::stat(QFile::encodeName(library).constData(), &top) != 0)
+        return {};
+    const QString parent = QFileInfo(library).path();
+    const bool shared = library != parent && ::stat(QFile::encodeName(parent).constData(), &above) == 0
+                        && above.st_dev == top.st_dev;
+    return (shared ? parent : library) + QStringLiteral("/.wavelocker-uploads");
+}
+
 }  // namespace WebPaths

@@ -51,6 +51,9 @@ bool isValidName(const QString& name);
 // "a/b" + "c" the way listings and messages show it: "/" + "c" is "/c", "" + "c" is "c".
 QString appendComponent(const QString& relative, const QString& name);
 
+// The folder where uploads to the library wait (empty when the library does not exist).
+QString uploadFolderFor(const QString& library);
+
 // " (%i)": the path itself when free, else "name (1).ext", "name (2).ext", ...
 QString uniquePathForPath(const QString& path);
 

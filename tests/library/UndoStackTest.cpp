@@ -2,6 +2,7 @@
 #include "library/TrashOrigins.h"
 #include "library/UndoStack.h"
 #include "library/Utils.h"
+#include "platform/Locations.h"
 #include "support/TempTree.h"
 
 #include <QDir>
@@ -206,11 +207,41 @@ TEST(UndoStack, ALinkGoesToTheTrashAndBackAsALink)
     UndoStack undo;
     const QString inTrash = trashed(lib + "/Link.wav");
     undo.push(UndoStack::Action::Trash, {{lib + "/Link.wav", inTrash}});
-    // A link keeps no attributes of its own: it can only come back by undo or by Move.
-    EXPECT_FALSE(FileActions::canPutBack(inTrash));
+    // A link keeps no attributes of its own: its origin is a record of its own.
+    ASSERT_TRUE(FileActions::canPutBack(inTrash));
+    EXPECT_EQ(TrashOrigins::originOf(inTrash), lib + "/Link.wav");
     ASSERT_TRUE(undo.undo());
     EXPECT_EQ(QFileInfo(lib + "/Link.wav").symLinkTarget(), lib + "/Take.wav");
     EXPECT_EQ(readFile(lib + "/Take.wav"), "take");
+
+    // Put Back after the batch folder was renamed, as a link to the same target; the record
+    // goes with it.
+    QDir().mkpath(lib + "/Sets");
+    ASSERT_TRUE(QFile::link("../Take.wav", lib + "/Sets/Link.wav"));
+    const QString again = trashed(lib + "/Sets/Link.wav");
+    const QString batch = QFileInfo(again).path();
+    ASSERT_TRUE(QDir().rename(batch, batch + " renamed"));
+    const QString moved = batch + " renamed/Link.wav";
+    const QString records = platform::Locations::appLibrary() + "/TrashLinkOrigins";
+    EXPECT_EQ(QDir(records).entryList(QDir::Files).size(), 1);
+    ASSERT_TRUE(FileActions::canPutBack(moved));
+    EXPECT_EQ(FileActions::putBack(moved), lib + "/Sets/Link.wav");
+    EXPECT_EQ(QFileInfo(lib + "/Sets/Link.wav").symLinkTarget(), lib + "/Take.wav");
+    EXPECT_TRUE(QDir(records).entryList(QDir::Files).isEmpty());
+
+    // A record never speaks for another link, nor when damaged.
+    const QString third = trashed(lib + "/Sets/Link.wav");
+    ASSERT_TRUE(QFile::remove(third));
+    ASSERT_TRUE(QFile::link("Elsewhere.wav", third));
+    EXPECT_FALSE(FileActions::canPutBack(third));
+    ASSERT_TRUE(QFile::remove(third));
+    const QString fourth = trashed(lib + "/Link.wav");
+    ASSERT_TRUE(FileActions::canPutBack(fourth));
+    for (const QString& name : QDir(records).entryList(QDir::Files))
+        ASSERT_TRUE(QFile(records + "/" + name).resize(5));
+    EXPECT_FALSE(FileActions::canPutBack(fourth));
+    EXPECT_TRUE(FileActions::putBack(fourth).isEmpty());
+    EXPECT_TRUE(QFileInfo(fourth).isSymLink());
 }
 
 #include <sys/mount.h>

@@ -37,7 +37,7 @@ TEST(UtilsStorage, LocationsAndSystemItems)
     EXPECT_FALSE(Utils::checkPathIsLocalDocumentsLink(lib + "/x"));
     ASSERT_EQ(alerts.alerts().size(), 2);
     EXPECT_EQ(alerts.alerts()[0], "Sorry|'Inbox' is reserved by the system, please choose another name.");
-    EXPECT_TRUE(alerts.alerts()[1].startsWith("Not available|This folder can be accessed via Desktop File Sharing"));
+    EXPECT_TRUE(alerts.alerts()[1].startsWith("Not available|This folder can be opened from your file manager"));
 }
 
 TEST(UtilsStorage, KindsByTypeAndMidiByContent)

@@ -61,7 +61,8 @@ TEST(DesktopInstall, InstalledEntryHandlesTheSchemesAndUninstallRemovesIt)
     const Outcome installed = run("bash", {script, "install", build, prefix});
     ASSERT_EQ(installed.exitCode, 0) << installed.out.toStdString();
     const QStringList files = filesBelow(prefix);
-    for (const QString& f : QStringList{"bin/wavelocker", "bin/wavelocker-tool", "lib/wavelocker/wavelocker-ffmpeg.so",
+    for (const QString& f : QStringList{"bin/wavelocker", "bin/wavelocker-tool", "lib/wavelocker/wavelocker-tool-all",
+                                       "lib/wavelocker/wavelocker-ffmpeg.so",
                              "share/applications/wavelocker.desktop", "share/metainfo/com.orvenic.Wavelocker.metainfo.xml",
                              "share/icons/hicolor/scalable/apps/com.orvenic.Wavelocker.svg",
                              "share/mime/packages/wavelocker.xml", "share/applications/mimeinfo.cache",
@@ -104,8 +105,14 @@ TEST(DesktopInstall, InstalledEntryHandlesTheSchemesAndUninstallRemovesIt)
 
     // The installed tool finds the codec module it was installed with.
     ASSERT_TRUE(writeToneWav(tree.path("tone.wav"), 2, 44100, 44100));
-    const Outcome converted = run(prefix + "/bin/wavelocker-tool", {"convert", tree.path("tone.wav"), tree.path("tone.m4a"), "--format", "3"});
+    // The front hands convert to the whole tool installed beside the module; the loader's log
+    // names the files loaded, so a module found in the build folder instead would show.
+    const Outcome converted = run(prefix + "/bin/wavelocker-tool", {"convert", tree.path("tone.wav"), tree.path("tone.m4a"), "--format", "3"},
+                                  {"LD_DEBUG=files"});
     EXPECT_EQ(converted.exitCode, 0) << converted.out.toStdString();
+    EXPECT_TRUE(converted.out.contains(QStringLiteral("file=%1/lib/wavelocker/wavelocker-ffmpeg.so").arg(prefix)))
+        << converted.out.toStdString();
+    EXPECT_TRUE(converted.out.contains(QStringLiteral("initialize program: %1/bin/../lib/wavelocker/wavelocker-tool-all").arg(prefix)));
     EXPECT_GT(QFileInfo(tree.path("tone.m4a")).size(), 1000);
 
     const Outcome removed = run("bash", {script, "uninstall", build, prefix});

@@ -1,10 +1,13 @@
 #include "library/FileSort.h"
 #include "library/FolderListing.h"
 #include "library/RowTexts.h"
+#include "support/AudioFixtures.h"
+#include "support/BuildPaths.h"
 #include "support/TempTree.h"
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <gtest/gtest.h>
 
 using namespace testsupport;
@@ -61,4 +64,60 @@ TEST(ToolLs, PrintsTheBrowsersHeaderAndRows)
     EXPECT_EQ(lines(empty.out), QStringList({"NO ITEMS"}));
     EXPECT_EQ(runProgram("wavelocker-tool", {"ls", lib + "/none"}, env).exitCode, 1);
     EXPECT_EQ(runProgram("wavelocker-tool", {"ls", "--sort", "colour"}, env).exitCode, 2);
+}
+
+// Listing and describing run in the small front program: it loads none of the audio server,
+// plugin, network or codec libraries, loads the codec module only for a compressed file, and
+// hands every other command, with its exit code, to the whole tool.
+TEST(ToolFront, ListsAndDescribesWithoutTheLibrariesItDoesNotUse)
+{
+    TempTree tree;
+    const QString lib = tree.library();
+    const QString wav = lib + "/tone.wav";
+    const QString mp3 = lib + "/tone.mp3";
+    ASSERT_TRUE(writeToneWav(wav, 2, 44100, 44100));
+    ASSERT_TRUE(runTool("ffmpeg", {"-v", "error", "-i", wav, "-c:a", "libmp3lame", "-b:a", "128k", mp3}));
+    const QStringList env = {"XDG_DATA_HOME=" + tree.path("data"), "XDG_CONFIG_HOME=" + tree.path("config"),
+                             "XDG_CACHE_HOME=" + tree.path("cache"), "LD_DEBUG=files"};
+    const QStringList unused = {"libjack", "liblilv", "libasound", "libfluidsynth", "libavcodec", "libavformat",
+                                "libswresample", "libQt6Network", "libQt6DBus", "libssl", "libcrypto", "libavahi",
+                                "libcpp-httplib", "libqt6keychain", "libQt6Gui", "wavelocker-ffmpeg"};
+    auto loaded = [](const RunResult& r, const QString& name) { return r.err.contains(("file=" + name).toUtf8()) ||
+                                                                       r.err.contains(("/" + name).toUtf8()); };
+
+    const RunResult ls = runProgram("wavelocker-tool", {"--library", lib, "ls"}, env);
+    ASSERT_EQ(ls.exitCode, 0);
+    EXPECT_EQ(lines(ls.out).value(0), "2 ITEMS");
+    const RunResult wavInfo = runProgram("wavelocker-tool", {"info", wav}, env);
+    ASSERT_EQ(wavInfo.exitCode, 0);
+    EXPECT_EQ(lines(wavInfo.out), QStringList({"2 ch WAVE LPCM", "16 bit 44100 Hz", "00:01.000"}));
+    for (const RunResult* r : {&ls, &wavInfo}) {
+        EXPECT_FALSE(r->err.contains("initialize program: " + binDir().toUtf8() + "/wavelocker-tool-all"));
+        for (const QString& name : unused)
+            EXPECT_FALSE(loaded(*r, name)) << name.toStdString();
+    }
+
+    // The module, with FFmpeg, only for a compressed file; what it says is the whole tool's.
+    const RunResult mp3Info = runProgram("wavelocker-tool", {"info", mp3}, env);
+    ASSERT_EQ(mp3Info.exitCode, 0) << mp3Info.err.constData();
+    EXPECT_TRUE(loaded(mp3Info, "wavelocker-ffmpeg.so"));
+    EXPECT_TRUE(loaded(mp3Info, "libavcodec"));
+    EXPECT_FALSE(loaded(mp3Info, "libjack"));
+    const RunResult wholeInfo = runProgram("wavelocker-tool-all", {"info", mp3});
+    ASSERT_EQ(wholeInfo.exitCode, 0);
+    EXPECT_EQ(mp3Info.out, wholeInfo.out);
+    EXPECT_EQ(lines(mp3Info.out).value(0), "2 ch MP3");
+
+    // Other commands, help and mistakes reach the whole tool with their arguments.
+    const RunResult zip = runProgram("wavelocker-tool", {"--library", lib, "zip", wav}, env);
+    EXPECT_EQ(zip.exitCode, 0) << zip.err.constData();
+    EXPECT_TRUE(zip.err.contains("initialize program: " + binDir().toUtf8() + "/wavelocker-tool-all"));
+    EXPECT_TRUE(QFileInfo::exists(lib + "/tone.zip"));
+    const RunResult help = runProgram("wavelocker-tool", {});
+    EXPECT_EQ(help.exitCode, 2);
+    EXPECT_TRUE(help.err.contains("  units "));
+    EXPECT_EQ(runProgram("wavelocker-tool", {"--library"}).exitCode, 2);
+    EXPECT_EQ(runProgram("wavelocker-tool", {"--colour", "ls"}).exitCode, 2);
+    EXPECT_EQ(runProgram("wavelocker-tool", {"lsx"}).exitCode, 2);
+    EXPECT_EQ(runProgram("wavelocker-tool", {"info"}).exitCode, 2);
 }

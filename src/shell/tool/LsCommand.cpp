@@ -43,15 +43,21 @@ int runLs(const QStringList& args)
     else
         printOut(RowTexts::headerText(true, items.size()));
     const QDateTime now = QDateTime::currentDateTime();
-    // One write for all rows: a listing of thousands would otherwise convert and print each.
+    // Rows written in batches: one write per row would convert and print each, one write for
+    // all would hold the whole listing twice (as text and as UTF-8).
+    constexpr qsizetype kBatchChars = 32 * 1024;
     QString rows;
+    rows.reserve(kBatchChars + 1024);
     for (qsizetype i = 0; i < items.size(); ++i) {
-        const RowTexts::Row row = RowTexts::rowForItem(items.at(i), now);
-        if (i > 0)
+        if (!rows.isEmpty())
             rows += QLatin1Char('\n');
-        rows += row.title + QLatin1Char('\t') + row.subtitle;
+        RowTexts::appendListLine(rows, items.at(i), now);
+        if (rows.size() >= kBatchChars) {
+            printOut(rows);
+            rows.resize(0);
+        }
     }
-    if (!items.isEmpty())
+    if (!rows.isEmpty())
         printOut(rows);
     return kOk;
 }
