@@ -370,6 +370,37 @@ TEST_F(PluginSlotsTest, APluginThatCrashesWhileLoadingIsLeftOutAndTheProgramGoes
     platform::lv2::LoadCheck::setChecker({});
 }
 
+// A setup whose plugins were never checked loads once the children have checked them, all at
+// once; one that crashes there leaves its slot empty with its code, the others keep settings.
+TEST_F(PluginSlotsTest, ASetupWaitsForItsChecksAndLeavesACrashingUnitOut)
+{
+    platform::lv2::LoadCheck::setChecker(binDir() + "/wavelocker-tool");
+    AudioEngine::setRau(unit(kAmp), 1);
+    ASSERT_EQ(AudioEngine::updateIaaUnits(), 0);
+    AudioEngine::iaaAtSlot(1)->plugin().setControlValue("gain", -6.0f);
+    const QByteArray ampState = AudioEngine::iaaAtSlot(1)->plugin().saveState();
+    AudioEngine::setRau(nullptr, 1);
+    ASSERT_EQ(AudioEngine::updateIaaUnits(), 0);
+
+    IaaSetups::Setup setup;
+    setup.units = {nullptr, unit(kCrash), unit(kAmp), unit(kProbe)};
+    setup.states[2] = ampState;
+    std::optional<int> code;
+    IaaSetups::apply(setup, &context, [&](int c) { code = c; });
+    EXPECT_FALSE(code);  // the children run while the caller goes on
+    EXPECT_FALSE(AudioEngine::rauAtSlot(2));
+    ASSERT_TRUE(waitUntil([&] { return code.has_value(); }, 30000));
+    EXPECT_EQ(*code, IaaErrors::kInvalidFormat);
+    EXPECT_FALSE(AudioEngine::rauAtSlot(1));
+    ASSERT_TRUE(AudioEngine::iaaAtSlot(2) && AudioEngine::iaaAtSlot(3));
+    EXPECT_FLOAT_EQ(AudioEngine::iaaAtSlot(2)->plugin().controlValue("gain"), -6.0f);
+    EXPECT_EQ(AudioEngine::iaaAtSlot(3)->rau()->component(), kProbe);
+    EXPECT_FALSE(AudioEngine::findRau(kCrash));
+    EXPECT_EQ(logs.lines().count("Checking urn:wavelocker:test:probe in a separate process"), 1);
+    EXPECT_EQ(logs.lines().count("Checking " + kAmp + " in a separate process"), 1);  // when it was first made
+    platform::lv2::LoadCheck::setChecker({});
+}
+
 TEST_F(PluginSlotsTest, SetupsRestoreSlotsAndSettingsAndSurviveMissingPluginsAndGarbage)
 {
     AudioEngine::setRau(unit(kOverdrive), 1);
