@@ -163,6 +163,17 @@ TEST(MainMenu, KeysTrashRenameUndoRedoAndPutBackByteForByte)
     w.key(Qt::Key_Z, Qt::ControlModifier);
     EXPECT_EQ(readFile(lib + "/a.wav"), a);
 
+    // Ctrl+F searches; a name that matches nothing says so; Escape ends the search.
+    const int rows = w.browser()->model()->rowCount();
+    w.key(Qt::Key_F, Qt::ControlModifier);
+    ASSERT_TRUE(waitUntil([&] { return QApplication::focusWidget() && qobject_cast<QLineEdit*>(QApplication::focusWidget()); }));
+    QTest::keyClicks(QApplication::focusWidget(), "zzz");
+    EXPECT_EQ(w.browser()->emptyText(), "No results");
+    w.key(Qt::Key_Escape);
+    EXPECT_EQ(w.browser()->emptyText(), "");
+    EXPECT_EQ(w.browser()->model()->rowCount(), rows);
+    EXPECT_TRUE(w.browser()->tableView()->hasFocus());
+
     // F2 renames the current row; undo and redo follow it, and so does the editor.
     ASSERT_TRUE(waitUntil([&] { return w.listed(lib + "/a.wav"); }));
     w.browser()->openFile(lib + "/b.wav");

@@ -22,6 +22,7 @@
 #include <QLineEdit>
 #include <QHBoxLayout>
 #include <QPushButton>
+#include <QShortcut>
 #include <QVBoxLayout>
 
 namespace {
@@ -133,6 +134,12 @@ MasterViewController::MasterViewController(QWidget* parent)
     connect(mActions, &ItemActionsController::itemMoved, this, &MasterViewController::followMove);
     connect(mSortButton, &SortButton::clicked, this, &MasterViewController::sortPress);
     connect(mSearchField, &QLineEdit::textChanged, this, &MasterViewController::handleSearch);
+    // Escape in the search field ends the search, as in every desktop program's filter box.
+    auto* endSearch = new QShortcut(QKeySequence(Qt::Key_Escape), mSearchField, nullptr, nullptr, Qt::WidgetShortcut);
+    connect(endSearch, &QShortcut::activated, this, [this] {
+        cancelSearch();
+        mTable->setFocus(Qt::ShortcutFocusReason);
+    });
     connect(mRowDelegate, &FileRowDelegate::previewButtonClicked, this, [this](const QModelIndex& index) {
         if (index.isValid() && index.row() < mModel->filelist().size())
             previewItem(mModel->itemAt(index.row()));
