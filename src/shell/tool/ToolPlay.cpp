@@ -4,6 +4,7 @@
 #include "platform/NotificationCenter.h"
 #include "platform/Notifications.h"
 #include "recording/AudioEngine.h"
+#include "shell/tool/AudioCommandSupport.h"
 #include "shell/tool/ToolCommands.h"
 #include "shell/tool/ToolSupport.h"
 
@@ -29,13 +30,9 @@ int runPlay(const QStringList& args)
         return usageError(kPlayUsage, QStringLiteral("one file"));
     const QString path = QFileInfo(arguments.positionals().first()).absoluteFilePath();
 
-    AudioEngine::setup();
-    platform::HostEngine* engine = AudioEngine::audioController();
-    if (!engine->isRunning()) {
-        printError(QStringLiteral("wavelocker-tool: no audio: no JACK server could be reached"));
-        AudioEngine::teardown();
+    if (!startAudioEngine())
         return kFailed;
-    }
+    platform::HostEngine* engine = AudioEngine::audioController();
     if (buffer && !engine->setPreferredBufferSize(uint32_t(*buffer)))
         printError(QStringLiteral("wavelocker-tool: the server kept its buffer of %1 frames").arg(engine->bufferSize()));
 

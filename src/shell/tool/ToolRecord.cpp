@@ -1,12 +1,12 @@
 #include "audiofiles/FilePlayer.h"
 #include "audiofiles/RecFormats.h"
 #include "library/Utils.h"
-#include "platform/HostEngine.h"
 #include "platform/NotificationCenter.h"
 #include "platform/Notifications.h"
 #include "platform/QuitSignals.h"
 #include "recording/AudioEngine.h"
 #include "recording/Recorder.h"
+#include "shell/tool/AudioCommandSupport.h"
 #include "shell/tool/ToolCommands.h"
 #include "shell/tool/ToolSupport.h"
 
@@ -74,13 +74,8 @@ int runRecord(const QStringList& args)
         return kFailed;
     }
 
-    AudioEngine::setup();
-    platform::HostEngine* engine = AudioEngine::audioController();
-    if (!engine->isRunning()) {
-        printError(QStringLiteral("wavelocker-tool: no audio: no JACK server could be reached"));
-        AudioEngine::teardown();
+    if (!startAudioEngine())
         return kFailed;
-    }
     FilePlayer* player = FilePlayer::sharedPlayer();
     if (fromPlayer) {
         const QString file = QFileInfo(positionals[1]).absoluteFilePath();
