@@ -275,12 +275,8 @@ std::vector<float> trimmedSilence(const testsupport::DecodedAudio& audio)
 TEST_F(RecorderTest, FilePlayerAsSource)
 {
     const int64_t fileFrames = 44100;
-    std::vector<float> samples(size_t(fileFrames) * 2);
-    for (int64_t f = 0; f < fileFrames; ++f)
-        for (int c = 0; c < 2; ++c)
-            samples[size_t(f * 2 + c)] = testsupport::knownSample(uint64_t(f), c);
     const QString file = tree.path(QStringLiteral("Guitar Take.wav"));
-    ASSERT_TRUE(testsupport::writeFloatWav(file, 44100, 2, samples));
+    ASSERT_TRUE(testsupport::writeKnownSignalWav(file, fileFrames));
     FilePlayer* player = FilePlayer::sharedPlayer();
     ASSERT_TRUE(player->loadAudioURL(file));
     AudioEngine::setRau(AudioEngine::fakePlayerRau(), 0);

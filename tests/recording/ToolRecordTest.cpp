@@ -18,12 +18,8 @@ TEST(ToolRecord, PlayerSourceToItsEndAndInputUntilSigterm)
     testsupport::JackServer server;
     ASSERT_TRUE(server.start());
     const int64_t fileFrames = 30000;
-    std::vector<float> samples(size_t(fileFrames) * 2);
-    for (int64_t f = 0; f < fileFrames; ++f)
-        for (int c = 0; c < 2; ++c)
-            samples[size_t(f * 2 + c)] = testsupport::knownSample(uint64_t(f), c);
     const QString file = tree.path(QStringLiteral("source.wav"));
-    ASSERT_TRUE(testsupport::writeFloatWav(file, 44100, 2, samples));
+    ASSERT_TRUE(testsupport::writeKnownSignalWav(file, fileFrames));
 
     const QString out = tree.path(QStringLiteral("take.caf"));
     auto run = testsupport::runProgram(QStringLiteral("wavelocker-tool"),

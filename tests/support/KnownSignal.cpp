@@ -1,4 +1,5 @@
 #include "support/KnownSignal.h"
+#include "support/PlaybackFixtures.h"
 
 #include <QCoreApplication>
 #include <cmath>
@@ -14,6 +15,15 @@ float knownSample(uint64_t frame, int channel)
     x ^= x >> 31;
     const int k = int(x & 0x7FFF) - 16384;  // -16384..16383: half scale, exact at 16 bits
     return float(k) / 32768.0f;
+}
+
+bool writeKnownSignalWav(const QString& path, int64_t frames)
+{
+    std::vector<float> samples(size_t(frames) * 2);
+    for (int64_t f = 0; f < frames; ++f)
+        for (int c = 0; c < 2; ++c)
+            samples[size_t(f * 2 + c)] = knownSample(uint64_t(f), c);
+    return writeFloatWav(path, 44100, 2, samples);
 }
 
 class KnownSignalClient::Channel : public platform::HostChannel {

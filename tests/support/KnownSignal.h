@@ -14,6 +14,8 @@ namespace testsupport {
 // index, on a 15-bit grid that 16-, 24- and 32-bit files hold exactly. A recording of it is
 // matched back to frame indices, so lost, doubled or reordered frames show.
 float knownSample(uint64_t frame, int channel);
+// A stereo float WAV at 44100 Hz holding the known signal's first `frames` frames.
+bool writeKnownSignalWav(const QString& path, int64_t frames);
 
 // Plays the known signal from another JACK client ("wlsignal"), optionally as a sine instead
 // (for lossy codecs); its frame counter is the signal's index.
