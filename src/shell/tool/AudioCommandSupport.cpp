@@ -1,8 +1,5 @@
 #include "shell/tool/AudioCommandSupport.h"
 
-#include "platform/HostEngine.h"
-#include "recording/AudioEngine.h"
-
 #include <QFileInfo>
 
 namespace tool {
@@ -15,16 +12,6 @@ int reportWritten(const std::optional<QString>& written)
         return kFailed;
     printOut(*written);
     return kOk;
-}
-
-bool startAudioEngine()
-{
-    AudioEngine::setup();
-    if (AudioEngine::audioController()->isRunning())
-        return true;
-    printError(QStringLiteral("wavelocker-tool: no audio: no JACK server could be reached"));
-    AudioEngine::teardown();
-    return false;
 }
 
 }  // namespace tool
