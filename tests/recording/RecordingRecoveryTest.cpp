@@ -1,7 +1,6 @@
 // A take cut off by SIGKILL in every format: the next start saves a file that other
 // programs play, holding the audio up to moments before the kill.
 #include "audiofiles/RecFormats.h"
-#include "platform/AudioFileRepair.h"
 #include "platform/Locations.h"
 #include "recording/UnfinishedRecording.h"
 #include "support/BuildPaths.h"
@@ -19,15 +18,6 @@
 using testsupport::waitUntil;
 
 namespace {
-
-// The take as it lies on disk now, made readable on a copy.
-int64_t framesOnDisk(const QString& take, const QString& scratch)
-{
-    QFile::remove(scratch);
-    if (!QFile::copy(take, scratch) || !platform::AudioFileRepair::repair(scratch))
-        return 0;
-    return testsupport::decodeFile(scratch).frames();
-}
 
 bool playsElsewhere(const QString& path)
 {
@@ -81,7 +71,7 @@ TEST(RecordingRecovery, TakeKilledMidwayIsRecoveredInEveryFormat)
         // Two seconds of the signal on disk, then one more second of recording, then the kill.
         const QString scratch = tree.path(QStringLiteral("scratch.") + Utils::fileExtensionForRecFormat(format));
         int64_t seen = 0;
-        ASSERT_TRUE(waitUntil([&] { return (seen = framesOnDisk(take, scratch)) >= 44100 * 3; }, 60000));
+        ASSERT_TRUE(waitUntil([&] { return (seen = testsupport::framesOnDisk(take, scratch)) >= 44100 * 3; }, 60000));
         waitUntil([] { return false; }, 1000);
         tool.kill();
         ASSERT_TRUE(tool.waitForFinished(10000));
@@ -108,7 +98,9 @@ TEST(RecordingRecovery, TakeKilledMidwayIsRecoveredInEveryFormat)
         if (!aac) {
             const auto m = testsupport::matchKnownSignal(heard, 2, signal.framesPlayed());
             ASSERT_TRUE(m.found);
-            EXPECT_EQ(m.mismatchAt, -1);
+            EXPECT_EQ(m.mismatchAt, -1) << "silence " << m.silenceAtMismatch << ", repeats from " << m.repeatedFrom
+                                        << " back, jumps " << m.jumps << ", repeats " << m.repeats << ", start " << m.start
+                                        << " of " << signal.framesPlayed() << ", trimmed " << start;
             EXPECT_LE(uint64_t(m.repeats), signal.cyclesMissed());  // cycles the source was not run in
             EXPECT_LT(m.framesSkipped, 44100 / 2);  // cycles the loaded server dropped, if any
         } else {

@@ -1,6 +1,9 @@
 #include "support/DecodedAudio.h"
 
 #include "platform/AudioFileReader.h"
+#include "platform/AudioFileRepair.h"
+
+#include <QFile>
 
 #include <gtest/gtest.h>
 
@@ -23,6 +26,14 @@ DecodedAudio decodeFile(const QString& path)
     for (int64_t n; (n = reader->read(buffer.data(), kChunk)) > 0;)
         a.samples.insert(a.samples.end(), buffer.begin(), buffer.begin() + n * a.channels);
     return a;
+}
+
+int64_t framesOnDisk(const QString& take, const QString& scratch)
+{
+    QFile::remove(scratch);
+    if (!QFile::copy(take, scratch) || !platform::AudioFileRepair::repair(scratch))
+        return 0;
+    return decodeFile(scratch).frames();
 }
 
 }  // namespace testsupport

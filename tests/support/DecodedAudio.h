@@ -20,4 +20,8 @@ struct DecodedAudio {
 // Empty (no channels) when the file can't be opened; that also fails the running test.
 DecodedAudio decodeFile(const QString& path);
 
+// Frames of a take that is still being written, as a kill now would leave them: a copy at
+// `scratch`, repaired as the next start would. 0 while nothing is recoverable yet.
+int64_t framesOnDisk(const QString& take, const QString& scratch);
+
 }  // namespace testsupport
