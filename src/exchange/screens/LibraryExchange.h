@@ -24,8 +24,8 @@ public:
     void audioCopy(QWidget* host, const QString& path) override;
     void sendToKormix(QWidget* host, const QString& path) override;
     void showPasteboards(QWidget* host, const QString& folder) override;
-    void attachToList(QAbstractItemView* list, std::function<QString()> folder,
-                      std::function<QStringList()> pickedPaths) override;
+    void attachToList(QAbstractItemView* list, std::function<QString()> folder, std::function<QStringList()> pickedPaths,
+                      std::function<void(const QStringList& items, const QString& folder)> moveInto) override;
 
     // Copies files and folders from outside into folder under free names; folders (and many
     // items) under the progress overlay. The last file that arrives is opened.
@@ -35,6 +35,8 @@ private:
     // The desktop clipboard speaks for the pasteboard when another program changed it after
     // the general pasteboard was last written.
     bool desktopClipboardIsNewer() const;
+    // What this program last put on the clipboard, as long as it is still there.
+    QStringList ownCopiedItems() const;
     void copyToGeneralPasteboard(QWidget* host, const QString& path);
     void copyToHistory(QWidget* host, const QString& path);
 
