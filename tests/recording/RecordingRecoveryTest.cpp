@@ -104,16 +104,29 @@ TEST(RecordingRecovery, TakeKilledMidwayIsRecoveredInEveryFormat)
             EXPECT_LE(uint64_t(m.repeats), signal.cyclesMissed());  // cycles the source was not run in
             EXPECT_LT(m.framesSkipped, 44100 / 2);  // cycles the loaded server dropped, if any
         } else {
-            // A clean 1 kHz sine at half scale in the middle of the take.
-            const size_t mid = heard.size() / 4 & ~size_t(1);
-            double peak = 0;
-            int crossings = 0;
-            for (size_t i = mid; i < mid + 2 * 4410; i += 2) {
-                peak = std::max(peak, double(std::fabs(heard[i])));
-                crossings += (heard[i] < 0) != (heard[i + 2] < 0);
+            // A clean 1 kHz sine at half scale through the middle of the take. A cycle the
+            // loaded server dropped or repeated breaks the sine, and the encoder rings around
+            // the break for a frame or two: most tenths of a second are clean all the same,
+            // while a garbled or mistimed take has none.
+            const int64_t frames = int64_t(heard.size() / 2);
+            constexpr int64_t kWindow = 4410;
+            int windows = 0, clean = 0;
+            QStringList unclean;
+            for (int64_t at = frames / 4; at + kWindow < frames * 3 / 4; at += kWindow, ++windows) {
+                double peak = 0;
+                int crossings = 0;
+                for (int64_t f = at; f < at + kWindow; ++f) {
+                    peak = std::max(peak, double(std::fabs(heard[size_t(f * 2)])));
+                    crossings += (heard[size_t(f * 2)] < 0) != (heard[size_t(f * 2 + 2)] < 0);
+                }
+                // 100 periods in 0.1 s.
+                if (std::fabs(peak - 0.5) <= 0.05 && std::abs(crossings - 200) <= 4)
+                    ++clean;
+                else
+                    unclean << QStringLiteral("%1: peak %2, %3 crossings").arg(at).arg(peak).arg(crossings);
             }
-            EXPECT_NEAR(peak, 0.5, 0.05);
-            EXPECT_NEAR(crossings, 200, 4);  // 100 periods in 0.1 s
+            EXPECT_GE(windows, 10);
+            EXPECT_GE(clean * 2, windows) << unclean.join(QStringLiteral("; ")).toStdString();
         }
     }
 }
