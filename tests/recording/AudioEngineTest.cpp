@@ -62,7 +62,7 @@ public:
     ScreenSaverBus()
     {
         mDaemon.start(QStringLiteral("dbus-daemon"), {"--session", "--nofork", "--print-address"});
-        if (!mDaemon.waitForReadyRead(5000))
+        if (!mDaemon.waitForReadyRead(testsupport::kPatienceMs))
             return;
         const QByteArray address = mDaemon.readLine().trimmed();
         qputenv("DBUS_SESSION_BUS_ADDRESS", address);

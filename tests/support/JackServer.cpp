@@ -50,7 +50,7 @@ bool JackServer::startOnce()
                    {QStringLiteral("-n"), mName, QStringLiteral("--no-realtime"), QStringLiteral("-d"),
                     QStringLiteral("dummy"), QStringLiteral("-r"), QString::number(mRate), QStringLiteral("-p"),
                     QString::number(mPeriod)});
-    if (!mServer->waitForStarted(5000))
+    if (!mServer->waitForStarted(kWaitSeconds * 1000))
         return false;
     bool ok = false;
     runClient(QStringLiteral("jack_wait"),
