@@ -68,10 +68,10 @@ TEST(RecordingRecovery, TakeKilledMidwayIsRecoveredInEveryFormat)
             EXPECT_FALSE(QFile::exists(tree.path(QStringLiteral("second.wav"))));
         }
 
-        // Two seconds of the signal on disk, then one more second of recording, then the kill.
+        // Three seconds of the signal on disk, then one more second of recording, then the kill.
         const QString scratch = tree.path(QStringLiteral("scratch.") + Utils::fileExtensionForRecFormat(format));
-        int64_t seen = 0;
-        ASSERT_TRUE(waitUntil([&] { return (seen = testsupport::framesOnDisk(take, scratch)) >= 44100 * 3; }, 60000));
+        const int64_t seen = testsupport::waitForFramesOnDisk(take, scratch, 44100 * 3, 60000);
+        ASSERT_GE(seen, 44100 * 3);
         waitUntil([] { return false; }, 1000);
         tool.kill();
         ASSERT_TRUE(tool.waitForFinished(10000));

@@ -56,7 +56,7 @@ TEST(ToolRecord, PlayerSourceToItsEndAndInputUntilSigterm)
     // Half a second on disk, however slowly the loaded machine gets there.
     const QString growing = QString::fromUtf8(tool.readLine()).trimmed();
     const QString scratch = tree.path(QStringLiteral("scratch.m4a"));
-    ASSERT_TRUE(testsupport::waitUntil([&] { return testsupport::framesOnDisk(growing, scratch) > 22050 / 2; }));
+    ASSERT_GE(testsupport::waitForFramesOnDisk(growing, scratch, 22050 / 2, testsupport::kPatienceMs), 22050 / 2);
     ::kill(pid_t(tool.processId()), SIGTERM);
     ASSERT_TRUE(tool.waitForFinished(30000));
     EXPECT_EQ(tool.exitCode(), 0);

@@ -2,12 +2,17 @@
 
 #include "platform/AudioFileReader.h"
 #include "platform/AudioFileRepair.h"
+#include "support/TempTree.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 
 #include <gtest/gtest.h>
 
 namespace testsupport {
+namespace {
+constexpr int kLookIntervalMs = 250;
+}
 
 DecodedAudio decodeFile(const QString& path)
 {
@@ -34,6 +39,22 @@ int64_t framesOnDisk(const QString& take, const QString& scratch)
     if (!QFile::copy(take, scratch) || !platform::AudioFileRepair::repair(scratch))
         return 0;
     return decodeFile(scratch).frames();
+}
+
+int64_t waitForFramesOnDisk(const QString& take, const QString& scratch, int64_t atLeast, int timeoutMs)
+{
+    int64_t seen = 0;
+    QElapsedTimer sinceLook;
+    waitUntil(
+        [&] {
+            if (sinceLook.isValid() && sinceLook.elapsed() < kLookIntervalMs)
+                return false;
+            sinceLook.start();
+            seen = framesOnDisk(take, scratch);
+            return seen >= atLeast;
+        },
+        timeoutMs);
+    return seen;
 }
 
 }  // namespace testsupport
