@@ -54,6 +54,13 @@ QString appVersion()
 
 HttpResponse emptyObject(const QByteArray& type = kJsonType) { return HttpResponse::data("{}", type); }
 
+HttpResponse seeOther(const QByteArray& location)
+{
+    HttpResponse back = HttpResponse::text(303, QStringLiteral("See %1").arg(QString::fromLatin1(location)));
+    back.headers.append({QByteArrayLiteral("Location"), location});
+    return back;
+}
+
 QString errnoText() { return QString::fromLocal8Bit(std::strerror(errno)); }
 
 }  // namespace
@@ -134,6 +141,9 @@ void GCDWebUploader::prepareToStart()
     route("POST", QStringLiteral("/delete"), &GCDWebUploader::deleteItem);
     route("POST", QStringLiteral("/create"), &GCDWebUploader::createDirectory);
     route("POST", QStringLiteral("/login"), &GCDWebUploader::logIn);
+    route("POST", QStringLiteral("/logout"), &GCDWebUploader::logOut);
+    // The address a wrong password left in the address bar, reloaded or kept as a bookmark.
+    http().addRoute("GET", QStringLiteral("/login"), [](HttpRequest&) { return seeOther("/"); });
     route("GET", QStringLiteral("/upload-chunk"), &GCDWebUploader::uploadOffset);
     http().addRawPostRoute(QStringLiteral("/upload-chunk"), [this](HttpRequest& r, const platform::HttpServer::BodyReader& read) {
         const WebPaths::RequestScope scope;
@@ -223,8 +233,16 @@ HttpResponse GCDWebUploader::logIn(const HttpRequest& request)
     case WebSessions::Login::Accepted:
         break;
     }
-    HttpResponse back = HttpResponse::text(303, QStringLiteral("Logged in"));
-    back.headers.append({QByteArrayLiteral("Location"), QByteArrayLiteral("/")});
+    HttpResponse back = seeOther("/");
+    back.headers.append({QByteArrayLiteral("Set-Cookie"), cookie});
+    return back;
+}
+
+HttpResponse GCDWebUploader::logOut(const HttpRequest& request)
+{
+    QByteArray cookie;
+    mSessions.logOut(request.header("cookie"), http().usesTls(), &cookie);
+    HttpResponse back = seeOther("/");
     back.headers.append({QByteArrayLiteral("Set-Cookie"), cookie});
     return back;
 }
@@ -410,6 +428,7 @@ HttpResponse GCDWebUploader::uploadFile(HttpRequest& request)
         if (file.fieldName != QLatin1String("files[]"))
             continue;
         any = true;
+        file.fileName = WebPaths::formFileName(file.fileName);
         std::optional<HttpResponse> refusal = storeUpload(file, relativePath);
         if (refusal && !firstRefusal)
             firstRefusal = std::move(refusal);
@@ -560,6 +579,8 @@ HttpResponse GCDWebUploader::page(const HttpRequest& request)
         {QStringLiteral("prologue"), prologue()},
         {QStringLiteral("epilogue"), epilogue()},
         {QStringLiteral("footer"), footer()},
+        {QStringLiteral("logout"), hasPassword() ? QString() : QStringLiteral("hidden")},
+        {QStringLiteral("deletesfolders"), deletesFolders() ? QStringLiteral("yes") : QStringLiteral("no")},
     };
     if (std::optional<HttpResponse> response = WebUploaderSite::file(request.path, variables))
         return *response;

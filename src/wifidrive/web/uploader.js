@@ -7,8 +7,9 @@
   var kParallelUploads = 3;
   var kResumableBytes = 8 * 1024 * 1024;  // larger files go in pieces that survive a dropped connection
   var kPieceBytes = 8 * 1024 * 1024;
-  var kResumeRetries = 6;
+  var kResumeRetries = 10;       // about 45 s of waiting for a drive that went away
   var kResumeDelayMs = 1000;
+  var kResumeMaxDelays = 5;     // the wait grows by kResumeDelayMs up to this many times it
   var kSearchDelayMs = 250;
   var kPlayableTypes = {
     wav: "audio/wav", wave: "audio/wav", mp3: "audio/mpeg", m4a: "audio/mp4", aac: "audio/aac",
@@ -206,9 +207,12 @@
         var target = window.prompt("New path for \u201c" + entry.name + "\u201d", itemPath);
         if (target && target !== itemPath) post("/move", { oldPath: itemPath, newPath: target });
       }));
-      actions.appendChild(button("Delete", "Delete", function () {
-        if (window.confirm("Delete \u201c" + entry.name + "\u201d?")) post("/delete", { path: itemPath });
-      }));
+      // The drive may keep folders from being deleted: then they offer no Delete that would only fail.
+      if (!folder || document.body.dataset.deletesFolders !== "no") {
+        actions.appendChild(button("Delete", "Delete", function () {
+          if (window.confirm("Delete \u201c" + entry.name + "\u201d?")) post("/delete", { path: itemPath });
+        }));
+      }
       row.appendChild(nameCell);
       row.appendChild(element("span", "date", formatDate(entry.date)));
       row.appendChild(element("span", "size", folder ? "" : formatSize(entry.size)));
@@ -300,6 +304,47 @@
     while (running < kParallelUploads && queue.length) send(queue.shift());
   }
 
+  function setProgress(job, loaded) {
+    loaded = Math.min(loaded, job.file.size);
+    totals.done += loaded - job.loaded;
+    job.loaded = loaded;
+    job.bar.value = loaded;
+    updateOverall();
+  }
+
+  function finishJob(job, ok, xhr) {
+    running--;
+    totals.finished++;
+    if (ok) {
+      setProgress(job, job.file.size);
+      job.bar.value = job.bar.max;
+      job.state.textContent = "Done";
+      job.state.className = "state done";
+    } else {
+      totals.failed++;
+      job.state.textContent = "Failed";
+      job.state.className = "state failed";
+      job.item.appendChild(job.retry = button("Retry", "Send this file again", function () { retry(job); }));
+      showError(failureText(xhr));
+    }
+    updateOverall();
+    if (ok && (job.folder === currentPath || searchText())) refresh();
+    pump();
+  }
+
+  // A large file goes on from what the drive already holds of it.
+  function retry(job) {
+    job.item.removeChild(job.retry);
+    totals.finished--;
+    totals.failed--;
+    setProgress(job, 0);
+    job.state.textContent = "Waiting";
+    job.state.className = "state";
+    queue.push(job);
+    updateOverall();
+    pump();
+  }
+
   function send(job) {
     running++;
     if (job.file.size > kResumableBytes) {
@@ -312,97 +357,67 @@
     var xhr = new XMLHttpRequest();
     xhr.open("POST", "/upload");
     xhr.setRequestHeader("Accept", "application/json");
-    var progress = function (loaded) {
-      loaded = Math.min(loaded, job.file.size);
-      totals.done += loaded - job.loaded;
-      job.loaded = loaded;
-      job.bar.value = loaded;
-      updateOverall();
-    };
-    var finish = function (ok) {
-      running--;
-      totals.finished++;
-      if (ok) {
-        progress(job.file.size);
-        job.bar.value = job.bar.max;
-        job.state.textContent = "Done";
-        job.state.className = "state done";
-      } else {
-        totals.failed++;
-        job.state.textContent = "Failed";
-        job.state.className = "state failed";
-        showError(failureText(xhr));
-      }
-      updateOverall();
-      if (ok && (job.folder === currentPath || searchText())) refresh();
-      pump();
-    };
     xhr.upload.onprogress = function (e) {
       // The multipart envelope makes the total a little larger than the file.
-      if (e.lengthComputable && e.total) progress(job.file.size * e.loaded / e.total);
+      if (e.lengthComputable && e.total) setProgress(job, job.file.size * e.loaded / e.total);
     };
-    xhr.onload = function () { finish(xhr.status >= 200 && xhr.status < 300); };
-    xhr.onerror = function () { finish(false); };
+    xhr.onload = function () { finishJob(job, xhr.status >= 200 && xhr.status < 300, xhr); };
+    xhr.onerror = function () { finishJob(job, false, xhr); };
     job.state.textContent = "Sending";
     xhr.send(form);
   }
 
   // Large files go in pieces to /upload-chunk under an id of their own; when a connection
-  // drops, the page asks how much arrived and goes on from there.
+  // drops, the page asks how much arrived and goes on from there. The id is kept in the
+  // browser for the same file to the same folder, so sending it again after the drive was
+  // away longer, or after the page was closed, goes on too.
   function newUploadId() {
     var bytes = new Uint8Array(16);
     crypto.getRandomValues(bytes);
     return Array.prototype.map.call(bytes, function (b) { return (b < 16 ? "0" : "") + b.toString(16); }).join("");
   }
 
+  function keptUploadIds() {
+    try { return window.localStorage; } catch (e) { return null; }  // storage may be switched off
+  }
+
   function sendInPieces(job) {
-    var id = newUploadId();
+    var kept = keptUploadIds();
+    var key = "upload\n" + job.folder + "\n" + job.file.name + "\n" + job.file.size + "\n" + job.file.lastModified;
+    var stored = kept && kept.getItem(key);
+    var id = stored || newUploadId();
+    if (kept) kept.setItem(key, id);
     var offset = 0;
     var retries = 0;
     var base = "/upload-chunk?id=" + id;
-    var progress = function (loaded) {
-      loaded = Math.min(loaded, job.file.size);
-      totals.done += loaded - job.loaded;
-      job.loaded = loaded;
-      job.bar.value = loaded;
-      updateOverall();
-    };
     var finish = function (ok, xhr) {
-      running--;
-      totals.finished++;
-      if (ok) {
-        progress(job.file.size);
-        job.state.textContent = "Done";
-        job.state.className = "state done";
-      } else {
-        totals.failed++;
-        job.state.textContent = "Failed";
-        job.state.className = "state failed";
-        showError(failureText(xhr));
-      }
-      updateOverall();
-      if (ok && (job.folder === currentPath || searchText())) refresh();
-      pump();
+      // An answer of the drive settles the upload; only a drive out of reach leaves it to go on later.
+      if (kept && (ok || xhr.status !== 0)) kept.removeItem(key);
+      finishJob(job, ok, xhr);
     };
     var heldFrom = function (xhr) {
       try { return JSON.parse(xhr.responseText).offset; } catch (e) { return -1; }
+    };
+    // Where the upload stands on the drive, then on from there.
+    var ask = function () {
+      var xhr = new XMLHttpRequest();
+      xhr.open("GET", base);
+      xhr.setRequestHeader("Accept", "application/json");
+      xhr.onload = function () {
+        if (xhr.status !== 200 || heldFrom(xhr) < 0) { finish(false, xhr); return; }
+        offset = heldFrom(xhr);
+        setProgress(job, offset);
+        next();
+      };
+      xhr.onerror = function () { resume(xhr); };
+      job.state.textContent = "Resuming";
+      xhr.send();
     };
     // After a dropped connection: wait a little longer each time, then ask where it stands.
     var resume = function (xhr) {
       if (++retries > kResumeRetries) { finish(false, xhr); return; }
       job.state.textContent = "Resuming";
-      setTimeout(function () {
-        var ask = new XMLHttpRequest();
-        ask.open("GET", base);
-        ask.setRequestHeader("Accept", "application/json");
-        ask.onload = function () {
-          if (ask.status !== 200 || heldFrom(ask) < 0) { finish(false, ask); return; }
-          offset = heldFrom(ask);
-          next();
-        };
-        ask.onerror = function () { resume(ask); };
-        ask.send();
-      }, kResumeDelayMs * retries);
+      setTimeout(ask, kResumeDelayMs * Math.min(retries, kResumeMaxDelays));
     };
     var next = function () {
       var end = Math.min(offset + kPieceBytes, job.file.size);
@@ -411,13 +426,13 @@
         "&path=" + encodeURIComponent(job.folder) + "&name=" + encodeURIComponent(job.file.name));
       xhr.setRequestHeader("Accept", "application/json");
       xhr.setRequestHeader("Content-Type", "application/octet-stream");
-      xhr.upload.onprogress = function (e) { progress(offset + e.loaded); };
+      xhr.upload.onprogress = function (e) { setProgress(job, offset + e.loaded); };
       xhr.onload = function () {
         var held = heldFrom(xhr);
         if ((xhr.status === 200 || xhr.status === 409) && held >= 0) {
           retries = xhr.status === 200 ? 0 : retries;
           offset = held;
-          progress(offset);
+          setProgress(job, offset);
           if (offset >= job.file.size) finish(true, xhr);
           else if (xhr.status === 409 && ++retries > kResumeRetries) finish(false, xhr);
           else next();
@@ -429,7 +444,8 @@
       job.state.textContent = "Sending";
       xhr.send(job.file.slice(offset, end));
     };
-    next();
+    if (stored) ask();
+    else next();
   }
 
   // " (%i)" as the server names a taken folder, so the client knows the name it will get.
