@@ -94,9 +94,30 @@ TEST(LibraryExchange, CopyPutsTheFileOnTheClipboardAndPasteBringsOutsideFilesIn)
     ASSERT_EQ(onClipboard, QStringList({lib + "/Take.wav"}));
     EXPECT_EQ(readFile(onClipboard.first()), readFile(lib + "/Take.wav"));
     ASSERT_TRUE(waitUntil([] { return AudioCopyPaste1::hasGeneralPasteboardData(); }));
-    // Our own copy on the clipboard: the paste takes the general pasteboard's copy.
+    // Our own copy on the clipboard: a named paste takes the general pasteboard's sound.
     EXPECT_EQ(exchange.audioPaste(&window, lib, "Again"), lib + "/Again.wav");
     EXPECT_EQ(readFile(lib + "/Again.wav"), readFile(lib + "/Take.wav"));
+    // A plain paste brings the copied items themselves, under their own names, a folder with
+    // all it holds and several at once; a folder pasted into itself is refused, not repeated.
+    writeFile(lib + "/Drums/snare.wav", "snare");
+    writeFile(lib + "/Notes.txt", "notes");
+    exchange.copyItems(&window, {lib + "/Take.wav", lib + "/Drums", lib + "/Notes.txt"});
+    ASSERT_TRUE(exchange.canPaste());
+    EXPECT_EQ(exchange.audioPaste(&window, lib + "/Drums", {}), lib + "/Drums/Notes.txt");
+    ASSERT_TRUE(waitUntil([&] { return QFile::exists(lib + "/Drums/Notes.txt"); }));
+    EXPECT_EQ(readFile(lib + "/Drums/Take.wav"), readFile(lib + "/Take.wav"));
+    EXPECT_FALSE(QFile::exists(lib + "/Drums/Drums"));
+    EXPECT_EQ(readFile(lib + "/Drums/snare.wav"), "snare");
+    exchange.audioPaste(&window, lib, {});
+    ASSERT_TRUE(waitUntil([&] { return QFile::exists(lib + "/Notes(1).txt"); }));
+    ASSERT_TRUE(waitUntil([&] { return QFile::exists(lib + "/Drums(1)/snare.wav"); }));
+    EXPECT_EQ(readFile(lib + "/Take(1).wav"), readFile(lib + "/Take.wav"));
+    EXPECT_EQ(readFile(lib + "/Drums(1)/Take.wav"), readFile(lib + "/Take.wav"));
+    // Copied items gone before the paste: nothing of ours is left to paste but the sound.
+    exchange.copyItems(&window, {lib + "/Drums(1)"});
+    ASSERT_TRUE(QDir(lib + "/Drums(1)").removeRecursively());
+    EXPECT_NE(exchange.audioPaste(&window, lib, {}), lib + "/Drums(1)");
+    EXPECT_FALSE(QFile::exists(lib + "/Drums(1)"));
 
     // Another program puts a file and a folder on the clipboard later: they are copied in.
     writeFile(tree.path("outside/Loop.wav"), "loop bytes");

@@ -55,6 +55,7 @@ constexpr int kSpacing = 4;
 constexpr int kBarHeight = 44;
 const QString kSelectFile = QStringLiteral("Select a file");
 const QString kNoPreview = QStringLiteral("No preview for this kind of file");
+const QString kBrokenLink = QStringLiteral("This link points to an item that is gone");
 
 QString toggleTitle(bool on, const QString& text)
 {
@@ -252,7 +253,8 @@ void DetailViewController::setDetailItem(const QString& path)
     mImportButton->setVisible(!mImportScheme.isEmpty() && !path.isEmpty());
     setWindowTitle(QFileInfo(path).fileName());
     updateTitle();
-    mEmpty->setText(path.isEmpty() ? kSelectFile : kNoPreview);
+    const QFileInfo entry(path);
+    mEmpty->setText(path.isEmpty() ? kSelectFile : entry.isSymLink() && !entry.exists() ? kBrokenLink : kNoPreview);
     if (path.isEmpty()) {
         mWaveView->loadURL(QString());
         mContent->setCurrentWidget(mEmpty);

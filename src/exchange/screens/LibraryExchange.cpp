@@ -88,10 +88,33 @@ bool LibraryExchange::desktopClipboardIsNewer() const
     return !AudioCopyPaste1::hasGeneralPasteboardData() || (general && mClipboardChangedAt > general->changeTime());
 }
 
-bool LibraryExchange::canPaste() const { return desktopClipboardIsNewer() || AudioCopyPaste1::hasGeneralPasteboardData(); }
+QStringList LibraryExchange::ownCopiedItems() const
+{
+    const QMimeData* data = QGuiApplication::clipboard()->mimeData();
+    if (!DesktopClipboardData::isOurs(data))
+        return {};
+    QStringList items = DesktopClipboardData::filesFromMimeData(data);
+    items.removeIf([](const QString& item) { return !QFileInfo::exists(item); });
+    return items;
+}
+
+bool LibraryExchange::canPaste() const
+{
+    return desktopClipboardIsNewer() || !ownCopiedItems().isEmpty() || AudioCopyPaste1::hasGeneralPasteboardData();
+}
 
 QString LibraryExchange::audioPaste(QWidget* host, const QString& folder, const QString& name)
 {
+    // Items copied in the library paste as a file manager's do: the same files under their own
+    // names (the next free one when taken), several at once, folders too. A named paste asks
+    // for the general pasteboard's sound.
+    if (name.isEmpty()) {
+        const QStringList items = ownCopiedItems();
+        if (!items.isEmpty()) {
+            copyIn(host, items, folder);
+            return DocumentImport::targetFor(items.last(), folder);
+        }
+    }
     if (!desktopClipboardIsNewer())
         return LibraryPasteboard::audioPaste(folder, name);
     const QMimeData* data = QGuiApplication::clipboard()->mimeData();

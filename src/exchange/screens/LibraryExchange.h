@@ -35,6 +35,8 @@ private:
     // The desktop clipboard speaks for the pasteboard when another program changed it after
     // the general pasteboard was last written.
     bool desktopClipboardIsNewer() const;
+    // What this program last put on the clipboard, as long as it is still there.
+    QStringList ownCopiedItems() const;
     void copyToGeneralPasteboard(QWidget* host, const QString& path);
     void copyToHistory(QWidget* host, const QString& path);
 

@@ -25,6 +25,7 @@
 #include <QAction>
 #include <QDesktopServices>
 #include <QFileDialog>
+#include <QDir>
 #include <QFileInfo>
 #include <QHBoxLayout>
 #include <QMenu>
@@ -595,20 +596,23 @@ void ItemActionsController::importSong()
     auto cancel = std::make_shared<std::atomic<bool>>(false);
     const QPointer<ProgressHUD> hud = ProgressHUD::showWithMessage(
         mBrowser->window(), QStringLiteral("Reading music library..."), [cancel] { *cancel = true; });
+    const QString folder = MusicLibrary::musicFolder();
     platform::runInBackground(
         this,
-        [cancel] {
-            const QString folder = MusicLibrary::musicFolder();
+        [cancel, folder] {
             return folder.isEmpty() ? std::optional<QList<MusicTrack>>(QList<MusicTrack>())
                                     : MusicLibrary::tracks(folder, cancel.get());
         },
-        [this, hud](const std::optional<QList<MusicTrack>>& tracks) {
+        [this, hud, folder](const std::optional<QList<MusicTrack>>& tracks) {
             if (hud)
                 hud->dismiss();
             if (!tracks)
                 return;  // cancelled
             if (tracks->isEmpty()) {
-                Utils::showAlert(QStringLiteral("Sorry"), QStringLiteral("Could not access music library"));
+                // Say where we looked: the desktop's music folder is the music library here.
+                Utils::showAlert(QStringLiteral("Sorry"),
+                                 QStringLiteral("Could not access music library\nNo songs were found in %1.")
+                                     .arg(QDir::toNativeSeparators(folder.isEmpty() ? QStringLiteral("your music folder") : folder)));
                 return;
             }
             pickSong(*tracks);
