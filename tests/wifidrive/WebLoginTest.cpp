@@ -299,6 +299,7 @@ TEST_F(UploaderFixture, PageLogsInAtASharedFolderResumesLargeUploadsRetriesAndLo
     EXPECT_EQ(readFile(lib + "/Again.wav"), readFile(work.path() + "/Again.wav"));
     EXPECT_FALSE(QFile::exists(lib + "/Again (1).wav"));
     EXPECT_EQ(readFile(lib + "/Retried.wav"), "retried take");
+    EXPECT_EQ(readFile(lib + "/Held.wav"), readFile(work.path() + "/Held.wav"));
     EXPECT_TRUE(waitForCall("upload|" + lib + "/Big.wav"));
     EXPECT_TRUE(QDir(uploadFolder()).entryList(QDir::Files | QDir::Hidden).isEmpty());
 }

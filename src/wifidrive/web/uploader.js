@@ -430,12 +430,13 @@
       xhr.onload = function () {
         var held = heldFrom(xhr);
         if ((xhr.status === 200 || xhr.status === 409) && held >= 0) {
-          retries = xhr.status === 200 ? 0 : retries;
           offset = held;
           setProgress(job, offset);
           if (offset >= job.file.size) finish(true, xhr);
-          else if (xhr.status === 409 && ++retries > kResumeRetries) finish(false, xhr);
-          else next();
+          else if (xhr.status === 200) { retries = 0; next(); }
+          // The connection that dropped still holds the upload on the drive until the drive
+          // gives up on it: wait, as after a drop, rather than asking again at once.
+          else resume(xhr);
         } else {
           finish(false, xhr);
         }
