@@ -25,9 +25,10 @@ public:
     virtual void sendToKormix(QWidget* host, const QString& path) = 0;
     // The twelve AudioCopy slots, to audition and paste into folder.
     virtual void showPasteboards(QWidget* host, const QString& folder) = 0;
-    // Files drag out of list (the paths the list has picked) and drop into its folder.
-    virtual void attachToList(QAbstractItemView* list, std::function<QString()> folder,
-                              std::function<QStringList()> pickedPaths) = 0;
+    // Files drag out of list (the paths the list has picked) and drop into its folder; its
+    // own items dropped on one of its folder rows go to moveInto.
+    virtual void attachToList(QAbstractItemView* list, std::function<QString()> folder, std::function<QStringList()> pickedPaths,
+                              std::function<void(const QStringList& items, const QString& folder)> moveInto) = 0;
 
 protected:
     ~PasteboardScreen() = default;

@@ -39,6 +39,13 @@ QString titleForItem(const LibraryItem& item)
     return title;
 }
 
+QString oneLineName(const QString& path)
+{
+    LibraryItem item;
+    item.path = path;
+    return titleForItem(item);
+}
+
 qint64 daysBetweenDate(const QDateTime& first, const QDateTime& second)
 {
     if (!first.isValid() || !second.isValid())

@@ -4,6 +4,8 @@
 #include "exchange/screens/LibraryExchange.h"
 #include "exchange/screens/PasteboardHistoryViewController.h"
 #include "library/FileListModel.h"
+#include "library/UndoStack.h"
+#include "library/Utils.h"
 #include "library/screens/FileListView.h"
 #include "library/screens/MasterViewController.h"
 #include "platform/Pasteboard.h"
@@ -173,6 +175,40 @@ TEST(LibraryExchange, FilesDroppedOnTheListArriveUnderFreeNamesAndOurOwnDragIsIg
     const auto ours = DesktopClipboardData::mimeDataForFiles({lib + "/Loop.wav"});
     EXPECT_FALSE(drop(ours.get()));
     EXPECT_FALSE(QFile::exists(lib + "/Loop(2).wav"));
+
+    // Dropped on a folder row of its own list, it moves into that folder; on the Trash row it
+    // goes to the Trash; on a file row, or a folder on itself or below itself, nothing moves.
+    QDir().mkpath(lib + "/Kit/Deep");
+    QDir().mkpath(Utils::trashcanURL());
+    UndoStack undo;
+    browser->setUndoStack(&undo);
+    ASSERT_TRUE(waitUntil([&] { return browser->model()->rowForItemWithPath(lib + "/Kit") >= 0
+                                       && browser->model()->rowForItemWithPath(Utils::trashcanURL()) >= 0; }));
+    auto dropOn = [&](const QString& row, QMimeData* data) {
+        const QPoint at = browser->tableView()->visualRect(
+            browser->model()->index(browser->model()->rowForItemWithPath(row))).center();
+        QDragEnterEvent move(at, Qt::CopyAction, data, Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(viewport, &move);
+        QDropEvent event(QPointF(at), Qt::CopyAction, data, Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(viewport, &event);
+        return move.isAccepted() && event.isAccepted();
+    };
+    const auto kit = DesktopClipboardData::mimeDataForFiles({lib + "/Kit"});
+    EXPECT_FALSE(dropOn(lib + "/Kit", kit.get()));
+    EXPECT_FALSE(dropOn(lib + "/Loop.wav", ours.get()));
+    const auto two = DesktopClipboardData::mimeDataForFiles({lib + "/Loop.wav", lib + "/Loop(1).wav"});
+    EXPECT_TRUE(dropOn(lib + "/Kit", two.get()));
+    EXPECT_EQ(readFile(lib + "/Kit/Loop.wav"), "mine");
+    EXPECT_EQ(readFile(lib + "/Kit/Loop(1).wav"), "theirs");
+    EXPECT_FALSE(QFile::exists(lib + "/Loop.wav"));
+    ASSERT_TRUE(waitUntil([&] { return browser->model()->rowForItemWithPath(lib + "/Loop.wav") < 0; }));
+    // The move can be undone like one made with Move.
+    ASSERT_TRUE(undo.undo());
+    EXPECT_EQ(readFile(lib + "/Loop.wav"), "mine");
+    ASSERT_TRUE(waitUntil([&] { return browser->model()->rowForItemWithPath(lib + "/Loop.wav") >= 0; }));
+    EXPECT_TRUE(dropOn(Utils::trashcanURL(), ours.get()));
+    EXPECT_FALSE(QFile::exists(lib + "/Loop.wav"));
+    EXPECT_EQ(QDir(Utils::trashcanURL()).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(), 1);
 }
 
 TEST(LibraryExchange, HistoryScreenListsTheRingNewestFirstAndPastesASlot)

@@ -255,9 +255,12 @@ void LibraryExchange::showPasteboards(QWidget* host, const QString& folder)
 }
 
 void LibraryExchange::attachToList(QAbstractItemView* list, std::function<QString()> folder,
-                                   std::function<QStringList()> pickedPaths)
+                                   std::function<QStringList()> pickedPaths,
+                                   std::function<void(const QStringList& items, const QString& folder)> moveInto)
 {
     auto* dragDrop = new ListDragDrop(list, std::move(folder), std::move(pickedPaths));
+    if (moveInto)
+        connect(dragDrop, &ListDragDrop::movedOnto, list, std::move(moveInto));
     connect(dragDrop, &ListDragDrop::dropped, this, [this, list](const QStringList& items, const QString& folder) {
         copyIn(list, items, folder);
     });

@@ -24,8 +24,8 @@ public:
     void audioCopy(QWidget* host, const QString& path) override;
     void sendToKormix(QWidget* host, const QString& path) override;
     void showPasteboards(QWidget* host, const QString& folder) override;
-    void attachToList(QAbstractItemView* list, std::function<QString()> folder,
-                      std::function<QStringList()> pickedPaths) override;
+    void attachToList(QAbstractItemView* list, std::function<QString()> folder, std::function<QStringList()> pickedPaths,
+                      std::function<void(const QStringList& items, const QString& folder)> moveInto) override;
 
     // Copies files and folders from outside into folder under free names; folders (and many
     // items) under the progress overlay. The last file that arrives is opened.

@@ -354,14 +354,32 @@ void ItemActionsController::moveAction(const QStringList& paths)
     picker->completionBlock = [this, paths](const QString& destination) {
         if (destination.isNull())
             return;
-        const FileActions::Moves moved = FileActions::moveItems(paths, destination, mBrowser->folder());
-        for (const auto& [from, to] : moved)
-            emit itemMoved(from, to);
-        if (mUndo)
-            mUndo->push(UndoStack::Action::Move, stepsOf(moved));
-        setEditing(false);
+        moveInto(paths, destination);
     };
     picker->open();
+}
+
+void ItemActionsController::moveInto(const QStringList& paths, const QString& destination)
+{
+    const FileActions::Moves moved = FileActions::moveItems(paths, destination, mBrowser->folder());
+    for (const auto& [from, to] : moved)
+        emit itemMoved(from, to);
+    if (mUndo)
+        mUndo->push(UndoStack::Action::Move, stepsOf(moved));
+    setEditing(false);
+}
+
+void ItemActionsController::dropInto(const QStringList& paths, const QString& folder)
+{
+    if (!Utils::pathIsTrashcan(folder)) {
+        moveInto(paths, folder);
+        return;
+    }
+    FileActions::Moves trashed;
+    FileActions::deleteMany(paths, QDateTime::currentDateTime(), &trashed);
+    if (mUndo)
+        mUndo->push(UndoStack::Action::Trash, stepsOf(trashed));
+    setEditing(false);
 }
 
 void ItemActionsController::renameAction(const LibraryItem& item)

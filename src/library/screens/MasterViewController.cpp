@@ -201,8 +201,8 @@ void MasterViewController::setPasteboardScreen(PasteboardScreen* pasteboard)
     mPasteboard = pasteboard;
     mActions->setPasteboardScreen(pasteboard);
     pasteboard->attachToList(
-        mTable, [this] { return folder(); },
-        [this] { return mSelection->targetPaths(); });
+        mTable, [this] { return folder(); }, [this] { return mSelection->targetPaths(); },
+        [this](const QStringList& items, const QString& into) { mActions->dropInto(items, into); });
 }
 
 void MasterViewController::setUndoStack(UndoStack* undo) { mActions->setUndoStack(undo); }
