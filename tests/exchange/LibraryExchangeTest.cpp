@@ -184,12 +184,18 @@ TEST(LibraryExchange, FilesDroppedOnTheListArriveUnderFreeNamesAndOurOwnDragIsIg
     browser->setUndoStack(&undo);
     ASSERT_TRUE(waitUntil([&] { return browser->model()->rowForItemWithPath(lib + "/Kit") >= 0
                                        && browser->model()->rowForItemWithPath(Utils::trashcanURL()) >= 0; }));
+    auto centre = [&](const QString& row) {
+        return browser->tableView()->visualRect(browser->model()->index(browser->model()->rowForItemWithPath(row))).center();
+    };
+    // As a person drags: it enters over the row it starts from, moves to the row, drops.
     auto dropOn = [&](const QString& row, QMimeData* data) {
-        const QPoint at = browser->tableView()->visualRect(
-            browser->model()->index(browser->model()->rowForItemWithPath(row))).center();
-        QDragEnterEvent move(at, Qt::CopyAction, data, Qt::LeftButton, Qt::NoModifier);
+        QDragEnterEvent enter(centre(DesktopClipboardData::filesFromMimeData(data).first()), Qt::CopyAction, data,
+                              Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(viewport, &enter);
+        EXPECT_TRUE(enter.isAccepted());
+        QDragMoveEvent move(centre(row), Qt::CopyAction, data, Qt::LeftButton, Qt::NoModifier);
         QCoreApplication::sendEvent(viewport, &move);
-        QDropEvent event(QPointF(at), Qt::CopyAction, data, Qt::LeftButton, Qt::NoModifier);
+        QDropEvent event(QPointF(centre(row)), Qt::CopyAction, data, Qt::LeftButton, Qt::NoModifier);
         QCoreApplication::sendEvent(viewport, &event);
         return move.isAccepted() && event.isAccepted();
     };

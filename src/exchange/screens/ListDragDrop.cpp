@@ -126,6 +126,15 @@ bool ListDragDrop::eventFilter(QObject* watched, QEvent* event)
             drag->accept();
             return true;
         }
+        if (DesktopClipboardData::isOurs(drag->mimeData())) {
+            // Our own drag starts over its own row: entering must be accepted, or no moves
+            // towards a folder row would follow; only folder rows take the drop.
+            if (event->type() == QEvent::DragEnter)
+                drag->accept();
+            else
+                drag->ignore();
+            return true;
+        }
         if (!acceptsDrop(drag->mimeData()))
             return false;
         drag->setDropAction(Qt::CopyAction);
