@@ -54,6 +54,15 @@ QString appVersion()
 
 HttpResponse emptyObject(const QByteArray& type = kJsonType) { return HttpResponse::data("{}", type); }
 
+// The drive's own pages are never shown inside another site's page, where clicks on them
+// could be stolen.
+HttpResponse unframed(HttpResponse page)
+{
+    page.headers.append({QByteArrayLiteral("Content-Security-Policy"), QByteArrayLiteral("frame-ancestors 'none'")});
+    page.headers.append({QByteArrayLiteral("X-Frame-Options"), QByteArrayLiteral("DENY")});
+    return page;
+}
+
 HttpResponse seeOther(const QByteArray& location)
 {
     HttpResponse back = HttpResponse::text(303, QStringLiteral("See %1").arg(QString::fromLatin1(location)));
@@ -217,7 +226,7 @@ HttpResponse GCDWebUploader::loginPage(int status, const QString& message) const
     };
     HttpResponse page = WebUploaderSite::file(QStringLiteral("/login.html"), variables).value_or(HttpResponse());
     page.status = status;
-    return page;
+    return unframed(std::move(page));
 }
 
 HttpResponse GCDWebUploader::logIn(const HttpRequest& request)
@@ -583,6 +592,6 @@ HttpResponse GCDWebUploader::page(const HttpRequest& request)
         {QStringLiteral("deletesfolders"), deletesFolders() ? QStringLiteral("yes") : QStringLiteral("no")},
     };
     if (std::optional<HttpResponse> response = WebUploaderSite::file(request.path, variables))
-        return *response;
+        return unframed(std::move(*response));
     return refuse(404, QStringLiteral("\"%1\" does not exist").arg(request.path));
 }

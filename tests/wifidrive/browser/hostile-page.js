@@ -1,7 +1,8 @@
 // Web pages that try to use the drive behind the person's back, in the same headless Chromium
 // in which the person logged in to the drive: a page of another origin (served here, on another
 // port of the same machine, so the session cookie goes along) sends fetch and XHR requests, form
-// posts of every kind and image loads to every route that changes something; and a page whose
+// posts of every kind and image loads to every route that changes something, and shows the
+// drive's page in a frame of its own; and a page whose
 // name was made to point at this machine (DNS rebinding) asks the drive in its own name. The
 // test around this script checks on disk that nothing changed.
 // Usage: node hostile-page.js URL WORK_DIR PASSWORD
@@ -121,6 +122,19 @@ async function main() {
       await page.goto("http://127.0.0.1:" + server.address().port + "/");
       const seen = await page.evaluate(attack, [drive, kChanges]);
       expect(seen.length === 0, "the hostile page could read nothing, but: " + seen.join("; "));
+
+      // The drive's page inside the hostile one, where a click meant for the cats could land on
+      // Delete: the browser must not show it there.
+      await page.evaluate((drive) => new Promise((loaded) => {
+        const frame = document.createElement("iframe");
+        frame.onload = loaded;
+        frame.src = drive + "/";
+        document.body.appendChild(frame);
+      }), drive);
+      for (const frame of page.frames().filter((f) => f !== page.mainFrame())) {
+        const shown = await frame.evaluate(() => document.querySelectorAll("#listing, #password").length).catch(() => 0);
+        expect(shown === 0, "no page of the drive inside another site's page (" + frame.url() + ")");
+      }
 
       // DNS rebinding: a page from a name that now points at this machine asks the drive as
       // its own origin (here the page comes from the test, the rest from the drive).
