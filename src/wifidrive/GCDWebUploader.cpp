@@ -590,6 +590,7 @@ HttpResponse GCDWebUploader::page(const HttpRequest& request)
         {QStringLiteral("footer"), footer()},
         {QStringLiteral("logout"), hasPassword() ? QString() : QStringLiteral("hidden")},
         {QStringLiteral("deletesfolders"), deletesFolders() ? QStringLiteral("yes") : QStringLiteral("no")},
+        {QStringLiteral("hiddenitems"), mAllowHiddenItems ? QStringLiteral("yes") : QStringLiteral("no")},
     };
     if (std::optional<HttpResponse> response = WebUploaderSite::file(request.path, variables))
         return unframed(std::move(*response));

@@ -66,6 +66,8 @@ TEST_F(UploaderFixture, PageShowsOverlayOnlyWhileDraggingKeepsFolderInAddressPla
     for (const QString& kit : {QStringLiteral("/Kit"), QStringLiteral("/Kit (1)")}) {
         EXPECT_EQ(readFile(lib + kit + "/drums/kick.wav"), QByteArray(3 * 1024 * 1024, 7)) << kit.toStdString();
         EXPECT_EQ(readFile(lib + kit + "/snare.wav"), QByteArray("snare")) << kit.toStdString();
+        EXPECT_EQ(QDir(lib + kit).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).join(','), "drums,snare.wav");
+        EXPECT_EQ(QDir(lib + kit + "/drums").entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).join(','), "kick.wav");
     }
     EXPECT_FALSE(QFile::exists(lib + "/Kit (2)"));
     EXPECT_EQ(QFileInfo(lib + "/Tone.wav").size(), 44 + 2 * 44100 * 2);

@@ -262,7 +262,7 @@
 
   var queue = [];
   var running = 0;
-  var totals = { bytes: 0, done: 0, files: 0, finished: 0, failed: 0 };
+  var totals = { bytes: 0, done: 0, files: 0, finished: 0, failed: 0, skipped: 0 };
 
   function updateOverall() {
     var bar = $("overall");
@@ -270,15 +270,17 @@
     bar.value = totals.done;
     var text = totals.finished + " of " + totals.files + " files";
     if (totals.failed) text += ", " + totals.failed + " failed";
+    if (totals.skipped) text += ", " + totals.skipped + (totals.skipped === 1 ? " hidden item" : " hidden items") + " left out";
     $("overall-text").textContent = text;
-    $("transfers").hidden = totals.files === 0;
+    $("transfers").hidden = totals.files === 0 && totals.skipped === 0;
   }
 
-  // Each job: { file, folder } where folder is the destination's path ("/a/b/").
-  function enqueue(jobs) {
-    if (!jobs.length) return;
+  // Each job: { file, folder } where folder is the destination's path ("/a/b/"); skipped: how
+  // many items were left out of what the person chose.
+  function enqueue(jobs, skipped) {
+    if (!jobs.length && !skipped) return;
     if (running === 0 && queue.length === 0 && totals.finished === totals.files) {
-      totals = { bytes: 0, done: 0, files: 0, finished: 0, failed: 0 };
+      totals = { bytes: 0, done: 0, files: 0, finished: 0, failed: 0, skipped: 0 };
       $("uploads").textContent = "";
     }
     jobs.forEach(function (job) {
@@ -296,6 +298,7 @@
       totals.files++;
       queue.push(job);
     });
+    totals.skipped += skipped || 0;
     updateOverall();
     pump();
   }
@@ -467,9 +470,33 @@
   // items: [{ file, relative }] where relative is "Top/sub/name.wav" (or just "name.wav").
   function uploadTree(items, folders) {
     var base = currentPath;
+    var skipped = 0;
+    // The drive takes no names that start with a point: such files and folders in what was
+    // chosen (".DS_Store", ".git") are left out, rather than failing one by one or stopping a
+    // whole folder.
+    if (document.body.dataset.hiddenItems === "no") {
+      var shown = function (relative) {
+        return !relative.split("/").some(function (part) { return part.charAt(0) === "."; });
+      };
+      // Counted as the person sees them: a hidden folder is one item, whatever it holds.
+      var hiddenItself = function (relative) {
+        var parts = relative.split("/");
+        return parts[parts.length - 1].charAt(0) === "." && shown(parts.slice(0, -1).join("/"));
+      };
+      skipped = items.filter(function (i) { return hiddenItself(i.relative); }).length + folders.filter(hiddenItself).length;
+      var inFolders = {};
+      items.forEach(function (i) {
+        var parts = i.relative.split("/");
+        for (var n = 1; n < parts.length; n++) inFolders[parts.slice(0, n).join("/")] = true;
+      });
+      // A folder known only from its files' paths (the folder picker gives no folders) counts too.
+      Object.keys(inFolders).forEach(function (f) { if (folders.indexOf(f) < 0 && hiddenItself(f)) skipped++; });
+      items = items.filter(function (i) { return shown(i.relative); });
+      folders = folders.filter(shown);
+    }
     var hasFolders = folders.length || items.some(function (i) { return i.relative.indexOf("/") >= 0; });
     if (!hasFolders) {
-      enqueue(items.map(function (i) { return { file: i.file, folder: base }; }));
+      enqueue(items.map(function (i) { return { file: i.file, folder: base }; }), skipped);
       return;
     }
     // A dropped folder whose name is taken arrives beside it under a free name.
@@ -495,7 +522,7 @@
         enqueue(items.map(function (i) {
           var relative = i.relative.indexOf("/") >= 0 ? mapped(i.relative) : i.relative;
           return { file: i.file, folder: base + parentOf("/" + relative).slice(1) };
-        }));
+        }), skipped);
         if (searchText()) search(); else list(currentPath);
       });
     });
