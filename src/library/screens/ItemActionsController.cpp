@@ -308,14 +308,8 @@ void ItemActionsController::deleteManyPress()
     const QString word = FileActions::deleteWordForFolder(mBrowser->folder());
     askQuestion<bool>(mBrowser->window(), FileActions::deleteManyTitle(mBrowser->folder(), paths.size()), QString(),
                       {{word, true}, {kCancel, std::nullopt}}, [this, paths](std::optional<bool> yes) {
-                          if (!yes)
-                              return;
-                          // One moment for the whole action: every item lands in one trash batch.
-                          FileActions::Moves trashed;
-                          FileActions::deleteMany(paths, QDateTime::currentDateTime(), &trashed);
-                          if (mUndo)
-                              mUndo->push(UndoStack::Action::Trash, stepsOf(trashed));
-                          setEditing(false);
+                          if (yes)
+                              trashMany(paths);
                       });
 }
 
@@ -371,10 +365,15 @@ void ItemActionsController::moveInto(const QStringList& paths, const QString& de
 
 void ItemActionsController::dropInto(const QStringList& paths, const QString& folder)
 {
-    if (!Utils::pathIsTrashcan(folder)) {
+    if (Utils::pathIsTrashcan(folder))
+        trashMany(paths);
+    else
         moveInto(paths, folder);
-        return;
-    }
+}
+
+void ItemActionsController::trashMany(const QStringList& paths)
+{
+    // One moment for the whole action: every item lands in one trash batch.
     FileActions::Moves trashed;
     FileActions::deleteMany(paths, QDateTime::currentDateTime(), &trashed);
     if (mUndo)
