@@ -110,6 +110,17 @@ QString LibraryExchange::audioPaste(QWidget* host, const QString& folder, const 
     // for the general pasteboard's sound.
     if (name.isEmpty()) {
         const QStringList items = ownCopiedItems();
+        if (!items.isEmpty() && DesktopClipboardData::isCut(QGuiApplication::clipboard()->mimeData()) && mMoveInto) {
+            // Pasted where they are, they stay, and stay cut for another folder.
+            QStringList moving = items;
+            moving.removeIf([&folder](const QString& item) { return QFileInfo(item).path() == folder; });
+            if (moving.isEmpty())
+                return {};
+            // A cut moves once, as in a file manager: the clipboard forgets the items.
+            QGuiApplication::clipboard()->clear();
+            mMoveInto(moving, folder);
+            return folder + QLatin1Char('/') + QFileInfo(moving.last()).fileName();
+        }
         if (!items.isEmpty()) {
             copyIn(host, items, folder);
             return DocumentImport::targetFor(items.last(), folder);
@@ -173,6 +184,12 @@ void LibraryExchange::copyItems(QWidget* host, const QStringList& paths)
     // The general pasteboard holds one file: other audio programs paste it as a sound.
     if (paths.size() == 1 && QFileInfo(paths.first()).isFile())
         copyToGeneralPasteboard(host, paths.first());
+}
+
+void LibraryExchange::cutItems(QWidget*, const QStringList& paths)
+{
+    if (!paths.isEmpty())
+        QGuiApplication::clipboard()->setMimeData(DesktopClipboardData::mimeDataForFiles(paths, true).release());
 }
 
 void LibraryExchange::copyToGeneralPasteboard(QWidget* host, const QString& path)
@@ -259,8 +276,11 @@ void LibraryExchange::attachToList(QAbstractItemView* list, std::function<QStrin
                                    std::function<void(const QStringList& items, const QString& folder)> moveInto)
 {
     auto* dragDrop = new ListDragDrop(list, std::move(folder), std::move(pickedPaths));
-    if (moveInto)
+    if (moveInto) {
+        // Every list moves alike (the same actions on the same library): any of them serves a paste.
+        mMoveInto = moveInto;
         connect(dragDrop, &ListDragDrop::movedOnto, list, std::move(moveInto));
+    }
     connect(dragDrop, &ListDragDrop::dropped, this, [this, list](const QStringList& items, const QString& folder) {
         copyIn(list, items, folder);
     });
@@ -268,5 +288,6 @@ void LibraryExchange::attachToList(QAbstractItemView* list, std::function<QStrin
         LibraryPasteboard::pasteBytes(wav, folder, QStringLiteral("Dropped audio"));
     });
     connect(dragDrop, &ListDragDrop::copyRequested, this, [this, list](const QStringList& paths) { copyItems(list, paths); });
+    connect(dragDrop, &ListDragDrop::cutRequested, this, [this, list](const QStringList& paths) { cutItems(list, paths); });
     connect(dragDrop, &ListDragDrop::pasteRequested, this, [this, list](const QString& folder) { audioPaste(list, folder, {}); });
 }
