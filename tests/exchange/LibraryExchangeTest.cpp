@@ -219,6 +219,11 @@ TEST(LibraryExchange, FilesDroppedOnTheListArriveUnderFreeNamesAndOurOwnDragIsIg
     // Cut and paste moves, once, and can be undone; pasted where the item is, nothing happens
     // and the cut waits for another folder.
     writeFile(lib + "/Cut.wav", "cut");
+    // A browser that came and went (a folder opened, then left) leaves the paste working.
+    {
+        MasterViewController gone;
+        gone.setPasteboardScreen(&exchange);
+    }
     exchange.cutItems(&window, {lib + "/Cut.wav"});
     EXPECT_TRUE(exchange.audioPaste(&window, lib, {}).isEmpty());
     EXPECT_EQ(readFile(lib + "/Cut.wav"), "cut");

@@ -110,7 +110,8 @@ QString LibraryExchange::audioPaste(QWidget* host, const QString& folder, const 
     // for the general pasteboard's sound.
     if (name.isEmpty()) {
         const QStringList items = ownCopiedItems();
-        if (!items.isEmpty() && DesktopClipboardData::isCut(QGuiApplication::clipboard()->mimeData()) && mMoveInto) {
+        const MoveInto move = mover();
+        if (!items.isEmpty() && DesktopClipboardData::isCut(QGuiApplication::clipboard()->mimeData()) && move) {
             // Pasted where they are, they stay, and stay cut for another folder.
             QStringList moving = items;
             moving.removeIf([&folder](const QString& item) { return QFileInfo(item).path() == folder; });
@@ -118,7 +119,7 @@ QString LibraryExchange::audioPaste(QWidget* host, const QString& folder, const 
                 return {};
             // A cut moves once, as in a file manager: the clipboard forgets the items.
             QGuiApplication::clipboard()->clear();
-            mMoveInto(moving, folder);
+            move(moving, folder);
             return folder + QLatin1Char('/') + QFileInfo(moving.last()).fileName();
         }
         if (!items.isEmpty()) {
@@ -184,6 +185,12 @@ void LibraryExchange::copyItems(QWidget* host, const QStringList& paths)
     // The general pasteboard holds one file: other audio programs paste it as a sound.
     if (paths.size() == 1 && QFileInfo(paths.first()).isFile())
         copyToGeneralPasteboard(host, paths.first());
+}
+
+LibraryExchange::MoveInto LibraryExchange::mover()
+{
+    mMovers.removeIf([](const auto& mover) { return mover.first.isNull(); });
+    return mMovers.isEmpty() ? MoveInto() : mMovers.last().second;
 }
 
 void LibraryExchange::cutItems(QWidget*, const QStringList& paths)
@@ -277,8 +284,7 @@ void LibraryExchange::attachToList(QAbstractItemView* list, std::function<QStrin
 {
     auto* dragDrop = new ListDragDrop(list, std::move(folder), std::move(pickedPaths));
     if (moveInto) {
-        // Every list moves alike (the same actions on the same library): any of them serves a paste.
-        mMoveInto = moveInto;
+        mMovers.append({list, moveInto});
         connect(dragDrop, &ListDragDrop::movedOnto, list, std::move(moveInto));
     }
     connect(dragDrop, &ListDragDrop::dropped, this, [this, list](const QStringList& items, const QString& folder) {

@@ -42,7 +42,10 @@ private:
     void copyToHistory(QWidget* host, const QString& path);
 
     qint64 mClipboardChangedAt = 0;
-    // How the lists move items: a paste of items cut in the library moves them this way.
-    std::function<void(const QStringList& items, const QString& folder)> mMoveInto;
+    // How each list moves items; a paste of items cut in the library moves them through a list
+    // that is still there (they all move alike: the same actions on the same library).
+    using MoveInto = std::function<void(const QStringList& items, const QString& folder)>;
+    QList<std::pair<QPointer<QAbstractItemView>, MoveInto>> mMovers;
+    MoveInto mover();
     QPointer<PreviewPlayer> mPreview;
 };
