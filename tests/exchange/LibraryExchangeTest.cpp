@@ -184,12 +184,18 @@ TEST(LibraryExchange, FilesDroppedOnTheListArriveUnderFreeNamesAndOurOwnDragIsIg
     browser->setUndoStack(&undo);
     ASSERT_TRUE(waitUntil([&] { return browser->model()->rowForItemWithPath(lib + "/Kit") >= 0
                                        && browser->model()->rowForItemWithPath(Utils::trashcanURL()) >= 0; }));
+    auto centre = [&](const QString& row) {
+        return browser->tableView()->visualRect(browser->model()->index(browser->model()->rowForItemWithPath(row))).center();
+    };
+    // As a person drags: it enters over the row it starts from, moves to the row, drops.
     auto dropOn = [&](const QString& row, QMimeData* data) {
-        const QPoint at = browser->tableView()->visualRect(
-            browser->model()->index(browser->model()->rowForItemWithPath(row))).center();
-        QDragEnterEvent move(at, Qt::CopyAction, data, Qt::LeftButton, Qt::NoModifier);
+        QDragEnterEvent enter(centre(DesktopClipboardData::filesFromMimeData(data).first()), Qt::CopyAction, data,
+                              Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(viewport, &enter);
+        EXPECT_TRUE(enter.isAccepted());
+        QDragMoveEvent move(centre(row), Qt::CopyAction, data, Qt::LeftButton, Qt::NoModifier);
         QCoreApplication::sendEvent(viewport, &move);
-        QDropEvent event(QPointF(at), Qt::CopyAction, data, Qt::LeftButton, Qt::NoModifier);
+        QDropEvent event(QPointF(centre(row)), Qt::CopyAction, data, Qt::LeftButton, Qt::NoModifier);
         QCoreApplication::sendEvent(viewport, &event);
         return move.isAccepted() && event.isAccepted();
     };
@@ -209,6 +215,26 @@ TEST(LibraryExchange, FilesDroppedOnTheListArriveUnderFreeNamesAndOurOwnDragIsIg
     EXPECT_TRUE(dropOn(Utils::trashcanURL(), ours.get()));
     EXPECT_FALSE(QFile::exists(lib + "/Loop.wav"));
     EXPECT_EQ(QDir(Utils::trashcanURL()).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(), 1);
+
+    // Cut and paste moves, once, and can be undone; pasted where the item is, nothing happens
+    // and the cut waits for another folder.
+    writeFile(lib + "/Cut.wav", "cut");
+    // A browser that came and went (a folder opened, then left) leaves the paste working.
+    {
+        MasterViewController gone;
+        gone.setPasteboardScreen(&exchange);
+    }
+    exchange.cutItems(&window, {lib + "/Cut.wav"});
+    EXPECT_TRUE(exchange.audioPaste(&window, lib, {}).isEmpty());
+    EXPECT_EQ(readFile(lib + "/Cut.wav"), "cut");
+    EXPECT_EQ(exchange.audioPaste(&window, lib + "/Kit", {}), lib + "/Kit/Cut.wav");
+    EXPECT_EQ(readFile(lib + "/Kit/Cut.wav"), "cut");
+    EXPECT_FALSE(QFile::exists(lib + "/Cut.wav"));
+    exchange.audioPaste(&window, lib + "/Kit/Deep", {});
+    EXPECT_FALSE(QFile::exists(lib + "/Kit/Deep/Cut.wav"));
+    EXPECT_TRUE(QFile::exists(lib + "/Kit/Cut.wav"));
+    ASSERT_TRUE(undo.undo());
+    EXPECT_EQ(readFile(lib + "/Cut.wav"), "cut");
 }
 
 TEST(LibraryExchange, HistoryScreenListsTheRingNewestFirstAndPastesASlot)

@@ -141,6 +141,10 @@ TEST_F(UploaderFixture, UploadStoresUniqueNamesAndAnswersFailures)
     EXPECT_EQ(readFile(lib + "/Loops/Take (1).wav"), "second take");
     EXPECT_TRUE(waitForCall("upload|" + lib + "/Loops/Take (1).wav"));
     EXPECT_EQ(QFileInfo(lib + "/Loops/Take.wav").permissions() & QFile::ReadOther, QFile::ReadOther);
+    // Browsers and curl write '"', CR and LF of a file name as "%22", "%0D" and "%0A", and
+    // nothing else: a "%25" stays as it came.
+    ASSERT_EQ(client->upload("/", "say %22hi%22%0D%0Anow %2522.wav", "quoted").status, 200);
+    EXPECT_EQ(readFile(lib + "/say \"hi\"\r\nnow %2522.wav"), "quoted");
 
     r = client->upload("/", ".hidden.wav", "x");
     EXPECT_EQ(r.status, 403);

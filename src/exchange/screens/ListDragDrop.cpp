@@ -81,9 +81,11 @@ bool ListDragDrop::eventFilter(QObject* watched, QEvent* event)
     if (watched == mList) {
         if (event->type() == QEvent::KeyPress) {
             auto* key = static_cast<QKeyEvent*>(event);
-            if (key->matches(QKeySequence::Copy)) {
+            if (key->matches(QKeySequence::Copy) || key->matches(QKeySequence::Cut)) {
                 const QStringList picked = mPickedPaths ? mPickedPaths() : QStringList();
-                if (!picked.isEmpty())
+                if (!picked.isEmpty() && key->matches(QKeySequence::Cut))
+                    emit cutRequested(picked);
+                else if (!picked.isEmpty())
                     emit copyRequested(picked);
                 return true;
             }
@@ -124,6 +126,15 @@ bool ListDragDrop::eventFilter(QObject* watched, QEvent* event)
         if (onFolder) {
             drag->setDropAction(Qt::CopyAction);
             drag->accept();
+            return true;
+        }
+        if (DesktopClipboardData::isOurs(drag->mimeData())) {
+            // Our own drag starts over its own row: entering must be accepted, or no moves
+            // towards a folder row would follow; only folder rows take the drop.
+            if (event->type() == QEvent::DragEnter)
+                drag->accept();
+            else
+                drag->ignore();
             return true;
         }
         if (!acceptsDrop(drag->mimeData()))

@@ -308,14 +308,8 @@ void ItemActionsController::deleteManyPress()
     const QString word = FileActions::deleteWordForFolder(mBrowser->folder());
     askQuestion<bool>(mBrowser->window(), FileActions::deleteManyTitle(mBrowser->folder(), paths.size()), QString(),
                       {{word, true}, {kCancel, std::nullopt}}, [this, paths](std::optional<bool> yes) {
-                          if (!yes)
-                              return;
-                          // One moment for the whole action: every item lands in one trash batch.
-                          FileActions::Moves trashed;
-                          FileActions::deleteMany(paths, QDateTime::currentDateTime(), &trashed);
-                          if (mUndo)
-                              mUndo->push(UndoStack::Action::Trash, stepsOf(trashed));
-                          setEditing(false);
+                          if (yes)
+                              trashMany(paths);
                       });
 }
 
@@ -361,7 +355,11 @@ void ItemActionsController::moveAction(const QStringList& paths)
 
 void ItemActionsController::moveInto(const QStringList& paths, const QString& destination)
 {
-    const FileActions::Moves moved = FileActions::moveItems(paths, destination, mBrowser->folder());
+    if (paths.isEmpty())
+        return;
+    // The folder they leave: a trash batch emptied by the move goes away (a cut or a drag may
+    // come from another list than this one).
+    const FileActions::Moves moved = FileActions::moveItems(paths, destination, QFileInfo(paths.first()).path());
     for (const auto& [from, to] : moved)
         emit itemMoved(from, to);
     if (mUndo)
@@ -371,10 +369,15 @@ void ItemActionsController::moveInto(const QStringList& paths, const QString& de
 
 void ItemActionsController::dropInto(const QStringList& paths, const QString& folder)
 {
-    if (!Utils::pathIsTrashcan(folder)) {
+    if (Utils::pathIsTrashcan(folder))
+        trashMany(paths);
+    else
         moveInto(paths, folder);
-        return;
-    }
+}
+
+void ItemActionsController::trashMany(const QStringList& paths)
+{
+    // One moment for the whole action: every item lands in one trash batch.
     FileActions::Moves trashed;
     FileActions::deleteMany(paths, QDateTime::currentDateTime(), &trashed);
     if (mUndo)

@@ -96,6 +96,7 @@ signals:
 
 private:
     void moveInto(const QStringList& paths, const QString& destination);
+    void trashMany(const QStringList& paths);
     // Runs a copy into the library on the background pool behind the overlay, with its bar and
     // a cancel button; doneMessage (when given) closes it after a success.
     void copyInBackground(const QString& message, const QStringList& sources,

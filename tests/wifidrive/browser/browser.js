@@ -12,7 +12,8 @@ function expect(condition, what) {
   if (!condition) throw new Error("expected " + what);
 }
 
-async function withBrowser(workDir, run) {
+// moreArgs: further Chromium switches for one test.
+async function withBrowser(workDir, run, moreArgs = []) {
   const userDataDir = fs.mkdtempSync(path.join(workDir, "profile-"));
   const browser = await chromium.launchPersistentContext(userDataDir, {
     executablePath: "/usr/bin/chromium",
@@ -20,7 +21,7 @@ async function withBrowser(workDir, run) {
     acceptDownloads: true,
     args: ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
            "--disable-background-networking", "--disable-component-update", "--disable-sync",
-           "--autoplay-policy=no-user-gesture-required"],
+           "--autoplay-policy=no-user-gesture-required", ...moreArgs],
   });
   try {
     const page = browser.pages()[0] || (await browser.newPage());

@@ -46,6 +46,10 @@ async function main() {
   fs.mkdirSync(path.join(kit, "drums"), { recursive: true });
   fs.writeFileSync(path.join(kit, "drums", "kick.wav"), Buffer.alloc(3 * 1024 * 1024, 7));
   fs.writeFileSync(path.join(kit, "snare.wav"), Buffer.from("snare"));
+  // What another computer leaves in folders: the drive takes no hidden names, so the page leaves them out.
+  fs.writeFileSync(path.join(kit, ".DS_Store"), Buffer.from("finder"));
+  fs.mkdirSync(path.join(kit, "drums", ".cache"));
+  fs.writeFileSync(path.join(kit, "drums", ".cache", "thumbs.db"), Buffer.from("thumbs"));
 
   await withBrowser(workDir, async (page, browser) => {
     const row = (name) => page.locator(`#listing .row[data-name="${name}"]`);
@@ -86,7 +90,8 @@ async function main() {
     await page.setInputFiles("#folder-input", kit);
     await page.locator("#overall-text", { hasText: /of 2 files/ }).waitFor();
     await shot(page, "uploading-1280.png");
-    await page.locator("#overall-text", { hasText: "2 of 2 files" }).waitFor();
+    await page.locator("#overall-text", { hasText: "2 of 2 files, 2 hidden items left out" }).waitFor();
+    expect(!(await page.locator("#error").isVisible()), "no error: " + (await page.locator("#error").textContent()));
     const seen = await page.evaluate(() => window.overallSeen);
     expect(seen.some((f) => f > 0.05 && f < 0.95), "the overall bar between its ends: " + seen.join(" "));
     expect(await page.locator("#overall").evaluate((b) => b.value === b.max), "the overall bar full at the end");
