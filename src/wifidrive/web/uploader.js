@@ -116,6 +116,11 @@
   }
 
   function showFolder(path) {
+    // A folder opened (from a search result too) shows what it holds, not the search within it.
+    if (currentPath !== null && path !== currentPath) {
+      clearTimeout(searchTimer);
+      $("search").value = "";
+    }
     currentPath = path;
     $("location").textContent = path;
     $("up-button").disabled = path === "/";
