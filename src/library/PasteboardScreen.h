@@ -18,6 +18,8 @@ public:
     virtual bool canPaste() const = 0;
     // Copies the items to the desktop clipboard, and a file's bytes to the general pasteboard.
     virtual void copyItems(QWidget* host, const QStringList& paths) = 0;
+    // Puts the items on the desktop clipboard to be moved: the next paste moves them (once).
+    virtual void cutItems(QWidget* host, const QStringList& paths) = 0;
     // Copies the files onto the AudioCopy history, one slot each.
     virtual void bulkAudioCopy(QWidget* host, const QStringList& paths) = 0;
     // The editor's copy: asks which pasteboard, then copies the file there.

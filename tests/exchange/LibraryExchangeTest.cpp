@@ -215,6 +215,26 @@ TEST(LibraryExchange, FilesDroppedOnTheListArriveUnderFreeNamesAndOurOwnDragIsIg
     EXPECT_TRUE(dropOn(Utils::trashcanURL(), ours.get()));
     EXPECT_FALSE(QFile::exists(lib + "/Loop.wav"));
     EXPECT_EQ(QDir(Utils::trashcanURL()).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(), 1);
+
+    // Cut and paste moves, once, and can be undone; pasted where the item is, nothing happens
+    // and the cut waits for another folder.
+    writeFile(lib + "/Cut.wav", "cut");
+    // A browser that came and went (a folder opened, then left) leaves the paste working.
+    {
+        MasterViewController gone;
+        gone.setPasteboardScreen(&exchange);
+    }
+    exchange.cutItems(&window, {lib + "/Cut.wav"});
+    EXPECT_TRUE(exchange.audioPaste(&window, lib, {}).isEmpty());
+    EXPECT_EQ(readFile(lib + "/Cut.wav"), "cut");
+    EXPECT_EQ(exchange.audioPaste(&window, lib + "/Kit", {}), lib + "/Kit/Cut.wav");
+    EXPECT_EQ(readFile(lib + "/Kit/Cut.wav"), "cut");
+    EXPECT_FALSE(QFile::exists(lib + "/Cut.wav"));
+    exchange.audioPaste(&window, lib + "/Kit/Deep", {});
+    EXPECT_FALSE(QFile::exists(lib + "/Kit/Deep/Cut.wav"));
+    EXPECT_TRUE(QFile::exists(lib + "/Kit/Cut.wav"));
+    ASSERT_TRUE(undo.undo());
+    EXPECT_EQ(readFile(lib + "/Cut.wav"), "cut");
 }
 
 TEST(LibraryExchange, HistoryScreenListsTheRingNewestFirstAndPastesASlot)

@@ -19,6 +19,7 @@ public:
 
     QString audioPaste(QWidget* host, const QString& folder, const QString& name) override;
     bool canPaste() const override;
+    void cutItems(QWidget* host, const QStringList& paths) override;
     void copyItems(QWidget* host, const QStringList& paths) override;
     void bulkAudioCopy(QWidget* host, const QStringList& paths) override;
     void audioCopy(QWidget* host, const QString& path) override;
@@ -41,5 +42,10 @@ private:
     void copyToHistory(QWidget* host, const QString& path);
 
     qint64 mClipboardChangedAt = 0;
+    // How each list moves items; a paste of items cut in the library moves them through a list
+    // that is still there (they all move alike: the same actions on the same library).
+    using MoveInto = std::function<void(const QStringList& items, const QString& folder)>;
+    QList<std::pair<QPointer<QAbstractItemView>, MoveInto>> mMovers;
+    MoveInto mover();
     QPointer<PreviewPlayer> mPreview;
 };

@@ -81,9 +81,11 @@ bool ListDragDrop::eventFilter(QObject* watched, QEvent* event)
     if (watched == mList) {
         if (event->type() == QEvent::KeyPress) {
             auto* key = static_cast<QKeyEvent*>(event);
-            if (key->matches(QKeySequence::Copy)) {
+            if (key->matches(QKeySequence::Copy) || key->matches(QKeySequence::Cut)) {
                 const QStringList picked = mPickedPaths ? mPickedPaths() : QStringList();
-                if (!picked.isEmpty())
+                if (!picked.isEmpty() && key->matches(QKeySequence::Cut))
+                    emit cutRequested(picked);
+                else if (!picked.isEmpty())
                     emit copyRequested(picked);
                 return true;
             }

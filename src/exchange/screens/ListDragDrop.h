@@ -12,7 +12,7 @@ class QMimeData;
 // Drag and drop and the copy and paste keys of one library list: its picked items drag out
 // as files, files and folders (or WAV bytes) dropped from other programs come in, items
 // dragged onto a folder row of their own list move into it, and the list's Copy and Paste
-// keys ask for the same. The window's own shortcuts, when it has them,
+// keys (and Cut) ask for the same. The window's own shortcuts, when it has them,
 // come first.
 class ListDragDrop : public QObject {
     Q_OBJECT
@@ -26,6 +26,7 @@ signals:
     void dropped(const QStringList& items, const QString& folder);
     void droppedWav(const QByteArray& wav, const QString& folder);
     void copyRequested(const QStringList& paths);
+    void cutRequested(const QStringList& paths);
     void pasteRequested(const QString& folder);
     void movedOnto(const QStringList& items, const QString& folder);
 

@@ -355,7 +355,11 @@ void ItemActionsController::moveAction(const QStringList& paths)
 
 void ItemActionsController::moveInto(const QStringList& paths, const QString& destination)
 {
-    const FileActions::Moves moved = FileActions::moveItems(paths, destination, mBrowser->folder());
+    if (paths.isEmpty())
+        return;
+    // The folder they leave: a trash batch emptied by the move goes away (a cut or a drag may
+    // come from another list than this one).
+    const FileActions::Moves moved = FileActions::moveItems(paths, destination, QFileInfo(paths.first()).path());
     for (const auto& [from, to] : moved)
         emit itemMoved(from, to);
     if (mUndo)
