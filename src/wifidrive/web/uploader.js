@@ -116,6 +116,11 @@
   }
 
   function showFolder(path) {
+    // A folder opened (from a search result too) shows what it holds, not the search within it.
+    if (currentPath !== null && path !== currentPath) {
+      clearTimeout(searchTimer);
+      $("search").value = "";
+    }
     currentPath = path;
     $("location").textContent = path;
     $("up-button").disabled = path === "/";
@@ -125,13 +130,16 @@
 
   function isFolder(entry) { return entry.path.slice(-1) === "/"; }
 
+  // One collator for every comparison: made anew per call, it costs seconds on large folders.
+  var nameOrder = new Intl.Collator(undefined, { numeric: true, sensitivity: "base" });
+
   function compareEntries(a, b) {
     var folderA = isFolder(a), folderB = isFolder(b);
     if (folderA !== folderB) return folderA ? -1 : 1;
     var order = 0;
     if (sortKey === "date") order = (a.date || 0) - (b.date || 0);
     else if (sortKey === "size") order = (a.size || 0) - (b.size || 0);
-    if (order === 0) order = a.name.localeCompare(b.name, undefined, { numeric: true, sensitivity: "base" });
+    if (order === 0) order = nameOrder.compare(a.name, b.name);
     return descending ? -order : order;
   }
 

@@ -126,7 +126,13 @@ async function main() {
     await page.fill("#search", "KICK");
     await page.locator('#listing .row[data-path="/Kit (1)/drums/kick.wav"] .where', { hasText: "/Kit (1)/drums/" }).waitFor();
     expect((await names()).join() === "kick.wav,kick.wav", "both kicks found, not " + (await names()).join());
-    await page.fill("#search", "");
+    // A folder found opens with what it holds.
+    await page.fill("#search", "drums");
+    await page.locator('#listing .row[data-path="/Kit (1)/drums"] a.folder-link').click();
+    await row("kick.wav").waitFor();
+    expect((await page.inputValue("#search")) === "", "the search ended when the folder opened");
+    expect((await page.locator("#location").textContent()) === "/Kit (1)/drums/", "in the folder found");
+    await page.goto(url + "#/");
     await row("Seed.wav").waitFor();
 
     // A WAV plays in the page, served in ranges; its download stays one click away.
