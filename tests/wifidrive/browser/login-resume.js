@@ -93,7 +93,12 @@ async function main() {
       "Host: " + new URL(url).host + "\r\nAuthorization: Basic " + Buffer.from("x:" + password).toString("base64") +
       "\r\nContent-Type: application/octet-stream\r\nContent-Length: " + heldSize + "\r\n\r\n");
     silent.write(fs.readFileSync(heldPath).subarray(0, 1024 * 1024));
-    await new Promise((resolve) => setTimeout(resolve, 500));
+    // Until the drive holds what it sent.
+    const basic = { Authorization: "Basic " + Buffer.from("x:" + password).toString("base64") };
+    for (let held = 0; held === 0;) {
+      await new Promise((resolve) => setTimeout(resolve, 100));
+      held = (await (await fetch(url + "upload-chunk?id=" + heldId, { headers: basic })).json()).offset;
+    }
     let conflicts = 0;
     again.on("response", (r) => { if (r.url().includes("id=" + heldId) && r.status() === 409) conflicts++; });
     await again.setInputFiles("#file-input", heldPath);
