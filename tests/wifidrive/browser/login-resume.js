@@ -76,7 +76,8 @@ async function main() {
     await again.locator('#listing .row[data-name="Big.wav"]').waitFor();
     await again.setInputFiles("#file-input", againPath);
     await again.locator('#listing .row[data-name="Again.wav"]').waitFor({ timeout: 60000 });
-    expect(askedAgain === 1, "the page asked where the upload stood (" + askedAgain + ")");
+    // (Again, when the closed page's connection still held the upload on the drive.)
+    expect(askedAgain >= 1, "the page asked where the upload stood");
     expect(offsets[0] >= 8 * 1024 * 1024, "sent on from what the drive held, not from " + offsets[0]);
 
     // A connection that dropped without a word still holds its upload on the drive for a while
