@@ -124,6 +124,9 @@
     }
     currentPath = path;
     $("location").textContent = path;
+    var folderName = path === "/" ? originalTitle : path.replace(/\/+$/, "").split("/").pop();
+    $("zip-folder").href = "/zip?path=" + encodeURIComponent(path === "/" ? "/" : path.replace(/\/+$/, ""));
+    $("zip-folder").setAttribute("download", folderName + ".zip");
     $("up-button").disabled = path === "/";
     document.title = path === "/" ? originalTitle : originalTitle + " \u2013 " + path;
     refresh();
