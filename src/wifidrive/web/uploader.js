@@ -11,6 +11,7 @@
   var kResumeDelayMs = 1000;
   var kResumeMaxDelays = 5;     // the wait grows by kResumeDelayMs up to this many times it
   var kSearchDelayMs = 250;
+  var kLargeListing = 500;  // rows beyond which those out of sight are not laid out
   var kPlayableTypes = {
     wav: "audio/wav", wave: "audio/wav", mp3: "audio/mpeg", m4a: "audio/mp4", aac: "audio/aac",
     flac: "audio/flac", ogg: "audio/ogg", oga: "audio/ogg", opus: "audio/ogg; codecs=opus",
@@ -123,6 +124,9 @@
     }
     currentPath = path;
     $("location").textContent = path;
+    var folderName = path === "/" ? originalTitle : path.replace(/\/+$/, "").split("/").pop();
+    $("zip-folder").href = "/zip?path=" + encodeURIComponent(path === "/" ? "/" : path.replace(/\/+$/, ""));
+    $("zip-folder").setAttribute("download", folderName + ".zip");
     $("up-button").disabled = path === "/";
     document.title = path === "/" ? originalTitle : originalTitle + " \u2013 " + path;
     refresh();
@@ -185,6 +189,7 @@
     shownEntries = entries;
     var body = $("listing");
     body.textContent = "";
+    body.classList.toggle("large", entries.length > kLargeListing);
     entries.slice().sort(compareEntries).forEach(function (entry) {
       var folder = isFolder(entry);
       var itemPath = folder ? entry.path.slice(0, -1) : entry.path;

@@ -29,7 +29,13 @@ const kChanges = [
 async function attack([drive, changes]) {
   const seen = [];
   const formBody = (fields) => new URLSearchParams(fields).toString();
-  const pause = (ms) => new Promise((r) => setTimeout(r, ms));
+  // Each form's answer is in the frame before the next form goes (a new one would cancel it).
+  const submitted = (form) => new Promise((done) => {
+    const sink = document.querySelector("iframe[name=sink]");
+    const timer = setTimeout(done, 5000);
+    sink.addEventListener("load", () => { clearTimeout(timer); done(); }, { once: true });
+    form.submit();
+  });
   for (const [route, fields] of changes) {
     for (const credentials of ["omit", "include"]) {
       for (const mode of ["no-cors", "cors"]) {
@@ -67,8 +73,7 @@ async function attack([drive, changes]) {
         form.appendChild(input);
       }
       document.body.appendChild(form);
-      form.submit();
-      await pause(150);
+      await submitted(form);
       form.remove();
     }
     // The same as a GET, which browsers send from anywhere without asking.
@@ -84,14 +89,16 @@ async function attack([drive, changes]) {
   form.setAttribute("rel", "noreferrer");
   form.innerHTML = '<input name="path" value="/Seed.wav">';
   document.body.appendChild(form);
-  form.submit();
-  await pause(300);
+  await submitted(form);
   const sandboxed = document.createElement("iframe");
   sandboxed.sandbox = "allow-scripts allow-forms";
   sandboxed.srcdoc = '<form method="post" action="' + drive + '/delete"><input name="path" value="/Seed.wav"></form>' +
     "<script>document.forms[0].submit()<\/script>";
-  document.body.appendChild(sandboxed);
-  await pause(500);
+  await new Promise((done) => {
+    // Its form goes while its own page is read; the drive's answer follows soon after.
+    sandboxed.onload = () => setTimeout(done, 1000);
+    document.body.appendChild(sandboxed);
+  });
   // Reading what the drive holds.
   try {
     const r = await fetch(drive + "/list?path=/", { credentials: "include" });

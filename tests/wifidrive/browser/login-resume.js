@@ -76,7 +76,8 @@ async function main() {
     await again.locator('#listing .row[data-name="Big.wav"]').waitFor();
     await again.setInputFiles("#file-input", againPath);
     await again.locator('#listing .row[data-name="Again.wav"]').waitFor({ timeout: 60000 });
-    expect(askedAgain === 1, "the page asked where the upload stood (" + askedAgain + ")");
+    // (Again, when the closed page's connection still held the upload on the drive.)
+    expect(askedAgain >= 1, "the page asked where the upload stood");
     expect(offsets[0] >= 8 * 1024 * 1024, "sent on from what the drive held, not from " + offsets[0]);
 
     // A connection that dropped without a word still holds its upload on the drive for a while
@@ -93,7 +94,12 @@ async function main() {
       "Host: " + new URL(url).host + "\r\nAuthorization: Basic " + Buffer.from("x:" + password).toString("base64") +
       "\r\nContent-Type: application/octet-stream\r\nContent-Length: " + heldSize + "\r\n\r\n");
     silent.write(fs.readFileSync(heldPath).subarray(0, 1024 * 1024));
-    await new Promise((resolve) => setTimeout(resolve, 500));
+    // Until the drive holds what it sent.
+    const basic = { Authorization: "Basic " + Buffer.from("x:" + password).toString("base64") };
+    for (let held = 0; held === 0;) {
+      await new Promise((resolve) => setTimeout(resolve, 100));
+      held = (await (await fetch(url + "upload-chunk?id=" + heldId, { headers: basic })).json()).offset;
+    }
     let conflicts = 0;
     again.on("response", (r) => { if (r.url().includes("id=" + heldId) && r.status() === 409) conflicts++; });
     await again.setInputFiles("#file-input", heldPath);

@@ -5,6 +5,7 @@
 // Usage: node page-features.js URL WORK_DIR [SCREENSHOT_DIR]
 "use strict";
 const { expect, withBrowser, runMain } = require("./browser");
+const { execFileSync } = require("child_process");
 const fs = require("fs");
 const path = require("path");
 
@@ -107,6 +108,14 @@ async function main() {
     await page.locator("#location", { hasText: "/Kit/" }).waitFor();
     expect(new URL(page.url()).hash === "#/Kit/", "the folder in the address, not " + page.url());
     await row("snare.wav").waitFor();
+    // The folder shown, downloaded whole as a zip.
+    const [zip] = await Promise.all([page.waitForEvent("download"), page.click("#zip-folder")]);
+    expect(zip.suggestedFilename() === "Kit.zip", "the zip named after the folder, not " + zip.suggestedFilename());
+    const archive = path.join(workDir, "Kit.zip");
+    await zip.saveAs(archive);
+    const listed = execFileSync("unzip", ["-Z1", archive]).toString().trim().split("\n").sort();
+    expect(listed.join() === "Kit/,Kit/drums/,Kit/drums/kick.wav,Kit/snare.wav", "the zip's entries: " + listed.join());
+    execFileSync("unzip", ["-tq", archive]);
     await page.reload();
     await page.locator("#location", { hasText: "/Kit/" }).waitFor();
     await row("drums").waitFor();
