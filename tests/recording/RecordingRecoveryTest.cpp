@@ -96,13 +96,16 @@ TEST(RecordingRecovery, TakeKilledMidwayIsRecoveredInEveryFormat)
         ASSERT_LT(start, audio.frames() / 2);
         const std::vector<float> heard(audio.samples.begin() + start * 2, audio.samples.end());
         if (!aac) {
-            const auto m = testsupport::matchKnownSignal(heard, 2, signal.framesPlayed());
+            // The tool's own xruns die with it, so a torn cycle (see SignalMatch) is allowed
+            // here, as few as lost ones.
+            const auto m = testsupport::matchKnownSignal(heard, 2, signal.framesPlayed(), true);
             ASSERT_TRUE(m.found);
             EXPECT_EQ(m.mismatchAt, -1) << "silence " << m.silenceAtMismatch << ", repeats from " << m.repeatedFrom
-                                        << " back, jumps " << m.jumps << ", repeats " << m.repeats << ", start " << m.start
-                                        << " of " << signal.framesPlayed() << ", trimmed " << start;
+                                        << " back, jumps " << m.jumps << ", repeats " << m.repeats << ", torn " << m.torn
+                                        << ", start " << m.start << " of " << signal.framesPlayed() << ", trimmed " << start;
             EXPECT_LE(uint64_t(m.repeats), signal.cyclesMissed());  // cycles the source was not run in
             EXPECT_LT(m.framesSkipped, 44100 / 2);  // cycles the loaded server dropped, if any
+            EXPECT_LT(m.framesTorn, 44100 / 2);
         } else {
             // A clean 1 kHz sine at half scale through the middle of the take. A cycle the
             // loaded server dropped or repeated breaks the sine, and the encoder rings around
@@ -130,3 +133,4 @@ TEST(RecordingRecovery, TakeKilledMidwayIsRecoveredInEveryFormat)
         }
     }
 }
+

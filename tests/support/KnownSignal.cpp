@@ -2,6 +2,7 @@
 #include "support/PlaybackFixtures.h"
 
 #include <QCoreApplication>
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -93,9 +94,18 @@ bool agrees(const std::vector<float>& s, int channels, int64_t at, uint64_t inde
     return true;
 }
 
+bool channelAgrees(const std::vector<float>& s, int channels, int64_t at, uint64_t index, int64_t frames, int c)
+{
+    const int64_t n = std::min<int64_t>(kRun, frames - at);
+    for (int64_t i = 0; i < n; ++i)
+        if (s[size_t((at + i) * channels + c)] != knownSample(index + uint64_t(i), c))
+            return false;
+    return true;
+}
+
 }  // namespace
 
-SignalMatch matchKnownSignal(const std::vector<float>& s, int channels, uint64_t searchLimit)
+SignalMatch matchKnownSignal(const std::vector<float>& s, int channels, uint64_t searchLimit, bool allowTorn)
 {
     SignalMatch m;
     m.frames = int64_t(s.size()) / channels;
@@ -131,6 +141,32 @@ SignalMatch matchKnownSignal(const std::vector<float>& s, int channels, uint64_t
                 ++m.repeats;
                 m.framesRepeated += int64_t(back);
                 index -= back;
+                continue;
+            }
+        }
+        if (next == index + kResyncWindow && allowTorn && channels > 1) {
+            // Torn: each channel goes on by itself, from within a few cycles of here.
+            std::vector<uint64_t> from(size_t(channels), 0);
+            bool eachFollows = true;
+            const uint64_t low = index - std::min<uint64_t>(index, 8192);
+            for (int c = 0; c < channels && eachFollows; ++c) {
+                uint64_t at = low;
+                while (at < index + 8192 && !channelAgrees(s, channels, f, at, m.frames, c))
+                    ++at;
+                from[size_t(c)] = at;
+                eachFollows = at < index + 8192;
+            }
+            if (eachFollows) {
+                int64_t end = f;
+                for (bool follows = true; follows && end < m.frames; end += follows) {
+                    for (int c = 0; c < channels; ++c)
+                        follows = follows && s[size_t(end * channels + c)] == knownSample(from[size_t(c)] + uint64_t(end - f), c);
+                }
+                ++m.torn;
+                m.framesTorn += end - f;
+                // On from the channel that was behind; one that went on from the other is a jump.
+                index = *std::min_element(from.begin(), from.end()) + uint64_t(end - f) - 1;
+                f = end - 1;
                 continue;
             }
         }

@@ -48,12 +48,20 @@ struct SignalMatch {
     int64_t framesSkipped = 0;
     int repeats = 0;           // runs heard again (a cycle the source was not run in)
     int64_t framesRepeated = 0;
+    // Stretches whose channels each follow the signal but from different places: a reader the
+    // overloaded server ran late copied one channel of the source's port before the source
+    // wrote its next cycle over it, and the other after.
+    int torn = 0;
+    int64_t framesTorn = 0;
     int64_t mismatchAt = -1;   // first frame that matched nothing, -1 when all did
     // At the mismatch: the frames there are silence, or repeat the signal from this many
     // frames back (0 when neither).
     bool silenceAtMismatch = false;
     int64_t repeatedFrom = 0;
 };
-SignalMatch matchKnownSignal(const std::vector<float>& interleaved, int channels, uint64_t searchLimit);
+// Torn stretches count as mismatches unless `allowTorn`: for a recorder whose own xruns can't
+// be known (one killed mid-take).
+SignalMatch matchKnownSignal(const std::vector<float>& interleaved, int channels, uint64_t searchLimit,
+                             bool allowTorn = false);
 
 }  // namespace testsupport
