@@ -50,6 +50,8 @@ HostEngine::HostEngine(QString clientName, QObject* parent)
 {
     for (auto& s : mScratch)
         s.assign(HostGraph::kMaxFrames, 0.0f);
+    for (auto& m : mMix)
+        m.assign(HostGraph::kMaxFrames, 0.0f);
     mAudioGraph = new HostGraph;
     mPump.setInterval(kPumpIntervalMs);
     connect(&mPump, &QTimer::timeout, this, &HostEngine::pump);
@@ -596,7 +598,7 @@ int HostEngine::processCycle(uint32_t frames)
             m->block();
         mFromAudio.push(m);
     }
-    std::array<float*, kHostChannels> out{}, sender{}, scratch{};
+    std::array<float*, kHostChannels> out{}, sender{}, scratch{}, mix{};
     std::array<const float*, kHostChannels> in{};
     const bool fromReceiver = mReceiverConnected.load(std::memory_order_relaxed);
     for (int c = 0; c < kHostChannels; ++c) {
@@ -605,6 +607,7 @@ int HostEngine::processCycle(uint32_t frames)
         in[c] = static_cast<const float*>(
             jack_port_get_buffer(fromReceiver ? mPorts->receiver[c] : mPorts->in[c], frames));
         scratch[c] = mScratch[c].data();
+        mix[c] = mMix[c].data();
     }
     if (frames > HostGraph::kMaxFrames) {
         for (int c = 0; c < kHostChannels; ++c) {
@@ -627,7 +630,7 @@ int HostEngine::processCycle(uint32_t frames)
         std::memcpy(e.data, event.buffer, event.size);
     }
     time.midi = mMidi.data();
-    mAudioGraph->render({in.data(), out.data(), sender.data(), scratch.data()}, frames, time);
+    mAudioGraph->render({in.data(), out.data(), sender.data(), scratch.data(), mix.data()}, frames, time);
     return 0;
 }
 

@@ -166,6 +166,7 @@ private:
     HostGraph mGraph;                  // the main thread's copy
     HostGraph* mAudioGraph = nullptr;  // owned; only the audio thread reads it while running
     std::array<std::vector<float>, kHostChannels> mScratch;
+    std::array<std::vector<float>, kHostChannels> mMix;
     std::array<HostMidiEvent, kMaxMidiEvents> mMidi{};
 
     SpscRing<Message*> mToAudio;

@@ -97,7 +97,7 @@ void HostGraph::render(const Buffers& b, uint32_t frames, const AudioTimeStamp& 
     for (const auto& r : mInputReceivers)
         r->receiveInput(time, frames, b.input);
 
-    clear(b.output, frames);
+    clear(b.mix, frames);
     if (b.sender)
         clear(b.sender, frames);
     for (const ChannelNode& node : mChannels) {
@@ -114,14 +114,18 @@ void HostGraph::render(const Buffers& b, uint32_t frames, const AudioTimeStamp& 
             continue;
         const float volume = node.channel->volume();
         for (int c = 0; c < kHostChannels; ++c) {
-            float* out = b.output[c];
+            float* out = b.mix[c];
             const float* in = b.scratch[c];
             for (uint32_t i = 0; i < frames; ++i)
                 out[i] += in[i] * volume;
         }
     }
     for (const auto& r : mOutputReceivers)
-        r->receive(nullptr, time, frames, b.output);
+        r->receive(nullptr, time, frames, b.mix);
+    // Written in one pass: another program that the overloaded server still runs on our last
+    // cycle while we make this one reads that cycle or this one, never a cleared buffer.
+    for (int c = 0; c < kHostChannels; ++c)
+        std::memcpy(b.output[c], b.mix[c], frames * sizeof(float));
 }
 
 }  // namespace platform

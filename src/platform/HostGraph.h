@@ -19,6 +19,7 @@ public:
         float* const* output = nullptr;       // kHostChannels, overwritten with the mix
         float* const* sender = nullptr;       // kHostChannels or null, overwritten
         float* const* scratch = nullptr;      // kHostChannels of kMaxFrames, the work space
+        float* const* mix = nullptr;          // kHostChannels of kMaxFrames, the mix until it goes out
     };
 
     void addChannel(std::shared_ptr<HostChannel> channel);
