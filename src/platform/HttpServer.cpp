@@ -458,6 +458,7 @@ bool HttpServer::start(const QString& host, const QList<int>& ports)
         tChecked.reset();
         return served;
     });
+    front->setAfterResponse([folder = d->uploadFolder] { HttpUploadSpool::prepareSpare(folder); });
     front->setTls(d->tls);
     front->setTransferWindow(d->transferWindow);
     const std::string address = host.toStdString();

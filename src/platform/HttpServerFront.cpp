@@ -368,6 +368,7 @@ void HttpServerFront::closeAfterThisResponse() { tCloseAfterResponse = true; }
 
 struct HttpServerFront::Impl {
     Serve serve;
+    std::function<void()> afterResponse;
     Descriptor listener;
     Descriptor poller;
     Descriptor wake;
@@ -565,6 +566,8 @@ struct HttpServerFront::Impl {
                 ok = serve(stream, last, closed);
                 ok = stream.flush() && ok;
             }
+            if (ok && afterResponse)
+                afterResponse();
             const bool keep = ok && !closed && !last && !tCloseAfterResponse && !stopping;
             if (keep && nextHeaderArrived(*c))
                 continue;
@@ -646,6 +649,8 @@ HttpServerFront::HttpServerFront(Serve serve) : d(std::make_unique<Impl>()) { d-
 HttpServerFront::~HttpServerFront() { stop(); }
 
 void HttpServerFront::setTransferWindow(int seconds) { d->transferWindowSeconds = std::max(1, seconds); }
+
+void HttpServerFront::setAfterResponse(std::function<void()> afterResponse) { d->afterResponse = std::move(afterResponse); }
 
 void HttpServerFront::setTls(std::shared_ptr<TlsContext> context) { d->tls = std::move(context); }
 

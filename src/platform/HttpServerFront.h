@@ -43,6 +43,10 @@ public:
     bool start();
     void stop();
 
+    // Runs on the worker after each answer has left, while the client reads it: work for the
+    // next request that need not delay this one's answer. Set before start.
+    void setAfterResponse(std::function<void()> afterResponse);
+
     // A handler that answered without reading the whole body marks its connection for closing.
     static void closeAfterThisResponse();
     // Shorter windows, for tests of slow clients.
