@@ -92,6 +92,7 @@ struct Connection {
     uint64_t serial;              // arrival order: the oldest waiting one goes first
     std::string buffer;           // bytes read and not yet handed to the request parser
     size_t scanned = 0;           // bytes of buffer already searched for the header's end
+    size_t headerBytes = 0;       // the whole header's length, once it is there
     int lines = 0;
     Clock::time_point deadline;
     int requests = 0;
@@ -368,7 +369,7 @@ void HttpServerFront::closeAfterThisResponse() { tCloseAfterResponse = true; }
 
 struct HttpServerFront::Impl {
     Serve serve;
-    std::function<void()> afterResponse;
+    std::function<void(bool)> betweenRequests;
     Descriptor listener;
     Descriptor poller;
     Descriptor wake;
@@ -482,6 +483,7 @@ struct HttpServerFront::Impl {
                 continue;
             ++c.lines;
             if (i >= 3 && b.compare(i - 3, 4, "\r\n\r\n") == 0) {
+                c.headerBytes = i + 1;
                 c.scanned = 0;
                 c.lines = 0;
                 return 1;
@@ -563,14 +565,18 @@ struct HttpServerFront::Impl {
             bool ok;
             {
                 ConnectionStream stream(*c, transferWindowSeconds);
-                ok = serve(stream, last, closed);
+                ok = serve(stream, std::string_view(c->buffer).substr(0, c->headerBytes), last, closed);
                 ok = stream.flush() && ok;
             }
-            if (ok && afterResponse)
-                afterResponse();
             const bool keep = ok && !closed && !last && !tCloseAfterResponse && !stopping;
-            if (keep && nextHeaderArrived(*c))
-                continue;
+            if (keep && !c->ssl) {
+                if (betweenRequests)
+                    betweenRequests(true);
+                if (nextHeaderArrived(*c))
+                    continue;
+            }
+            if (betweenRequests)
+                betweenRequests(false);
             std::lock_guard lock(mutex);
             busy.erase(c->socket.get());
             if (keep) {
@@ -650,7 +656,10 @@ HttpServerFront::~HttpServerFront() { stop(); }
 
 void HttpServerFront::setTransferWindow(int seconds) { d->transferWindowSeconds = std::max(1, seconds); }
 
-void HttpServerFront::setAfterResponse(std::function<void()> afterResponse) { d->afterResponse = std::move(afterResponse); }
+void HttpServerFront::setBetweenRequests(std::function<void(bool)> betweenRequests)
+{
+    d->betweenRequests = std::move(betweenRequests);
+}
 
 void HttpServerFront::setTls(std::shared_ptr<TlsContext> context) { d->tls = std::move(context); }
 

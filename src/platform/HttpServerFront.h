@@ -2,6 +2,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace httplib {
 class Stream;
@@ -17,8 +18,10 @@ class TlsContext;
 // client address and in total: a new one pushes out the oldest that is still only waiting.
 class HttpServerFront {
 public:
-    // Handles one request read from stream; false or connectionClosed ends the connection.
-    using Serve = std::function<bool(httplib::Stream& stream, bool closeConnection, bool& connectionClosed)>;
+    // Handles one request read from stream, whose header (head, up to its empty line) has
+    // arrived whole and is still unread there; false or connectionClosed ends the connection.
+    using Serve = std::function<bool(httplib::Stream& stream, std::string_view head, bool closeConnection,
+                                     bool& connectionClosed)>;
 
     static constexpr size_t kMaxHeaderBytes = 64 * 1024;
     static constexpr int kMaxHeaderLines = 200;
@@ -43,9 +46,10 @@ public:
     bool start();
     void stop();
 
-    // Runs on the worker after each answer has left, while the client reads it: work for the
-    // next request that need not delay this one's answer. Set before start.
-    void setAfterResponse(std::function<void()> afterResponse);
+    // Runs on the worker after an answer has left: with true while the worker keeps the
+    // connection for its next request (work for that request that need not delay this
+    // answer), with false when the connection leaves the worker. Set before start.
+    void setBetweenRequests(std::function<void(bool keeping)> betweenRequests);
 
     // A handler that answered without reading the whole body marks its connection for closing.
     static void closeAfterThisResponse();

@@ -78,6 +78,12 @@ void HttpUploadSpool::prepareSpare(const QString& uploadFolder)
     tSpare.inode = inode;
 }
 
+void HttpUploadSpool::dropSpare()
+{
+    tSpare.drop();
+    tSpare.wanted = false;
+}
+
 UnnamedFile::~UnnamedFile()
 {
     if (mFd >= 0)

@@ -39,11 +39,14 @@ public:
 
     static QMap<QString, QString> parseUrlEncoded(const QByteArray& text);
 
-    // After an answer has left: when this thread's last request stored a file of no name in
-    // uploadFolder, makes the one for its next request now, while the client still reads the
-    // answer and prepares that request. Creating a file is the slowest step of a small upload
-    // on some file systems; made ahead, it costs the next request nothing.
+    // After an answer has left, while the connection stays with this thread: when its last
+    // request stored a file of no name in uploadFolder, makes the one for the next request
+    // now, while the client still reads the answer and prepares that request. Creating a file
+    // is the slowest step of a small upload on some file systems; made ahead, it costs the
+    // next request nothing.
     static void prepareSpare(const QString& uploadFolder);
+    // The connection left this thread: its file made ahead goes (it never had a name).
+    static void dropSpare();
 
 private:
     void endPart();
