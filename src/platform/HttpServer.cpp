@@ -5,6 +5,7 @@
 #include "platform/HttpUploadSpool.h"
 #include "platform/Log.h"
 #include "platform/MultipartReader.h"
+#include "platform/SpareFiles.h"
 
 #include <QFile>
 #include <QUrl>
@@ -320,6 +321,7 @@ struct HttpServer::Impl {
     std::atomic<int> logLevel{Info};
     std::shared_ptr<TlsContext> tls;
     int transferWindow = HttpServerFront::kTransferWindowSeconds;
+    std::unique_ptr<SpareFiles> spares;  // outlives the front's workers
     std::unique_ptr<RoutedServer> server;
     std::unique_ptr<HttpServerFront> front;
     // The form routes of POST by path, for the short path; filled before start.
@@ -365,7 +367,7 @@ struct HttpServer::Impl {
         // Multipart framing and fields come on top of the files.
         if (quota > 0 && body.declaredLength && qint64(*body.declaredLength) > quota + HttpUploadSpool::kMaxFieldBytes * 2)
             return refuseBody(request, 413, tooLarge(quota), close);
-        HttpUploadSpool spool(uploadFolder, quota);
+        HttpUploadSpool spool(uploadFolder, quota, spares.get());
         bool withinLimits = true;
         bool complete = false;
         const bool multipart = body.contentType.rfind("multipart/form-data", 0) == 0;
@@ -607,12 +609,6 @@ bool HttpServer::start(const QString& host, const QList<int>& ports)
         tChecked.reset();
         return *served;
     });
-    front->setBetweenRequests([folder = d->uploadFolder](bool keeping) {
-        if (keeping)
-            HttpUploadSpool::prepareSpare(folder);
-        else
-            HttpUploadSpool::dropSpare();
-    });
     front->setTls(d->tls);
     front->setTransferWindow(d->transferWindow);
     const std::string address = host.toStdString();
@@ -624,8 +620,12 @@ bool HttpServer::start(const QString& host, const QList<int>& ports)
         if (d->logLevel <= Info)
             log(QStringLiteral("Web server: could not listen on port %1").arg(port));
     }
-    if (bound <= 0 || !front->start())
+    if (!d->uploadFolder.isEmpty())
+        d->spares = std::make_unique<SpareFiles>(d->uploadFolder);
+    if (bound <= 0 || !front->start()) {
+        d->spares.reset();
         return false;
+    }
     d->server = std::move(server);
     d->front = std::move(front);
     d->port = bound;
@@ -639,6 +639,7 @@ void HttpServer::stop()
     d->front->stop();
     d->front.reset();
     d->server.reset();
+    d->spares.reset();
     d->port = 0;
 }
 

@@ -369,7 +369,6 @@ void HttpServerFront::closeAfterThisResponse() { tCloseAfterResponse = true; }
 
 struct HttpServerFront::Impl {
     Serve serve;
-    std::function<void(bool)> betweenRequests;
     Descriptor listener;
     Descriptor poller;
     Descriptor wake;
@@ -569,14 +568,8 @@ struct HttpServerFront::Impl {
                 ok = stream.flush() && ok;
             }
             const bool keep = ok && !closed && !last && !tCloseAfterResponse && !stopping;
-            if (keep && !c->ssl) {
-                if (betweenRequests)
-                    betweenRequests(true);
-                if (nextHeaderArrived(*c))
-                    continue;
-            }
-            if (betweenRequests)
-                betweenRequests(false);
+            if (keep && nextHeaderArrived(*c))
+                continue;
             std::lock_guard lock(mutex);
             busy.erase(c->socket.get());
             if (keep) {
@@ -655,11 +648,6 @@ HttpServerFront::HttpServerFront(Serve serve) : d(std::make_unique<Impl>()) { d-
 HttpServerFront::~HttpServerFront() { stop(); }
 
 void HttpServerFront::setTransferWindow(int seconds) { d->transferWindowSeconds = std::max(1, seconds); }
-
-void HttpServerFront::setBetweenRequests(std::function<void(bool)> betweenRequests)
-{
-    d->betweenRequests = std::move(betweenRequests);
-}
 
 void HttpServerFront::setTls(std::shared_ptr<TlsContext> context) { d->tls = std::move(context); }
 

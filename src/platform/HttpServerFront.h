@@ -46,11 +46,6 @@ public:
     bool start();
     void stop();
 
-    // Runs on the worker after an answer has left: with true while the worker keeps the
-    // connection for its next request (work for that request that need not delay this
-    // answer), with false when the connection leaves the worker. Set before start.
-    void setBetweenRequests(std::function<void(bool keeping)> betweenRequests);
-
     // A handler that answered without reading the whole body marks its connection for closing.
     static void closeAfterThisResponse();
     // Shorter windows, for tests of slow clients.

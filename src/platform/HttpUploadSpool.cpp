@@ -1,6 +1,7 @@
 #include "platform/HttpUploadSpool.h"
 
 #include "platform/PartFile.h"
+#include "platform/SpareFiles.h"
 
 #include <QFile>
 #include <QUrl>
@@ -9,80 +10,8 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <utility>
 
 namespace platform {
-namespace {
-
-// This worker thread's file of no name made ahead, with the folder it was made in.
-struct Spare {
-    QString folder;
-    dev_t device = 0;
-    ino_t inode = 0;
-    int fd = -1;
-    bool wanted = false;  // the last request took one: the next one likely will too
-
-    ~Spare() { drop(); }
-    void drop()
-    {
-        if (fd >= 0)
-            ::close(fd);
-        fd = -1;
-    }
-};
-
-thread_local Spare tSpare;
-
-bool folderIdentity(const QString& folder, dev_t* device, ino_t* inode)
-{
-    struct stat st {};
-    if (::stat(QFile::encodeName(folder).constData(), &st) != 0 || !S_ISDIR(st.st_mode))
-        return false;
-    *device = st.st_dev;
-    *inode = st.st_ino;
-    return true;
-}
-
-// A file of no name in folder: the spare when it was made in that very folder (not one that
-// took its name since), else a new one; -1 where the file system has none.
-int unnamedFileIn(const QString& folder)
-{
-    tSpare.wanted = true;
-    if (tSpare.fd >= 0) {
-        dev_t device = 0;
-        ino_t inode = 0;
-        const bool same = tSpare.folder == folder && folderIdentity(folder, &device, &inode)
-                          && device == tSpare.device && inode == tSpare.inode;
-        if (same)
-            return std::exchange(tSpare.fd, -1);
-        tSpare.drop();
-    }
-    return PartFile::createUnnamed(folder);
-}
-
-}  // namespace
-
-void HttpUploadSpool::prepareSpare(const QString& uploadFolder)
-{
-    if (!tSpare.wanted || tSpare.fd >= 0 || uploadFolder.isEmpty())
-        return;
-    tSpare.wanted = false;
-    dev_t device = 0;
-    ino_t inode = 0;
-    // The folder's identity before the file: a folder swapped in between fails the check later.
-    if (!folderIdentity(uploadFolder, &device, &inode))
-        return;
-    tSpare.fd = PartFile::createUnnamed(uploadFolder);
-    tSpare.folder = uploadFolder;
-    tSpare.device = device;
-    tSpare.inode = inode;
-}
-
-void HttpUploadSpool::dropSpare()
-{
-    tSpare.drop();
-    tSpare.wanted = false;
-}
 
 UnnamedFile::~UnnamedFile()
 {
@@ -90,7 +19,10 @@ UnnamedFile::~UnnamedFile()
         ::close(mFd);
 }
 
-HttpUploadSpool::HttpUploadSpool(QString uploadFolder, qint64 quota) : mFolder(std::move(uploadFolder)), mQuota(quota) {}
+HttpUploadSpool::HttpUploadSpool(QString uploadFolder, qint64 quota, SpareFiles* spares)
+    : mFolder(std::move(uploadFolder)), mQuota(quota), mSpares(spares)
+{
+}
 
 // The part files remove themselves unless a handler moved them away.
 HttpUploadSpool::~HttpUploadSpool() = default;
@@ -111,7 +43,8 @@ bool HttpUploadSpool::beginPart(const QString& name, const QString& fileName, co
     mCurrent = UploadedFile{name, fileName, contentType, {}, 0, {}};
     mInFile = true;
     // Without a name, nothing of it can be left behind; the handler links it into place.
-    if (const int fd = unnamedFileIn(mFolder); fd >= 0) {
+    const int spare = mSpares ? mSpares->take() : -1;
+    if (const int fd = spare >= 0 ? spare : PartFile::createUnnamed(mFolder); fd >= 0) {
         mUnnamed = std::make_shared<UnnamedFile>(fd);
         mCurrent.unnamed = mUnnamed;
         mFd = fd;

@@ -10,6 +10,8 @@ class PartFile;
 
 namespace platform {
 
+class SpareFiles;
+
 // Collects a POST body part by part: fields into memory up to a small cap, file parts into
 // part files of the upload folder. A failed write (disk full) drops that file but keeps
 // reading, so the client still gets an answer.
@@ -20,8 +22,9 @@ public:
     static constexpr qsizetype kFlushBytes = 1 << 20;
     static constexpr qsizetype kDirectBytes = 64 * 1024;  // written without gathering
 
-    // quota: the most file bytes one request may bring (0: no limit).
-    explicit HttpUploadSpool(QString uploadFolder, qint64 quota = 0);
+    // quota: the most file bytes one request may bring (0: no limit); spares: files of no name
+    // made ahead in uploadFolder, taken before making one.
+    explicit HttpUploadSpool(QString uploadFolder, qint64 quota = 0, SpareFiles* spares = nullptr);
     ~HttpUploadSpool();  // removes every temporary file not handed over
     HttpUploadSpool(const HttpUploadSpool&) = delete;
     HttpUploadSpool& operator=(const HttpUploadSpool&) = delete;
@@ -39,15 +42,6 @@ public:
 
     static QMap<QString, QString> parseUrlEncoded(const QByteArray& text);
 
-    // After an answer has left, while the connection stays with this thread: when its last
-    // request stored a file of no name in uploadFolder, makes the one for the next request
-    // now, while the client still reads the answer and prepares that request. Creating a file
-    // is the slowest step of a small upload on some file systems; made ahead, it costs the
-    // next request nothing.
-    static void prepareSpare(const QString& uploadFolder);
-    // The connection left this thread: its file made ahead goes (it never had a name).
-    static void dropSpare();
-
 private:
     void endPart();
     void flush();
@@ -55,6 +49,7 @@ private:
 
     QString mFolder;
     qint64 mQuota = 0;
+    SpareFiles* mSpares = nullptr;
     qint64 mFileBytes = 0;
     bool mOverQuota = false;
     QString mFieldName;
