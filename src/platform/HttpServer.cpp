@@ -620,8 +620,10 @@ bool HttpServer::start(const QString& host, const QList<int>& ports)
         if (d->logLevel <= Info)
             log(QStringLiteral("Web server: could not listen on port %1").arg(port));
     }
-    if (!d->uploadFolder.isEmpty())
+    if (!d->uploadFolder.isEmpty()) {
         d->spares = std::make_unique<SpareFiles>(d->uploadFolder);
+        front->setAfterAnswer([spares = d->spares.get()] { spares->refill(); });
+    }
     if (bound <= 0 || !front->start()) {
         d->spares.reset();
         return false;

@@ -369,6 +369,7 @@ void HttpServerFront::closeAfterThisResponse() { tCloseAfterResponse = true; }
 
 struct HttpServerFront::Impl {
     Serve serve;
+    std::function<void()> afterAnswer;
     Descriptor listener;
     Descriptor poller;
     Descriptor wake;
@@ -567,6 +568,8 @@ struct HttpServerFront::Impl {
                 ok = serve(stream, std::string_view(c->buffer).substr(0, c->headerBytes), last, closed);
                 ok = stream.flush() && ok;
             }
+            if (afterAnswer)
+                afterAnswer();
             const bool keep = ok && !closed && !last && !tCloseAfterResponse && !stopping;
             if (keep && nextHeaderArrived(*c))
                 continue;
@@ -648,6 +651,8 @@ HttpServerFront::HttpServerFront(Serve serve) : d(std::make_unique<Impl>()) { d-
 HttpServerFront::~HttpServerFront() { stop(); }
 
 void HttpServerFront::setTransferWindow(int seconds) { d->transferWindowSeconds = std::max(1, seconds); }
+
+void HttpServerFront::setAfterAnswer(std::function<void()> afterAnswer) { d->afterAnswer = std::move(afterAnswer); }
 
 void HttpServerFront::setTls(std::shared_ptr<TlsContext> context) { d->tls = std::move(context); }
 

@@ -46,6 +46,10 @@ public:
     bool start();
     void stop();
 
+    // Runs on the worker after each answer has left: work that need not delay the answer.
+    // Set before start.
+    void setAfterAnswer(std::function<void()> afterAnswer);
+
     // A handler that answered without reading the whole body marks its connection for closing.
     static void closeAfterThisResponse();
     // Shorter windows, for tests of slow clients.

@@ -20,7 +20,7 @@ public:
     static constexpr qsizetype kMaxFieldBytes = 64 * 1024;
     static constexpr int kMaxFileParts = 32;
     static constexpr qsizetype kFlushBytes = 1 << 20;
-    static constexpr qsizetype kDirectBytes = 64 * 1024;  // written without gathering
+    static constexpr qsizetype kDirectBytes = 16 * 1024;  // written without gathering
 
     // quota: the most file bytes one request may bring (0: no limit); spares: files of no name
     // made ahead in uploadFolder, taken before making one.

@@ -53,8 +53,17 @@ int SpareFiles::take()
             mReady.pop_front();
         }
     }
-    mWake.notify_one();
     return fd;
+}
+
+void SpareFiles::refill()
+{
+    {
+        std::lock_guard lock(mMutex);
+        if (!mWanted || int(mReady.size()) >= kAhead)
+            return;
+    }
+    mWake.notify_one();
 }
 
 void SpareFiles::dropAll()

@@ -24,8 +24,11 @@ public:
     SpareFiles& operator=(const SpareFiles&) = delete;
 
     // A descriptor of a file of no name in the folder, now the caller's; -1 when none is
-    // ready (or the folder is no longer the one they were made in). Asks for the next.
+    // ready (or the folder is no longer the one they were made in).
     int take();
+    // Has the thread make up for what was taken: called once the request's answer has left,
+    // so that waking the thread does not delay it.
+    void refill();
 
 private:
     void run();

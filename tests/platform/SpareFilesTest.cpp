@@ -28,10 +28,15 @@ int heldIn(const QString& folder)
     return held;
 }
 
+// As a request takes one, and asks for more once answered.
 int takeWhenReady(SpareFiles& spares)
 {
     int fd = -1;
-    waitUntil([&] { return (fd = spares.take()) >= 0; });
+    waitUntil([&] {
+        fd = spares.take();
+        spares.refill();
+        return fd >= 0;
+    });
     return fd;
 }
 
@@ -47,7 +52,12 @@ TEST(SpareFiles, MadeWhenAskedNamelessUntilLinkedAndOnlyFromTheirOwnFolder)
     // Nothing is made before an upload asks.
     QThread::msleep(100);
     EXPECT_EQ(heldIn(dir), 0);
+    // Nor while the request that asked is still being answered.
     EXPECT_EQ(spares->take(), -1);
+    QThread::msleep(100);
+    EXPECT_EQ(heldIn(dir), 0);
+    spares->refill();
+    EXPECT_TRUE(waitUntil([&] { return heldIn(dir) == SpareFiles::kAhead; }));
 
     int fd = takeWhenReady(*spares);
     ASSERT_GE(fd, 0);
