@@ -109,7 +109,9 @@ private:
     std::optional<platform::HttpResponse> storeUpload(platform::UploadedFile& file, const QString& relativePath,
                                                       QString* arrived = nullptr);
     // Links a received file of no name into the library under wanted's first free name.
-    static std::optional<QString> linkUpload(const platform::UnnamedFile& file, const QString& wanted);
+    // firstFree: the free name for wanted that the checks saw, tried first.
+    static std::optional<QString> linkUpload(const platform::UnnamedFile& file, const QString& wanted,
+                                             const QString& firstFree);
     platform::HttpResponse loginPage(int status, const QString& message) const;
     // Where resumable upload id collects (empty for an id that is not one of ours).
     QString resumablePartPath(const QString& id) const;
