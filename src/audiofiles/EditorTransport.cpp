@@ -29,6 +29,9 @@ void EditorTransport::setItem(const QString& path, FilePlayer::Type type, double
     mType = path.isEmpty() ? FilePlayer::kNone : type;
     mLength = length;
     mSelection = {0, length};
+    // Ticks are filtered by file: the shown file's time and cursor follow play even when the
+    // browser's preview started it.
+    mPlayer->setDelegate(this);
     emit positionChanged(0);
     emit playingChanged(playingThis());
 }

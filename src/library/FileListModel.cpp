@@ -300,7 +300,7 @@ QVariant FileListModel::data(const QModelIndex& index, int role) const
     case IsFolderRole:
         return item.isDirectory;
     case IsAudioRole:
-        return !item.isDirectory && Utils::fileIsAudio(item.path);
+        return !item.isDirectory && !item.isBroken && Utils::fileIsAudio(item.path);
     case IsSystemRole:
         return item.isSys;
     case IsArrivingRole:
@@ -308,7 +308,7 @@ QVariant FileListModel::data(const QModelIndex& index, int role) const
     case IsPlayingRole:
         return !mPlayingPath.isEmpty() && item.path == mPlayingPath;
     case PreviewLabelRole:
-        if (item.isDirectory || !Utils::fileIsAudio(item.path))
+        if (item.isDirectory || item.isBroken || !Utils::fileIsAudio(item.path))
             return {};
         return QStringLiteral("Preview play %1").arg(RowTexts::titleForItem(item));
     default:

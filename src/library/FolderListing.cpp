@@ -43,6 +43,7 @@ void fillStatus(LibraryItem& item, const struct stat* st)
     item.isDirectory = st && S_ISDIR(st->st_mode);
     item.size = st ? qint64(st->st_size) : 0;
     item.date = st ? qint64(st->st_mtim.tv_sec) : 0;
+    item.isBroken = !st;
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "library/KeepExtensionName.h"
 
 #include <QFileInfo>
+#include <QStringList>
 
 namespace KeepExtensionName {
 
@@ -28,6 +29,19 @@ QString finalName(const QString& typed, const QString& originalName, bool keep)
     QString name = keep && !ext.isEmpty() ? typed + QLatin1Char('.') + ext : typed;
     name.replace(QLatin1Char('/'), QLatin1Char('_'));
     return name;
+}
+
+QString hint(const QString& typed, const QString& originalName, bool keep)
+{
+    if (typed.trimmed().isEmpty())
+        return {};
+    QStringList lines;
+    if (typed.contains(QLatin1Char('/')))
+        lines << QStringLiteral("\u201c/\u201d can't be part of a name: it becomes \u201c_\u201d.");
+    // The WiFi drive and the folder picker leave such names out, as file managers hide them.
+    if (finalName(typed, originalName, keep).startsWith(QLatin1Char('.')))
+        lines << QStringLiteral("Names that start with \u201c.\u201d are hidden from the WiFi drive and the folder picker.");
+    return lines.join(QLatin1Char('\n'));
 }
 
 }  // namespace KeepExtensionName

@@ -13,5 +13,8 @@ QString fieldText(const QString& text, const QString& originalName, bool keep);
 // The chosen name: with keep on and an original extension, it is appended; every "/"
 // becomes "_".
 QString finalName(const QString& typed, const QString& originalName, bool keep);
+// What the editor says under the field about the name typed, before it is chosen; empty
+// when there is nothing to say.
+QString hint(const QString& typed, const QString& originalName, bool keep);
 
 }  // namespace KeepExtensionName

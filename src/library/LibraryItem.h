@@ -11,6 +11,7 @@ struct LibraryItem {
     qint64 date = 0;           // last modification, whole seconds since the epoch; 0 when unreadable
     bool isSys = false;        // a system item: never deleted, moved or renamed
     QString title;             // shown instead of the name when set
+    bool isBroken = false;     // its status can't be read: a link whose target is gone
 
     bool operator==(const LibraryItem&) const = default;
 };

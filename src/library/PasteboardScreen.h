@@ -18,6 +18,8 @@ public:
     virtual bool canPaste() const = 0;
     // Copies the items to the desktop clipboard, and a file's bytes to the general pasteboard.
     virtual void copyItems(QWidget* host, const QStringList& paths) = 0;
+    // Puts the items on the desktop clipboard to be moved: the next paste moves them (once).
+    virtual void cutItems(QWidget* host, const QStringList& paths) = 0;
     // Copies the files onto the AudioCopy history, one slot each.
     virtual void bulkAudioCopy(QWidget* host, const QStringList& paths) = 0;
     // The editor's copy: asks which pasteboard, then copies the file there.
@@ -25,9 +27,10 @@ public:
     virtual void sendToKormix(QWidget* host, const QString& path) = 0;
     // The twelve AudioCopy slots, to audition and paste into folder.
     virtual void showPasteboards(QWidget* host, const QString& folder) = 0;
-    // Files drag out of list (the paths the list has picked) and drop into its folder.
-    virtual void attachToList(QAbstractItemView* list, std::function<QString()> folder,
-                              std::function<QStringList()> pickedPaths) = 0;
+    // Files drag out of list (the paths the list has picked) and drop into its folder; its
+    // own items dropped on one of its folder rows go to moveInto.
+    virtual void attachToList(QAbstractItemView* list, std::function<QString()> folder, std::function<QStringList()> pickedPaths,
+                              std::function<void(const QStringList& items, const QString& folder)> moveInto) = 0;
 
 protected:
     ~PasteboardScreen() = default;

@@ -39,6 +39,13 @@ QString titleForItem(const LibraryItem& item)
     return title;
 }
 
+QString oneLineName(const QString& path)
+{
+    LibraryItem item;
+    item.path = path;
+    return titleForItem(item);
+}
+
 qint64 daysBetweenDate(const QDateTime& first, const QDateTime& second)
 {
     if (!first.isValid() || !second.isValid())
@@ -96,6 +103,10 @@ namespace {
 // The row's second line; a folder's picture goes to imageName when given.
 void appendSubtitle(QString& text, const LibraryItem& item, const QDateTime& now, QString* imageName)
 {
+    if (!item.isDirectory && item.isBroken) {
+        text += QLatin1StringView("Broken link");
+        return;
+    }
     if (!item.isDirectory) {
         appendDateText(text, item.date);
         text += kSubtitleJoin;
@@ -153,6 +164,8 @@ QStringList iconNamesForItem(const LibraryItem& item)
             return {QStringLiteral("folder-publicshare"), QStringLiteral("folder-remote"), QStringLiteral("folder")};
         return {QStringLiteral("folder")};
     }
+    if (item.isBroken)
+        return {QStringLiteral("emblem-unreadable"), QStringLiteral("emblem-symbolic-link"), QStringLiteral("application-x-generic")};
     QStringList names;
     // By name only: reading every file's first bytes would cost a disk access per row.
     const QMimeType mime = QMimeDatabase().mimeTypeForFile(item.path, QMimeDatabase::MatchExtension);

@@ -18,6 +18,8 @@ struct Row {
 // "title" when set, else the path's last component; control characters (a newline in a
 // name) show as "?" so that a row stays one line.
 QString titleForItem(const LibraryItem& item);
+// The same for a path's last component, wherever a name is shown on one line.
+QString oneLineName(const QString& path);
 // Whole days from first to second, truncated toward zero; 0 when either is invalid.
 qint64 daysBetweenDate(const QDateTime& first, const QDateTime& second);
 // The browser's date text, in local time.

@@ -24,6 +24,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <zlib.h>
 
 namespace platform {
 namespace {
@@ -151,6 +152,30 @@ bool compressible(const QByteArray& type)
     return type.startsWith("text/") || type.contains("json") || type.contains("javascript") || type.contains("xml");
 }
 
+bool acceptsEncoding(const httplib::Request& req, const char* encoding)
+{
+    return req.get_header_value("Accept-Encoding").find(encoding) != std::string::npos;
+}
+
+// The HTTP library compresses with brotli at its slowest setting whenever a client accepts it
+// (browsers over HTTPS do): seconds for a large listing. What we hold in memory goes out gzipped
+// by us instead, which leaves the library nothing to compress.
+std::optional<std::string> gzipped(const QByteArray& body)
+{
+    z_stream z{};
+    if (deflateInit2(&z, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+        return std::nullopt;
+    std::string out(deflateBound(&z, uLong(body.size())), '\0');
+    z.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(body.constData()));
+    z.avail_in = uInt(body.size());
+    z.next_out = reinterpret_cast<Bytef*>(out.data());
+    z.avail_out = uInt(out.size());
+    const bool done = deflate(&z, Z_FINISH) == Z_STREAM_END;
+    out.resize(z.total_out);
+    deflateEnd(&z);
+    return done ? std::optional<std::string>(std::move(out)) : std::nullopt;
+}
+
 std::string contentDisposition(const QString& name)
 {
     QByteArray ascii;
@@ -198,8 +223,9 @@ void sendFile(const httplib::Request& req, httplib::Response& res, const HttpRes
         res.set_content(std::string(), type);
         return;
     }
-    const bool gzip = req.ranges.empty() && compressible(r.contentType)
-                      && req.get_header_value("Accept-Encoding").find("gzip") != std::string::npos;
+    // (Not where the library would choose brotli: see gzipped().)
+    const bool gzip = req.ranges.empty() && compressible(r.contentType) && acceptsEncoding(req, "gzip")
+                      && !acceptsEncoding(req, "br");
     // One buffer for the whole response, never cleared: each piece is read over the last.
     auto buffer = std::shared_ptr<char[]>(std::make_unique_for_overwrite<char[]>(kFileChunkBytes));
     auto readInto = [file, buffer](size_t offset, size_t length, httplib::DataSink& sink) {
@@ -248,6 +274,16 @@ void apply(const httplib::Request& req, httplib::Response& res, const HttpRespon
         return;
     }
     res.status = r.status;
+    if (req.ranges.empty() && compressible(r.contentType) && acceptsEncoding(req, "gzip")) {
+        if (std::optional<std::string> packed = gzipped(r.body)) {
+            res.set_header("Content-Encoding", "gzip");
+            const auto body = std::make_shared<const std::string>(std::move(*packed));
+            res.set_content_provider(body->size(), toStd(r.contentType), [body](size_t offset, size_t length, httplib::DataSink& sink) {
+                return sink.write(body->data() + offset, length);
+            });
+            return;
+        }
+    }
     res.set_content(toStd(r.body), toStd(r.contentType));
 }
 

@@ -8,6 +8,7 @@
 #include "platform/TlsContext.h"
 #include "wifidrive/GCDWebServerDelegate.h"
 
+#include <QFileInfo>
 #include <QPointer>
 #include <QSysInfo>
 #include <atomic>
@@ -50,6 +51,8 @@ bool GCDWebServer::startWithPort(int port, const QString& bonjourName)
                                                  {machine, machine + QStringLiteral(".local"), QStringLiteral("localhost"),
                                                   QStringLiteral("127.0.0.1"), platform::primaryIPv4Address()});
         if (!tls) {
+            mStartFailure = QStringLiteral("No certificate for HTTPS could be made or read in %1.")
+                                .arg(QFileInfo(certificatePath()).path());
             platform::log(QStringLiteral("Web server failed starting: no certificate for HTTPS"));
             return false;
         }
@@ -62,9 +65,13 @@ bool GCDWebServer::startWithPort(int port, const QString& bonjourName)
     if (port != 0)
         ports << 0;
     if (!mHttp.start(mBindAddress, ports)) {
+        mStartFailure = QStringLiteral("No port could be opened on %1 (port %2 and the ports tried after it are taken or not allowed).")
+                            .arg(mBindAddress)
+                            .arg(ports.front());
         platform::log(QStringLiteral("Web server failed starting on port %1").arg(port));
         return false;
     }
+    mStartFailure.clear();
     if (gLogLevel <= platform::HttpServer::Info) {
         const QString url = serverURL();
         platform::log(url.isEmpty() ? QStringLiteral("Web server started on port %1 without a local network").arg(this->port())

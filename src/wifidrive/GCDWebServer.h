@@ -48,6 +48,8 @@ public:
     // A null bonjourName publishes nothing; an empty one publishes under the host name.
     bool startWithPort(int port, const QString& bonjourName);
     void stop();
+    // Why the last start failed, for people to read; empty after a start that succeeded.
+    QString startFailure() const { return mStartFailure; }
     bool isRunning() const { return mHttp.isRunning(); }
     int port() const { return mHttp.port(); }
     // "http://ADDRESS/" (with ":PORT" unless 80; "https://" and 443 with HTTPS); empty
@@ -72,6 +74,7 @@ private:
     QString mBindAddress = QStringLiteral("0.0.0.0");
     bool mUsesHttps = false;
     QString mFingerprint;  // main thread
+    QString mStartFailure;  // main thread
     mutable std::mutex mMutex;
     QString mBonjourHost;
 };

@@ -54,6 +54,22 @@ QString appVersion()
 
 HttpResponse emptyObject(const QByteArray& type = kJsonType) { return HttpResponse::data("{}", type); }
 
+// The drive's own pages are never shown inside another site's page, where clicks on them
+// could be stolen.
+HttpResponse unframed(HttpResponse page)
+{
+    page.headers.append({QByteArrayLiteral("Content-Security-Policy"), QByteArrayLiteral("frame-ancestors 'none'")});
+    page.headers.append({QByteArrayLiteral("X-Frame-Options"), QByteArrayLiteral("DENY")});
+    return page;
+}
+
+HttpResponse seeOther(const QByteArray& location)
+{
+    HttpResponse back = HttpResponse::text(303, QStringLiteral("See %1").arg(QString::fromLatin1(location)));
+    back.headers.append({QByteArrayLiteral("Location"), location});
+    return back;
+}
+
 QString errnoText() { return QString::fromLocal8Bit(std::strerror(errno)); }
 
 }  // namespace
@@ -134,6 +150,9 @@ void GCDWebUploader::prepareToStart()
     route("POST", QStringLiteral("/delete"), &GCDWebUploader::deleteItem);
     route("POST", QStringLiteral("/create"), &GCDWebUploader::createDirectory);
     route("POST", QStringLiteral("/login"), &GCDWebUploader::logIn);
+    route("POST", QStringLiteral("/logout"), &GCDWebUploader::logOut);
+    // The address a wrong password left in the address bar, reloaded or kept as a bookmark.
+    http().addRoute("GET", QStringLiteral("/login"), [](HttpRequest&) { return seeOther("/"); });
     route("GET", QStringLiteral("/upload-chunk"), &GCDWebUploader::uploadOffset);
     http().addRawPostRoute(QStringLiteral("/upload-chunk"), [this](HttpRequest& r, const platform::HttpServer::BodyReader& read) {
         const WebPaths::RequestScope scope;
@@ -207,7 +226,7 @@ HttpResponse GCDWebUploader::loginPage(int status, const QString& message) const
     };
     HttpResponse page = WebUploaderSite::file(QStringLiteral("/login.html"), variables).value_or(HttpResponse());
     page.status = status;
-    return page;
+    return unframed(std::move(page));
 }
 
 HttpResponse GCDWebUploader::logIn(const HttpRequest& request)
@@ -223,8 +242,16 @@ HttpResponse GCDWebUploader::logIn(const HttpRequest& request)
     case WebSessions::Login::Accepted:
         break;
     }
-    HttpResponse back = HttpResponse::text(303, QStringLiteral("Logged in"));
-    back.headers.append({QByteArrayLiteral("Location"), QByteArrayLiteral("/")});
+    HttpResponse back = seeOther("/");
+    back.headers.append({QByteArrayLiteral("Set-Cookie"), cookie});
+    return back;
+}
+
+HttpResponse GCDWebUploader::logOut(const HttpRequest& request)
+{
+    QByteArray cookie;
+    mSessions.logOut(request.header("cookie"), http().usesTls(), &cookie);
+    HttpResponse back = seeOther("/");
     back.headers.append({QByteArrayLiteral("Set-Cookie"), cookie});
     return back;
 }
@@ -410,6 +437,7 @@ HttpResponse GCDWebUploader::uploadFile(HttpRequest& request)
         if (file.fieldName != QLatin1String("files[]"))
             continue;
         any = true;
+        file.fileName = WebPaths::formFileName(file.fileName);
         std::optional<HttpResponse> refusal = storeUpload(file, relativePath);
         if (refusal && !firstRefusal)
             firstRefusal = std::move(refusal);
@@ -561,8 +589,11 @@ HttpResponse GCDWebUploader::page(const HttpRequest& request)
         {QStringLiteral("prologue"), prologue()},
         {QStringLiteral("epilogue"), epilogue()},
         {QStringLiteral("footer"), footer()},
+        {QStringLiteral("logout"), hasPassword() ? QString() : QStringLiteral("hidden")},
+        {QStringLiteral("deletesfolders"), deletesFolders() ? QStringLiteral("yes") : QStringLiteral("no")},
+        {QStringLiteral("hiddenitems"), mAllowHiddenItems ? QStringLiteral("yes") : QStringLiteral("no")},
     };
     if (std::optional<HttpResponse> response = WebUploaderSite::file(request.path, variables))
-        return *response;
+        return unframed(std::move(*response));
     return refuse(404, QStringLiteral("\"%1\" does not exist").arg(request.path));
 }

@@ -61,6 +61,8 @@ public:
     virtual bool shouldMoveItemFromPath(const QString& fromPath, const QString& toPath);
     virtual bool shouldDeleteItemAtPath(const QString& path);
     virtual bool shouldCreateDirectoryAtPath(const QString& path);
+    // False when shouldDeleteItemAtPath refuses every folder: the page then offers no Delete for them.
+    virtual bool deletesFolders() const { return true; }
 
     // The route handlers, callable without a socket.
     platform::HttpResponse listDirectory(const platform::HttpRequest& request);
@@ -76,6 +78,8 @@ public:
     platform::HttpResponse downloadFolder(const platform::HttpRequest& request);
     // The login page's form: field "password"; a session cookie and back to the page.
     platform::HttpResponse logIn(const platform::HttpRequest& request);
+    // Ends the browser's session and shows the login page again.
+    platform::HttpResponse logOut(const platform::HttpRequest& request);
     // Resumable uploads (see uploadChunk's comment in GCDWebUploaderResume.cpp): how much of
     // upload "id" arrived, and the next piece of it.
     platform::HttpResponse uploadOffset(const platform::HttpRequest& request);

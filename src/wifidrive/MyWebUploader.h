@@ -13,6 +13,7 @@ public:
     bool shouldMoveItemFromPath(const QString& fromPath, const QString& toPath) override;
     bool shouldCreateDirectoryAtPath(const QString& path) override;
     bool shouldUploadFileAtPath(const QString& path, const QString& temporaryPath) override;
+    bool deletesFolders() const override { return false; }
 
 protected:
     QStringList linkedFolders() const override;

@@ -253,6 +253,26 @@ bool hasHiddenPart(const QString& resolvedPath, const QStringList& resolvedAllow
     return std::any_of(parts.begin(), parts.end(), [](const QString& part) { return part.startsWith(QLatin1Char('.')); });
 }
 
+QString formFileName(const QString& sent)
+{
+    QString name;
+    name.reserve(sent.size());
+    for (qsizetype i = 0; i < sent.size(); ++i) {
+        const QStringView code = QStringView(sent).mid(i + 1, 2);
+        const QChar decoded = code.compare(u"22", Qt::CaseInsensitive) == 0   ? QLatin1Char('"')
+                              : code.compare(u"0D", Qt::CaseInsensitive) == 0 ? QLatin1Char('\r')
+                              : code.compare(u"0A", Qt::CaseInsensitive) == 0 ? QLatin1Char('\n')
+                                                                              : QChar();
+        if (sent.at(i) == QLatin1Char('%') && !decoded.isNull()) {
+            name += decoded;
+            i += 2;
+        } else {
+            name += sent.at(i);
+        }
+    }
+    return name;
+}
+
 bool isValidName(const QString& name)
 {
     return !name.isEmpty() && !name.contains(QLatin1Char('/')) && !name.contains(QChar(0))

@@ -45,6 +45,10 @@ bool isInside(const QString& resolvedPath, const QStringList& resolvedAllowedFol
 // in none of them is checked whole.
 bool hasHiddenPart(const QString& resolvedPath, const QStringList& resolvedAllowedFolders);
 
+// An uploaded file's name as browsers (and curl) write it into a form: '"', CR and LF arrive
+// as "%22", "%0D" and "%0A", and nothing else is escaped.
+QString formFileName(const QString& sent);
+
 // A single name (an uploaded file's): not empty, no '/', no NUL, not "." or "..", not too long.
 bool isValidName(const QString& name);
 

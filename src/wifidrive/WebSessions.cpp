@@ -157,20 +157,46 @@ bool WebSessions::hasPassword() const
     return !mHash.isEmpty();
 }
 
-bool WebSessions::sessionIn(const QByteArray& cookieHeader) const
+QList<QByteArray> WebSessions::tokensIn(const QByteArray& cookieHeader)
 {
     const QByteArray prefix = QByteArray(kCookieName) + '=';
+    QList<QByteArray> tokens;
     for (const QByteArray& part : cookieHeader.split(';')) {
         const QByteArray cookie = part.trimmed();
-        if (!cookie.startsWith(prefix))
-            continue;
-        const QByteArray digest = digestOf(cookie.mid(prefix.size()));
-        const qint64 at = now();
+        if (cookie.startsWith(prefix))
+            tokens << cookie.mid(prefix.size());
+    }
+    return tokens;
+}
+
+bool WebSessions::sessionIn(const QByteArray& cookieHeader) const
+{
+    const qint64 at = now();
+    for (const QByteArray& token : tokensIn(cookieHeader)) {
+        const QByteArray digest = digestOf(token);
         if (std::any_of(mSessions.begin(), mSessions.end(),
                         [&](const Session& s) { return s.expires > at && sameBytes(s.digest, digest); }))
             return true;
     }
     return false;
+}
+
+void WebSessions::logOut(const QByteArray& cookieHeader, bool secure, QByteArray* cookie)
+{
+    {
+        std::lock_guard lock(mMutex);
+        bool ended = false;
+        for (const QByteArray& token : tokensIn(cookieHeader)) {
+            const QByteArray digest = digestOf(token);
+            const auto gone = std::remove_if(mSessions.begin(), mSessions.end(),
+                                             [&](const Session& s) { return sameBytes(s.digest, digest); });
+            ended = ended || gone != mSessions.end();
+            mSessions.erase(gone, mSessions.end());
+        }
+        if (ended)
+            save();
+    }
+    *cookie = QByteArray(kCookieName) + "=; Path=/; Max-Age=0; HttpOnly; SameSite=Strict" + (secure ? "; Secure" : "");
 }
 
 bool WebSessions::admits(const QString& client, const QByteArray& cookieHeader, const QByteArray& authorization)

@@ -41,6 +41,9 @@ public:
     Login logIn(const QString& client, const QByteArray& password, bool secure, QByteArray* cookie);
     // Too many wrong passwords from client lately.
     bool blocked(const QString& client);
+    // Ends the sessions the Cookie header names, here and in the store; *cookie is the
+    // Set-Cookie value that makes the browser forget its token.
+    void logOut(const QByteArray& cookieHeader, bool secure, QByteArray* cookie);
 
 private:
     struct Session {
@@ -49,6 +52,7 @@ private:
     };
     void noteFailure(const QString& client);
     bool sessionIn(const QByteArray& cookieHeader) const;
+    static QList<QByteArray> tokensIn(const QByteArray& cookieHeader);
     // The store's hash and its sessions still valid; nullopt when there is no trustworthy store.
     std::optional<std::pair<QString, std::deque<Session>>> load() const;
     void save() const;  // with mMutex held

@@ -61,6 +61,12 @@ TEST(DetailViewController, ShowsWaveformFollowsRenamesAndDeletesAndSavesNotes)
     // Notes: edited text is written back when another item is shown.
     const QString notes = lib + "/notes.txt";
     writeFile(notes, "first line");
+    // A name with a line break stays on one line in the titles, as in the list.
+    const QString twoLines = lib + "/odd\nname.txt";
+    writeFile(twoLines, "x");
+    detail.setDetailItem(twoLines);
+    EXPECT_EQ(detail.windowTitle(), "odd?name.txt");
+    EXPECT_EQ(detail.infoText(), "odd?name.txt");
     detail.setDetailItem(notes);
     EXPECT_EQ(detail.notesView()->toPlainText(), "first line");
     LogCapture log;

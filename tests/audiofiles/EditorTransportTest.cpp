@@ -227,6 +227,27 @@ TEST(EditorTransport, LoopRewindCursorAndFadesFollowPlay)
     EXPECT_TRUE(player.isPlaying());
     player.stop();
 
+    // The browser's preview of the shown file moves the shown time; a preview of another
+    // file does not.
+    {
+        EditorTransport shown{&player};
+        QSignalSpy ticks(&shown, &EditorTransport::positionChanged);
+        shown.setItem(other, FilePlayer::kAudio, 1.0);
+        ASSERT_TRUE(player.loadAudioURL(other));
+        player.play();
+        pullPlayer(player, kRate / 5);
+        ticks.clear();
+        player.timerCallback();
+        ASSERT_EQ(ticks.count(), 1);
+        EXPECT_NEAR(ticks.last().first().toDouble(), 0.2, 0.05);
+        ASSERT_TRUE(player.loadAudioURL(rig.file));
+        player.play();
+        ticks.clear();
+        player.timerCallback();
+        EXPECT_EQ(ticks.count(), 0);
+        player.stop();
+    }
+
     // Nothing to play: presses do nothing.
     t.setItem(QString(), FilePlayer::kNone, 0);
     t.playPress();

@@ -4,6 +4,8 @@
 #include "exchange/screens/LibraryExchange.h"
 #include "exchange/screens/PasteboardHistoryViewController.h"
 #include "library/FileListModel.h"
+#include "library/UndoStack.h"
+#include "library/Utils.h"
 #include "library/screens/FileListView.h"
 #include "library/screens/MasterViewController.h"
 #include "platform/Pasteboard.h"
@@ -94,9 +96,30 @@ TEST(LibraryExchange, CopyPutsTheFileOnTheClipboardAndPasteBringsOutsideFilesIn)
     ASSERT_EQ(onClipboard, QStringList({lib + "/Take.wav"}));
     EXPECT_EQ(readFile(onClipboard.first()), readFile(lib + "/Take.wav"));
     ASSERT_TRUE(waitUntil([] { return AudioCopyPaste1::hasGeneralPasteboardData(); }));
-    // Our own copy on the clipboard: the paste takes the general pasteboard's copy.
+    // Our own copy on the clipboard: a named paste takes the general pasteboard's sound.
     EXPECT_EQ(exchange.audioPaste(&window, lib, "Again"), lib + "/Again.wav");
     EXPECT_EQ(readFile(lib + "/Again.wav"), readFile(lib + "/Take.wav"));
+    // A plain paste brings the copied items themselves, under their own names, a folder with
+    // all it holds and several at once; a folder pasted into itself is refused, not repeated.
+    writeFile(lib + "/Drums/snare.wav", "snare");
+    writeFile(lib + "/Notes.txt", "notes");
+    exchange.copyItems(&window, {lib + "/Take.wav", lib + "/Drums", lib + "/Notes.txt"});
+    ASSERT_TRUE(exchange.canPaste());
+    EXPECT_EQ(exchange.audioPaste(&window, lib + "/Drums", {}), lib + "/Drums/Notes.txt");
+    ASSERT_TRUE(waitUntil([&] { return QFile::exists(lib + "/Drums/Notes.txt"); }));
+    EXPECT_EQ(readFile(lib + "/Drums/Take.wav"), readFile(lib + "/Take.wav"));
+    EXPECT_FALSE(QFile::exists(lib + "/Drums/Drums"));
+    EXPECT_EQ(readFile(lib + "/Drums/snare.wav"), "snare");
+    exchange.audioPaste(&window, lib, {});
+    ASSERT_TRUE(waitUntil([&] { return QFile::exists(lib + "/Notes(1).txt"); }));
+    ASSERT_TRUE(waitUntil([&] { return QFile::exists(lib + "/Drums(1)/snare.wav"); }));
+    EXPECT_EQ(readFile(lib + "/Take(1).wav"), readFile(lib + "/Take.wav"));
+    EXPECT_EQ(readFile(lib + "/Drums(1)/Take.wav"), readFile(lib + "/Take.wav"));
+    // Copied items gone before the paste: nothing of ours is left to paste but the sound.
+    exchange.copyItems(&window, {lib + "/Drums(1)"});
+    ASSERT_TRUE(QDir(lib + "/Drums(1)").removeRecursively());
+    EXPECT_NE(exchange.audioPaste(&window, lib, {}), lib + "/Drums(1)");
+    EXPECT_FALSE(QFile::exists(lib + "/Drums(1)"));
 
     // Another program puts a file and a folder on the clipboard later: they are copied in.
     writeFile(tree.path("outside/Loop.wav"), "loop bytes");
@@ -152,6 +175,66 @@ TEST(LibraryExchange, FilesDroppedOnTheListArriveUnderFreeNamesAndOurOwnDragIsIg
     const auto ours = DesktopClipboardData::mimeDataForFiles({lib + "/Loop.wav"});
     EXPECT_FALSE(drop(ours.get()));
     EXPECT_FALSE(QFile::exists(lib + "/Loop(2).wav"));
+
+    // Dropped on a folder row of its own list, it moves into that folder; on the Trash row it
+    // goes to the Trash; on a file row, or a folder on itself or below itself, nothing moves.
+    QDir().mkpath(lib + "/Kit/Deep");
+    QDir().mkpath(Utils::trashcanURL());
+    UndoStack undo;
+    browser->setUndoStack(&undo);
+    ASSERT_TRUE(waitUntil([&] { return browser->model()->rowForItemWithPath(lib + "/Kit") >= 0
+                                       && browser->model()->rowForItemWithPath(Utils::trashcanURL()) >= 0; }));
+    auto centre = [&](const QString& row) {
+        return browser->tableView()->visualRect(browser->model()->index(browser->model()->rowForItemWithPath(row))).center();
+    };
+    // As a person drags: it enters over the row it starts from, moves to the row, drops.
+    auto dropOn = [&](const QString& row, QMimeData* data) {
+        QDragEnterEvent enter(centre(DesktopClipboardData::filesFromMimeData(data).first()), Qt::CopyAction, data,
+                              Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(viewport, &enter);
+        EXPECT_TRUE(enter.isAccepted());
+        QDragMoveEvent move(centre(row), Qt::CopyAction, data, Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(viewport, &move);
+        QDropEvent event(QPointF(centre(row)), Qt::CopyAction, data, Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(viewport, &event);
+        return move.isAccepted() && event.isAccepted();
+    };
+    const auto kit = DesktopClipboardData::mimeDataForFiles({lib + "/Kit"});
+    EXPECT_FALSE(dropOn(lib + "/Kit", kit.get()));
+    EXPECT_FALSE(dropOn(lib + "/Loop.wav", ours.get()));
+    const auto two = DesktopClipboardData::mimeDataForFiles({lib + "/Loop.wav", lib + "/Loop(1).wav"});
+    EXPECT_TRUE(dropOn(lib + "/Kit", two.get()));
+    EXPECT_EQ(readFile(lib + "/Kit/Loop.wav"), "mine");
+    EXPECT_EQ(readFile(lib + "/Kit/Loop(1).wav"), "theirs");
+    EXPECT_FALSE(QFile::exists(lib + "/Loop.wav"));
+    ASSERT_TRUE(waitUntil([&] { return browser->model()->rowForItemWithPath(lib + "/Loop.wav") < 0; }));
+    // The move can be undone like one made with Move.
+    ASSERT_TRUE(undo.undo());
+    EXPECT_EQ(readFile(lib + "/Loop.wav"), "mine");
+    ASSERT_TRUE(waitUntil([&] { return browser->model()->rowForItemWithPath(lib + "/Loop.wav") >= 0; }));
+    EXPECT_TRUE(dropOn(Utils::trashcanURL(), ours.get()));
+    EXPECT_FALSE(QFile::exists(lib + "/Loop.wav"));
+    EXPECT_EQ(QDir(Utils::trashcanURL()).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(), 1);
+
+    // Cut and paste moves, once, and can be undone; pasted where the item is, nothing happens
+    // and the cut waits for another folder.
+    writeFile(lib + "/Cut.wav", "cut");
+    // A browser that came and went (a folder opened, then left) leaves the paste working.
+    {
+        MasterViewController gone;
+        gone.setPasteboardScreen(&exchange);
+    }
+    exchange.cutItems(&window, {lib + "/Cut.wav"});
+    EXPECT_TRUE(exchange.audioPaste(&window, lib, {}).isEmpty());
+    EXPECT_EQ(readFile(lib + "/Cut.wav"), "cut");
+    EXPECT_EQ(exchange.audioPaste(&window, lib + "/Kit", {}), lib + "/Kit/Cut.wav");
+    EXPECT_EQ(readFile(lib + "/Kit/Cut.wav"), "cut");
+    EXPECT_FALSE(QFile::exists(lib + "/Cut.wav"));
+    exchange.audioPaste(&window, lib + "/Kit/Deep", {});
+    EXPECT_FALSE(QFile::exists(lib + "/Kit/Deep/Cut.wav"));
+    EXPECT_TRUE(QFile::exists(lib + "/Kit/Cut.wav"));
+    ASSERT_TRUE(undo.undo());
+    EXPECT_EQ(readFile(lib + "/Cut.wav"), "cut");
 }
 
 TEST(LibraryExchange, HistoryScreenListsTheRingNewestFirstAndPastesASlot)

@@ -176,4 +176,13 @@ TEST(BrowserLook, SearchWithoutResultsSaysSo)
     master->cancelSearch();
     EXPECT_EQ(master->model()->rowCount(), 2);
     EXPECT_EQ(master->emptyText(), "");
+
+    // An empty folder says how files get in, until one arrives.
+    QDir().mkpath(lib + "/Empty");
+    master->setFolder(lib + "/Empty");
+    ASSERT_TRUE(waitUntil([&] { return master->model()->isLoaded() && !master->emptyText().isEmpty(); }));
+    EXPECT_TRUE(master->emptyText().startsWith("Nothing here yet."));
+    writeFile(lib + "/Empty/kick.wav", "x");
+    ASSERT_TRUE(waitUntil([&] { return master->model()->rowCount() == 1; }));
+    EXPECT_EQ(master->emptyText(), "");
 }

@@ -134,6 +134,13 @@ TEST(FileActions, MoveRenameAndCreateRefuseClashesAndSystemItems)
 TEST(FileActions, KeepExtensionFieldRules)
 {
     using namespace KeepExtensionName;
+    // The editor warns of what a name will do before it is chosen.
+    EXPECT_TRUE(hint(QStringLiteral("Loop 2"), QStringLiteral("Loop.wav"), true).isEmpty());
+    const QString both = hint(QStringLiteral("../escape"), QStringLiteral("New Folder"), false);
+    EXPECT_TRUE(both.contains("becomes") && both.contains("hidden")) << both.toStdString();
+    EXPECT_TRUE(hint(QStringLiteral(".hidden"), QStringLiteral("Loop.wav"), true).contains("hidden"));
+    EXPECT_TRUE(hint(QStringLiteral(".mid"), QStringLiteral("Tune"), false).contains("hidden"));
+    EXPECT_TRUE(hint(QString(), QStringLiteral("Loop.wav"), true).isEmpty());  // nothing to choose yet
     EXPECT_EQ(fieldText(QStringLiteral("Loop.wav"), QStringLiteral("Loop.wav"), true), QStringLiteral("Loop"));
     EXPECT_EQ(fieldText(QStringLiteral("Loop.aif"), QStringLiteral("Loop.wav"), true), QStringLiteral("Loop.aif"));
     EXPECT_EQ(fieldText(QStringLiteral("Loop 2"), QStringLiteral("Loop.wav"), false), QStringLiteral("Loop 2.wav"));

@@ -65,10 +65,14 @@ TEST(FileList, ListsEntriesWithOneStatusEachAndOddNames)
     EXPECT_EQ(list[3].size, 0);
     EXPECT_EQ(list[3].date, 0);
     EXPECT_FALSE(list[3].isDirectory);
+    // It says so, and offers no play.
+    EXPECT_TRUE(list[3].isBroken);
+    EXPECT_FALSE(item.isBroken);
+    EXPECT_EQ(RowTexts::rowForItem(list[3]).subtitle, QStringLiteral("Broken link"));
+    EXPECT_EQ(RowTexts::iconNamesForItem(list[3]).first(), QStringLiteral("emblem-unreadable"));
     // The row never breaks into two lines.
     EXPECT_EQ(RowTexts::titleForItem(item), QStringLiteral("new?line \u00e9t\u00e9 \U0001F3B5.wav"));
     EXPECT_EQ(RowTexts::rowForItem(item).subtitle, RowTexts::dateText(1700000000) + " \u2022 2.9 KiB");
-    EXPECT_EQ(RowTexts::rowForItem(list[3]).subtitle, RowTexts::dateText(0) + " \u2022 0 Bytes");
 
     // Unlistable folders give an empty list, not a failure.
     EXPECT_TRUE(listFolder(lib + "/missing").value().isEmpty());

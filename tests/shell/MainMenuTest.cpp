@@ -96,7 +96,7 @@ TEST(MainMenu, EveryCommandIsThereWithItsKeys)
         {"New Folder", "Ctrl+Shift+N"}, {"New Notes", "Ctrl+N"}, {"Import Files", "Ctrl+I"}, {"Import Folder", ""},
         {"Import Music", ""}, {"Import from Dropbox", ""}, {"Make Zip Archive", ""}, {"Unzip Archive", ""},
         {"Export / Share", ""}, {"Copy to Dropbox", ""}, {"Quit", "Ctrl+Q"},
-        {"Undo", "Ctrl+Z"}, {"Redo", "Ctrl+Shift+Z"}, {"Copy", "Ctrl+C"}, {"Paste", "Ctrl+V"}, {"AudioCopy", ""},
+        {"Undo", "Ctrl+Z"}, {"Redo", "Ctrl+Shift+Z"}, {"Cut", "Ctrl+X"}, {"Copy", "Ctrl+C"}, {"Paste", "Ctrl+V"}, {"AudioCopy", ""},
         {"Rename", "F2"}, {"Move", "Ctrl+Shift+M"}, {"Move to Trash", "Del"}, {"Delete", "Shift+Del"}, {"Put Back", ""},
         {"Select All", "Ctrl+A"}, {"Select Files", ""}, {"Select Folders", ""}, {"Select None", "Ctrl+Shift+A"},
         {"Edit Mode", ""}, {"Show Size", ""}, {"Note", ""}, {"Find", "Ctrl+F"},

@@ -165,6 +165,57 @@ TEST_F(UploaderFixture, SessionsOutliveARestartButNotTheirTimeTheirPasswordOrASt
     EXPECT_FALSE(admitted(third));
 }
 
+TEST_F(UploaderFixture, LogOutEndsThatSessionForGoodAndOnlyFromTheDrivesOwnPage)
+{
+    writeFile(lib + "/a.wav", "A");
+    const auto restart = [&] {
+        client.reset();
+        uploader = std::make_unique<MyWebUploader>(lib);
+        uploader->setBindAddress(QStringLiteral("127.0.0.1"));
+        uploader->setPassword(kPassword);
+        start();
+    };
+    restart();
+    const auto own = [&] { return "http://127.0.0.1:" + QByteArray::number(uploader->port()); };
+    const auto login = [&] { return client->raw(loginRequest(uploader->port(), kPassword.toUtf8(), own())).header("set-cookie").split(';').first(); };
+    const auto admitted = [&](const QByteArray& cookie) {
+        return client->get("/download?path=a.wav", {{"Cookie", cookie}}).status == 200;
+    };
+    const auto logOut = [&](const QByteArray& cookie, const QByteArray& origin) {
+        return client->raw("POST /logout HTTP/1.1\r\nHost: 127.0.0.1:" + QByteArray::number(uploader->port())
+                           + "\r\nConnection: close\r\nOrigin: " + origin + "\r\nCookie: " + cookie
+                           + "\r\nContent-Type: application/x-www-form-urlencoded\r\nContent-Length: 0\r\n\r\n");
+    };
+    const QByteArray phone = login();
+    const QByteArray laptop = login();
+    ASSERT_TRUE(admitted(phone) && admitted(laptop));
+
+    // The page offers Log Out only when there is a password to log in with.
+    HttpReply r = client->get("/", {{"Cookie", phone}});
+    EXPECT_TRUE(r.body.contains("action=\"/logout\" >")) << r.body.constData();
+    // The address a wrong password leaves in the address bar leads back to the page.
+    r = client->get("/login", {{"Cookie", phone}});
+    EXPECT_EQ(r.status, 303);
+    EXPECT_EQ(r.header("location"), "/");
+
+    // Another site's page cannot log the browser out.
+    EXPECT_EQ(logOut(phone, "http://evil.example").status, 403);
+    EXPECT_TRUE(admitted(phone));
+    r = logOut(phone, own());
+    EXPECT_EQ(r.status, 303);
+    EXPECT_EQ(r.header("location"), "/");
+    EXPECT_TRUE(r.header("set-cookie").startsWith("wl_session=;") && r.header("set-cookie").contains("Max-Age=0"))
+        << r.header("set-cookie").constData();
+    EXPECT_FALSE(admitted(phone));
+    EXPECT_TRUE(admitted(laptop));
+    restart();
+    EXPECT_FALSE(admitted(phone)) << "a session logged out stays out after a restart";
+    EXPECT_TRUE(admitted(laptop));
+
+    uploader->setPassword(QString());
+    EXPECT_TRUE(client->get("/").body.contains("action=\"/logout\" hidden>"));
+}
+
 TEST_F(UploaderFixture, GuessingThePasswordIsStoppedForAMinute)
 {
     uploader->setPassword(kPassword);
@@ -229,10 +280,11 @@ TEST_F(UploaderFixture, HttpsServesWithACertificateMadeOnceAndRefusesPlainReques
     EXPECT_EQ(uploader->certificateFingerprint(), fingerprint);
 }
 
-TEST_F(UploaderFixture, PageLogsInAndResumesALargeUploadInChromium)
+TEST_F(UploaderFixture, PageLogsInAtASharedFolderResumesLargeUploadsRetriesAndLogsOutInChromium)
 {
     ASSERT_TRUE(QFile::exists(kBrowserDir + "/node_modules/playwright-core/package.json"));
     writeFile(lib + "/Seed.wav", "seed");
+    writeFile(lib + "/Inner Folder/inner.wav", "inner");
     uploader->setPassword(kPassword);
     start();
     QTemporaryDir work;
@@ -244,6 +296,10 @@ TEST_F(UploaderFixture, PageLogsInAndResumesALargeUploadInChromium)
     ASSERT_TRUE(node.waitForFinished(120000));
     ASSERT_EQ(node.exitCode(), 0) << node.readAll().constData();
     EXPECT_EQ(readFile(lib + "/Big.wav"), readFile(work.path() + "/Big.wav"));
+    EXPECT_EQ(readFile(lib + "/Again.wav"), readFile(work.path() + "/Again.wav"));
+    EXPECT_FALSE(QFile::exists(lib + "/Again (1).wav"));
+    EXPECT_EQ(readFile(lib + "/Retried.wav"), "retried take");
+    EXPECT_EQ(readFile(lib + "/Held.wav"), readFile(work.path() + "/Held.wav"));
     EXPECT_TRUE(waitForCall("upload|" + lib + "/Big.wav"));
     EXPECT_TRUE(QDir(uploadFolder()).entryList(QDir::Files | QDir::Hidden).isEmpty());
 }

@@ -145,3 +145,37 @@ TEST_F(UploaderFixture, ScreenSetsAndRemovesThePasswordAndSwitchesToHttps)
     EXPECT_TRUE(screen.fingerprintLabel()->isHidden());
     screen.enableSwitch()->setChecked(false);
 }
+
+TEST_F(UploaderFixture, ScreenSaysWhyTheDriveDidNotStart)
+{
+    // No certificate can be made: where its folder belongs lies a file.
+    const QString certificates = QFileInfo(GCDWebServer::certificatePath()).path();
+    QDir(certificates).removeRecursively();
+    writeFile(certificates, "in the way");
+    uploader->setUsesHttps(true);
+    WiFiDriveViewController screen(uploader.get());
+    EXPECT_TRUE(screen.failureLabel()->isHidden());
+    screen.enableSwitch()->setChecked(true);
+    EXPECT_FALSE(uploader->isRunning());
+    EXPECT_FALSE(screen.enableSwitch()->isChecked());
+    EXPECT_EQ(screen.addressLabel()->text(), "Not running");
+    EXPECT_FALSE(screen.failureLabel()->isHidden());
+    EXPECT_EQ(screen.failureLabel()->text(),
+              "The WiFi drive could not start. No certificate for HTTPS could be made or read in " + certificates + ".");
+
+    // Once the way is clear the switch starts it, and the reason goes.
+    QFile::remove(certificates);
+    screen.enableSwitch()->setChecked(true);
+    ASSERT_TRUE(uploader->isRunning());
+    EXPECT_TRUE(screen.failureLabel()->isHidden());
+    EXPECT_TRUE(screen.addressLabel()->text().startsWith("https://127.0.0.1")) << screen.addressLabel()->text().toStdString();
+
+    // Switching HTTPS off starts it again; an address this machine does not have gives no port.
+    screen.enableSwitch()->setChecked(false);
+    uploader->setBindAddress(QStringLiteral("192.0.2.254"));
+    screen.enableSwitch()->setChecked(true);
+    EXPECT_FALSE(uploader->isRunning());
+    EXPECT_TRUE(screen.failureLabel()->text().contains("No port could be opened on 192.0.2.254"))
+        << screen.failureLabel()->text().toStdString();
+    EXPECT_FALSE(screen.enableSwitch()->isChecked());
+}

@@ -8,6 +8,7 @@
 #include "audiofiles/editor/TrimSettings.h"
 #include "audiofiles/screens/WaveView.h"
 #include "library/PasteboardScreen.h"
+#include "library/RowTexts.h"
 #include "library/Utils.h"
 #include "platform/AudioFileReader.h"
 #include "platform/Background.h"
@@ -55,6 +56,7 @@ constexpr int kSpacing = 4;
 constexpr int kBarHeight = 44;
 const QString kSelectFile = QStringLiteral("Select a file");
 const QString kNoPreview = QStringLiteral("No preview for this kind of file");
+const QString kBrokenLink = QStringLiteral("This link points to an item that is gone");
 
 QString toggleTitle(bool on, const QString& text)
 {
@@ -248,11 +250,12 @@ void DetailViewController::setDetailItem(const QString& path)
     FilePlayer::Type type = FilePlayer::kNone;
     mIs44k16 = false;
     mTextChanged = false;
-    mInfoLabel->setText(QFileInfo(path).fileName());
+    mInfoLabel->setText(RowTexts::oneLineName(path));
     mImportButton->setVisible(!mImportScheme.isEmpty() && !path.isEmpty());
-    setWindowTitle(QFileInfo(path).fileName());
+    setWindowTitle(RowTexts::oneLineName(path));
     updateTitle();
-    mEmpty->setText(path.isEmpty() ? kSelectFile : kNoPreview);
+    const QFileInfo entry(path);
+    mEmpty->setText(path.isEmpty() ? kSelectFile : entry.isSymLink() && !entry.exists() ? kBrokenLink : kNoPreview);
     if (path.isEmpty()) {
         mWaveView->loadURL(QString());
         mContent->setCurrentWidget(mEmpty);
@@ -331,7 +334,7 @@ void DetailViewController::updateTitle()
     if (mWaveView->trimMode())
         mTitle->setFullText(kTrimTitle);
     else
-        mTitle->setFullText(mDetailItem.isEmpty() ? kAppTitle : QFileInfo(mDetailItem).fileName());
+        mTitle->setFullText(mDetailItem.isEmpty() ? kAppTitle : RowTexts::oneLineName(mDetailItem));
 }
 
 QString DetailViewController::infoText() const

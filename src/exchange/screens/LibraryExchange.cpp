@@ -88,10 +88,45 @@ bool LibraryExchange::desktopClipboardIsNewer() const
     return !AudioCopyPaste1::hasGeneralPasteboardData() || (general && mClipboardChangedAt > general->changeTime());
 }
 
-bool LibraryExchange::canPaste() const { return desktopClipboardIsNewer() || AudioCopyPaste1::hasGeneralPasteboardData(); }
+QStringList LibraryExchange::ownCopiedItems() const
+{
+    const QMimeData* data = QGuiApplication::clipboard()->mimeData();
+    if (!DesktopClipboardData::isOurs(data))
+        return {};
+    QStringList items = DesktopClipboardData::filesFromMimeData(data);
+    items.removeIf([](const QString& item) { return !QFileInfo::exists(item); });
+    return items;
+}
+
+bool LibraryExchange::canPaste() const
+{
+    return desktopClipboardIsNewer() || !ownCopiedItems().isEmpty() || AudioCopyPaste1::hasGeneralPasteboardData();
+}
 
 QString LibraryExchange::audioPaste(QWidget* host, const QString& folder, const QString& name)
 {
+    // Items copied in the library paste as a file manager's do: the same files under their own
+    // names (the next free one when taken), several at once, folders too. A named paste asks
+    // for the general pasteboard's sound.
+    if (name.isEmpty()) {
+        const QStringList items = ownCopiedItems();
+        const MoveInto move = mover();
+        if (!items.isEmpty() && DesktopClipboardData::isCut(QGuiApplication::clipboard()->mimeData()) && move) {
+            // Pasted where they are, they stay, and stay cut for another folder.
+            QStringList moving = items;
+            moving.removeIf([&folder](const QString& item) { return QFileInfo(item).path() == folder; });
+            if (moving.isEmpty())
+                return {};
+            // A cut moves once, as in a file manager: the clipboard forgets the items.
+            QGuiApplication::clipboard()->clear();
+            move(moving, folder);
+            return folder + QLatin1Char('/') + QFileInfo(moving.last()).fileName();
+        }
+        if (!items.isEmpty()) {
+            copyIn(host, items, folder);
+            return DocumentImport::targetFor(items.last(), folder);
+        }
+    }
     if (!desktopClipboardIsNewer())
         return LibraryPasteboard::audioPaste(folder, name);
     const QMimeData* data = QGuiApplication::clipboard()->mimeData();
@@ -150,6 +185,18 @@ void LibraryExchange::copyItems(QWidget* host, const QStringList& paths)
     // The general pasteboard holds one file: other audio programs paste it as a sound.
     if (paths.size() == 1 && QFileInfo(paths.first()).isFile())
         copyToGeneralPasteboard(host, paths.first());
+}
+
+LibraryExchange::MoveInto LibraryExchange::mover()
+{
+    mMovers.removeIf([](const auto& mover) { return mover.first.isNull(); });
+    return mMovers.isEmpty() ? MoveInto() : mMovers.last().second;
+}
+
+void LibraryExchange::cutItems(QWidget*, const QStringList& paths)
+{
+    if (!paths.isEmpty())
+        QGuiApplication::clipboard()->setMimeData(DesktopClipboardData::mimeDataForFiles(paths, true).release());
 }
 
 void LibraryExchange::copyToGeneralPasteboard(QWidget* host, const QString& path)
@@ -232,9 +279,14 @@ void LibraryExchange::showPasteboards(QWidget* host, const QString& folder)
 }
 
 void LibraryExchange::attachToList(QAbstractItemView* list, std::function<QString()> folder,
-                                   std::function<QStringList()> pickedPaths)
+                                   std::function<QStringList()> pickedPaths,
+                                   std::function<void(const QStringList& items, const QString& folder)> moveInto)
 {
     auto* dragDrop = new ListDragDrop(list, std::move(folder), std::move(pickedPaths));
+    if (moveInto) {
+        mMovers.append({list, moveInto});
+        connect(dragDrop, &ListDragDrop::movedOnto, list, std::move(moveInto));
+    }
     connect(dragDrop, &ListDragDrop::dropped, this, [this, list](const QStringList& items, const QString& folder) {
         copyIn(list, items, folder);
     });
@@ -242,5 +294,6 @@ void LibraryExchange::attachToList(QAbstractItemView* list, std::function<QStrin
         LibraryPasteboard::pasteBytes(wav, folder, QStringLiteral("Dropped audio"));
     });
     connect(dragDrop, &ListDragDrop::copyRequested, this, [this, list](const QStringList& paths) { copyItems(list, paths); });
+    connect(dragDrop, &ListDragDrop::cutRequested, this, [this, list](const QStringList& paths) { cutItems(list, paths); });
     connect(dragDrop, &ListDragDrop::pasteRequested, this, [this, list](const QString& folder) { audioPaste(list, folder, {}); });
 }

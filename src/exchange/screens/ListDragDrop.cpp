@@ -7,6 +7,7 @@
 #include <QApplication>
 #include <QDrag>
 #include <QDropEvent>
+#include <QFrame>
 #include <QKeyEvent>
 #include <QMimeData>
 #include <QMouseEvent>
@@ -39,14 +40,52 @@ QStringList ListDragDrop::itemsToDrag(const QPoint& pos) const
     return path.isEmpty() ? QStringList() : QStringList{path};
 }
 
+QString ListDragDrop::moveTarget(const QMimeData* data, const QPoint& pos) const
+{
+    if (!DesktopClipboardData::isOurs(data))
+        return {};
+    const QModelIndex index = mList->indexAt(pos);
+    if (!index.isValid() || !index.data(FileListModel::IsFolderRole).toBool())
+        return {};
+    const QString folder = index.data(FileListModel::PathRole).toString();
+    const QStringList items = DesktopClipboardData::filesFromMimeData(data);
+    bool allThereAlready = !items.isEmpty();
+    for (const QString& item : items) {
+        // Not into itself or below itself.
+        if (folder == item || folder.startsWith(item + QLatin1Char('/')))
+            return {};
+        allThereAlready = allThereAlready && item.left(item.lastIndexOf(QLatin1Char('/'))) == folder;
+    }
+    return items.isEmpty() || allThereAlready ? QString() : folder;
+}
+
+void ListDragDrop::outlineTarget(const QPoint& pos, bool show)
+{
+    if (!show) {
+        if (mTargetOutline)
+            mTargetOutline->hide();
+        return;
+    }
+    if (!mTargetOutline) {
+        mTargetOutline = new QFrame(mList->viewport());
+        mTargetOutline->setAttribute(Qt::WA_TransparentForMouseEvents);
+        mTargetOutline->setStyleSheet(QStringLiteral("QFrame { border: 2px solid palette(highlight); border-radius: 4px; }"));
+    }
+    mTargetOutline->setGeometry(mList->visualRect(mList->indexAt(pos)));
+    mTargetOutline->show();
+    mTargetOutline->raise();
+}
+
 bool ListDragDrop::eventFilter(QObject* watched, QEvent* event)
 {
     if (watched == mList) {
         if (event->type() == QEvent::KeyPress) {
             auto* key = static_cast<QKeyEvent*>(event);
-            if (key->matches(QKeySequence::Copy)) {
+            if (key->matches(QKeySequence::Copy) || key->matches(QKeySequence::Cut)) {
                 const QStringList picked = mPickedPaths ? mPickedPaths() : QStringList();
-                if (!picked.isEmpty())
+                if (!picked.isEmpty() && key->matches(QKeySequence::Cut))
+                    emit cutRequested(picked);
+                else if (!picked.isEmpty())
                     emit copyRequested(picked);
                 return true;
             }
@@ -82,14 +121,41 @@ bool ListDragDrop::eventFilter(QObject* watched, QEvent* event)
     case QEvent::DragEnter:
     case QEvent::DragMove: {
         auto* drag = static_cast<QDropEvent*>(event);
+        const bool onFolder = !moveTarget(drag->mimeData(), drag->position().toPoint()).isEmpty();
+        outlineTarget(drag->position().toPoint(), onFolder);
+        if (onFolder) {
+            drag->setDropAction(Qt::CopyAction);
+            drag->accept();
+            return true;
+        }
+        if (DesktopClipboardData::isOurs(drag->mimeData())) {
+            // Our own drag starts over its own row: entering must be accepted, or no moves
+            // towards a folder row would follow; only folder rows take the drop.
+            if (event->type() == QEvent::DragEnter)
+                drag->accept();
+            else
+                drag->ignore();
+            return true;
+        }
         if (!acceptsDrop(drag->mimeData()))
             return false;
         drag->setDropAction(Qt::CopyAction);
         drag->accept();
         return true;
     }
+    case QEvent::DragLeave: outlineTarget({}, false); return false;
     case QEvent::Drop: {
         auto* drop = static_cast<QDropEvent*>(event);
+        outlineTarget({}, false);
+        // The drag offers copy only, so that other programs never take files out of the
+        // library; inside the list the items move.
+        const QString target = moveTarget(drop->mimeData(), drop->position().toPoint());
+        if (!target.isEmpty()) {
+            drop->setDropAction(Qt::CopyAction);
+            drop->accept();
+            emit movedOnto(DesktopClipboardData::filesFromMimeData(drop->mimeData()), target);
+            return true;
+        }
         if (!acceptsDrop(drop->mimeData()))
             return false;
         drop->setDropAction(Qt::CopyAction);

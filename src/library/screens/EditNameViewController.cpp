@@ -3,6 +3,8 @@
 #include "library/KeepExtensionName.h"
 
 #include <QDialogButtonBox>
+#include <QLabel>
+#include <QLayout>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QVBoxLayout>
@@ -17,8 +19,11 @@ EditNameViewController::EditNameViewController(QWidget* parent)
     : QDialog(parent),
       mField(new QLineEdit(this)),
       mKeepButton(new QPushButton(this)),
+      mHint(new QLabel(this)),
       mConfirm(new QPushButton(tr("OK"), this))
 {
+    mHint->setWordWrap(true);
+    mHint->hide();
     setModal(true);
     setMinimumWidth(kMinimumWidth);
     mKeepButton->setFlat(true);
@@ -31,10 +36,13 @@ EditNameViewController::EditNameViewController(QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(mField);
     layout->addWidget(mKeepButton, 0, Qt::AlignLeft);
+    layout->addWidget(mHint);
     layout->addWidget(buttons);
 
-    connect(mField, &QLineEdit::textChanged, this,
-            [this](const QString& text) { mConfirm->setEnabled(!text.trimmed().isEmpty()); });
+    connect(mField, &QLineEdit::textChanged, this, [this](const QString& text) {
+        mConfirm->setEnabled(!text.trimmed().isEmpty());
+        updateHint();
+    });
     connect(mKeepButton, &QPushButton::clicked, this, [this] { setKeepExtension(!mKeep); });
     connect(buttons, &QDialogButtonBox::accepted, this, [this] {
         if (mField->text().trimmed().isEmpty())
@@ -69,7 +77,26 @@ void EditNameViewController::setKeepExtension(bool keep)
         mField->setText(KeepExtensionName::fieldText(mField->text(), mName, keep));
 }
 
-void EditNameViewController::updateKeepButton() { mKeepButton->setText(mKeep ? kKeepChecked : kKeepUnchecked); }
+void EditNameViewController::updateKeepButton()
+{
+    mKeepButton->setText(mKeep ? kKeepChecked : kKeepUnchecked);
+    updateHint();
+}
+
+void EditNameViewController::updateHint()
+{
+    const QString hint = KeepExtensionName::hint(mField->text(), mName, mShowKeep && mKeep);
+    if (hint == mHint->text())
+        return;
+    mHint->setText(hint);
+    mHint->setVisible(!hint.isEmpty());
+    // Room for the lines, at the width the editor has.
+    if (isVisible()) {
+        layout()->activate();
+        const int height = heightForWidth(width());
+        resize(width(), height > 0 ? height : sizeHint().height());
+    }
+}
 
 void EditNameViewController::finish(const QString& result)
 {

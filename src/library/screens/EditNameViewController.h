@@ -2,6 +2,7 @@
 #include <QDialog>
 #include <functional>
 
+class QLabel;
 class QLineEdit;
 class QPushButton;
 
@@ -29,9 +30,11 @@ public:
 private:
     void finish(const QString& result);
     void updateKeepButton();
+    void updateHint();
 
     QLineEdit* mField;
     QPushButton* mKeepButton;
+    QLabel* mHint;
     QPushButton* mConfirm;
     QString mName;
     bool mKeep = true;

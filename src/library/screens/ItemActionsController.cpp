@@ -25,6 +25,7 @@
 #include <QAction>
 #include <QDesktopServices>
 #include <QFileDialog>
+#include <QDir>
 #include <QFileInfo>
 #include <QHBoxLayout>
 #include <QMenu>
@@ -307,14 +308,8 @@ void ItemActionsController::deleteManyPress()
     const QString word = FileActions::deleteWordForFolder(mBrowser->folder());
     askQuestion<bool>(mBrowser->window(), FileActions::deleteManyTitle(mBrowser->folder(), paths.size()), QString(),
                       {{word, true}, {kCancel, std::nullopt}}, [this, paths](std::optional<bool> yes) {
-                          if (!yes)
-                              return;
-                          // One moment for the whole action: every item lands in one trash batch.
-                          FileActions::Moves trashed;
-                          FileActions::deleteMany(paths, QDateTime::currentDateTime(), &trashed);
-                          if (mUndo)
-                              mUndo->push(UndoStack::Action::Trash, stepsOf(trashed));
-                          setEditing(false);
+                          if (yes)
+                              trashMany(paths);
                       });
 }
 
@@ -353,14 +348,41 @@ void ItemActionsController::moveAction(const QStringList& paths)
     picker->completionBlock = [this, paths](const QString& destination) {
         if (destination.isNull())
             return;
-        const FileActions::Moves moved = FileActions::moveItems(paths, destination, mBrowser->folder());
-        for (const auto& [from, to] : moved)
-            emit itemMoved(from, to);
-        if (mUndo)
-            mUndo->push(UndoStack::Action::Move, stepsOf(moved));
-        setEditing(false);
+        moveInto(paths, destination);
     };
     picker->open();
+}
+
+void ItemActionsController::moveInto(const QStringList& paths, const QString& destination)
+{
+    if (paths.isEmpty())
+        return;
+    // The folder they leave: a trash batch emptied by the move goes away (a cut or a drag may
+    // come from another list than this one).
+    const FileActions::Moves moved = FileActions::moveItems(paths, destination, QFileInfo(paths.first()).path());
+    for (const auto& [from, to] : moved)
+        emit itemMoved(from, to);
+    if (mUndo)
+        mUndo->push(UndoStack::Action::Move, stepsOf(moved));
+    setEditing(false);
+}
+
+void ItemActionsController::dropInto(const QStringList& paths, const QString& folder)
+{
+    if (Utils::pathIsTrashcan(folder))
+        trashMany(paths);
+    else
+        moveInto(paths, folder);
+}
+
+void ItemActionsController::trashMany(const QStringList& paths)
+{
+    // One moment for the whole action: every item lands in one trash batch.
+    FileActions::Moves trashed;
+    FileActions::deleteMany(paths, QDateTime::currentDateTime(), &trashed);
+    if (mUndo)
+        mUndo->push(UndoStack::Action::Trash, stepsOf(trashed));
+    setEditing(false);
 }
 
 void ItemActionsController::renameAction(const LibraryItem& item)
@@ -595,20 +617,23 @@ void ItemActionsController::importSong()
     auto cancel = std::make_shared<std::atomic<bool>>(false);
     const QPointer<ProgressHUD> hud = ProgressHUD::showWithMessage(
         mBrowser->window(), QStringLiteral("Reading music library..."), [cancel] { *cancel = true; });
+    const QString folder = MusicLibrary::musicFolder();
     platform::runInBackground(
         this,
-        [cancel] {
-            const QString folder = MusicLibrary::musicFolder();
+        [cancel, folder] {
             return folder.isEmpty() ? std::optional<QList<MusicTrack>>(QList<MusicTrack>())
                                     : MusicLibrary::tracks(folder, cancel.get());
         },
-        [this, hud](const std::optional<QList<MusicTrack>>& tracks) {
+        [this, hud, folder](const std::optional<QList<MusicTrack>>& tracks) {
             if (hud)
                 hud->dismiss();
             if (!tracks)
                 return;  // cancelled
             if (tracks->isEmpty()) {
-                Utils::showAlert(QStringLiteral("Sorry"), QStringLiteral("Could not access music library"));
+                // Say where we looked: the desktop's music folder is the music library here.
+                Utils::showAlert(QStringLiteral("Sorry"),
+                                 QStringLiteral("Could not access music library\nNo songs were found in %1.")
+                                     .arg(QDir::toNativeSeparators(folder.isEmpty() ? QStringLiteral("your music folder") : folder)));
                 return;
             }
             pickSong(*tracks);

@@ -64,6 +64,8 @@ public:
     void selectAllAction();
     void selectKind(ItemSelection::Kind kind);
     void moveAction(const QStringList& paths);
+    // Items dragged onto a folder row: moved into it as Move does, or trashed on the Trash.
+    void dropInto(const QStringList& paths, const QString& folder);
     void renameAction(const LibraryItem& item);
     // Puts the picked items of the Trash (or the current one) back where they came from.
     void putBackAction();
@@ -93,6 +95,8 @@ signals:
     void itemMoved(const QString& from, const QString& to);
 
 private:
+    void moveInto(const QStringList& paths, const QString& destination);
+    void trashMany(const QStringList& paths);
     // Runs a copy into the library on the background pool behind the overlay, with its bar and
     // a cancel button; doneMessage (when given) closes it after a success.
     void copyInBackground(const QString& message, const QStringList& sources,

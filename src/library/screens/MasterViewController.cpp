@@ -31,6 +31,7 @@ const QString kRecordMark = QStringLiteral("\u25CF");
 const QString kRecordTitle = QStringLiteral("Record");
 MasterViewController::RecorderOpener gRecorderOpener;
 const QString kNoResults = QStringLiteral("No results");
+const QString kNothingHere = QStringLiteral("Nothing here yet.\nDrag audio files here, or use Import.");
 }  // namespace
 
 MasterViewController::MasterViewController(QWidget* parent)
@@ -81,6 +82,7 @@ MasterViewController::MasterViewController(QWidget* parent)
     auto* emptyLayout = new QVBoxLayout(mTable->viewport());
     emptyLayout->addWidget(mEmptyText, 0, Qt::AlignCenter);
     mEmptyText->setForegroundRole(QPalette::PlaceholderText);
+    mEmptyText->setAlignment(Qt::AlignCenter);
     mEmptyText->hide();
 
     auto* bottom = new QHBoxLayout;
@@ -201,8 +203,8 @@ void MasterViewController::setPasteboardScreen(PasteboardScreen* pasteboard)
     mPasteboard = pasteboard;
     mActions->setPasteboardScreen(pasteboard);
     pasteboard->attachToList(
-        mTable, [this] { return folder(); },
-        [this] { return mSelection->targetPaths(); });
+        mTable, [this] { return folder(); }, [this] { return mSelection->targetPaths(); },
+        [this](const QStringList& items, const QString& into) { mActions->dropInto(items, into); });
 }
 
 void MasterViewController::setUndoStack(UndoStack* undo) { mActions->setUndoStack(undo); }
@@ -246,7 +248,12 @@ QString MasterViewController::emptyText() const { return mEmptyText->isVisibleTo
 
 void MasterViewController::updateEmptyText()
 {
-    mEmptyText->setVisible(mModel->isSearching() && mModel->rowCount() == 0);
+    // A new library holds only its system items: say how files get in.
+    bool onlySystemItems = mModel->isLoaded() && !mModel->isSearching();
+    for (int row = 0; onlySystemItems && row < mModel->rowCount(); ++row)
+        onlySystemItems = mModel->index(row).data(FileListModel::IsSystemRole).toBool();
+    mEmptyText->setText(onlySystemItems ? kNothingHere : kNoResults);
+    mEmptyText->setVisible(onlySystemItems || (mModel->isSearching() && mModel->rowCount() == 0));
 }
 
 void MasterViewController::sortPress()

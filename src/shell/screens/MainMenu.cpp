@@ -146,6 +146,7 @@ void MainMenu::buildEdit()
     add(menu, QStringLiteral("Undo"), QKeySequence::Undo, [this] { mApp->undoStack()->undo(); });
     add(menu, QStringLiteral("Redo"), QKeySequence(QStringLiteral("Ctrl+Shift+Z")), [this] { mApp->undoStack()->redo(); });
     menu->addSeparator();
+    add(menu, QStringLiteral("Cut"), QKeySequence::Cut, [this, targets] { mApp->libraryExchange()->cutItems(browser(), targets()); }, true);
     add(menu, QStringLiteral("Copy"), QKeySequence::Copy, [this, targets] { mApp->libraryExchange()->copyItems(browser(), targets()); }, true);
     add(menu, QStringLiteral("Paste"), QKeySequence::Paste,
         [this] { mApp->libraryExchange()->audioPaste(browser(), browser()->folder(), {}); }, true);
@@ -348,6 +349,7 @@ void MainMenu::refresh()
     action(QStringLiteral("Undo"))->setText(undo->undoText());
     action(QStringLiteral("Redo"))->setEnabled(undo->canRedo());
     action(QStringLiteral("Redo"))->setText(undo->redoText());
+    enable(QStringLiteral("Cut"), any && !system);
     enable(QStringLiteral("Copy"), any && !system);
     enable(QStringLiteral("Paste"), b && mApp->libraryExchange()->canPaste());
     enable(QStringLiteral("AudioCopy"),

@@ -39,12 +39,11 @@ const QString kDropboxUnlink = QStringLiteral("Unlink…");
 const QString kDropboxLinked = QStringLiteral("Linked: the library imports from and exports to this account.");
 const QString kDropboxNotLinked = QStringLiteral("Not linked. Link an account to import from and export to Dropbox.");
 
-constexpr int kContainerWidth = 260;
-constexpr int kContainerHeight = 150;
+// One column for both sections: the rows line up under each other.
+constexpr int kColumnWidth = 380;
 constexpr int kRowHeight = 50;
 constexpr int kSubtitleHeight = 15;
 constexpr int kLinkHeight = 40;
-constexpr int kDesktopWidth = 380;
 constexpr int kSectionGap = 24;
 constexpr double kBackgroundWhite = 0.2;
 constexpr double kLinkWhite = 0.75;
@@ -131,7 +130,7 @@ void SettingsViewController::addView(QWidget* view) { mRows->addWidget(view); }
 
 void SettingsViewController::buildPanel()
 {
-    mContainer->setFixedSize(kContainerWidth, kContainerHeight);
+    mContainer->setFixedWidth(kColumnWidth);
     mRows->setContentsMargins(0, 0, 0, 0);
     mRows->setSpacing(8);
 
@@ -162,12 +161,11 @@ void SettingsViewController::buildPanel()
         connect(mAudioSettings, &QPushButton::clicked, this, &SettingsViewController::audioSettingsPress);
         addView(mAudioSettings);
     }
-    mRows->addStretch(1);
 }
 
 void SettingsViewController::buildDesktopRows()
 {
-    mDesktop->setFixedWidth(kDesktopWidth);
+    mDesktop->setFixedWidth(kColumnWidth);
     mDesktopRows->setContentsMargins(0, 0, 0, 0);
     mDesktopRows->setSpacing(12);
 
@@ -233,12 +231,13 @@ void SettingsViewController::resizeEvent(QResizeEvent* event)
 void SettingsViewController::layoutSections()
 {
     // Both sections stay centred as one block when the view resizes.
+    const int panelHeight = mContainer->sizeHint().height();
     const int desktopHeight = mDesktop->sizeHint().height();
-    const int total = kContainerHeight + kSectionGap + desktopHeight;
+    const int total = panelHeight + kSectionGap + desktopHeight;
     const int top = std::max(0, (height() - total) / 2);
-    mContainer->move((width() - kContainerWidth) / 2, top);
-    mDesktop->setGeometry((width() - kDesktopWidth) / 2, top + kContainerHeight + kSectionGap, kDesktopWidth,
-                          desktopHeight);
+    const int left = (width() - kColumnWidth) / 2;
+    mContainer->setGeometry(left, top, kColumnWidth, panelHeight);
+    mDesktop->setGeometry(left, top + panelHeight + kSectionGap, kColumnWidth, desktopHeight);
 }
 
 // The engine holds the preference while the program runs; it is stored on the way to the

@@ -13,6 +13,7 @@
 #include <QNetworkInformation>
 #include <QPointer>
 #include <QPushButton>
+#include <QSignalBlocker>
 #include <QVBoxLayout>
 
 namespace {
@@ -31,6 +32,7 @@ const QString kNoPassword = QStringLiteral("No password: anyone on your network 
 const QString kPasswordSet = QStringLiteral("Browsers ask for the password.");
 constexpr int kFingerprintHalf = 48;  // sixteen "AB:" groups
 const QString kFingerprintFormat = QStringLiteral("Certificate fingerprint (SHA-256):\n%1");
+const QString kFailureFormat = QStringLiteral("The WiFi drive could not start. %1");
 
 }  // namespace
 
@@ -50,6 +52,11 @@ WiFiDriveViewController::WiFiDriveViewController(GCDWebUploader* server, QWidget
     mAddressLabel = new QLabel(this);
     mAddressLabel->setAlignment(Qt::AlignCenter);
     mAddressLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    mFailureLabel = new QLabel(this);
+    mFailureLabel->setWordWrap(true);
+    mFailureLabel->setAlignment(Qt::AlignCenter);
+    mFailureLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    mFailureLabel->hide();
     mQrCode = new QrCodeView(this);
     mFingerprintLabel = new QLabel(this);
     mFingerprintLabel->setAlignment(Qt::AlignCenter);
@@ -88,6 +95,7 @@ WiFiDriveViewController::WiFiDriveViewController(GCDWebUploader* server, QWidget
     layout->addWidget(explanation);
     layout->addWidget(mSwitch);
     layout->addWidget(mAddressLabel);
+    layout->addWidget(mFailureLabel);
     layout->addWidget(mQrCode, 0, Qt::AlignHCenter);
     layout->addWidget(mFingerprintLabel);
     layout->addWidget(mHttpsSwitch);
@@ -132,10 +140,21 @@ void WiFiDriveViewController::httpsChanged(bool on)
     // A running drive starts again in the other mode, on its new address.
     if (mServer->isRunning()) {
         mServer->stop();
-        if (!mServer->startWithPort(GCDWebServer::preferredPort(), QStringLiteral("")))
-            mSwitch->setChecked(false);
+        start();
     }
     updateAddress();
+}
+
+void WiFiDriveViewController::start()
+{
+    // The empty Bonjour name publishes under this machine's own name.
+    const bool started = mServer->startWithPort(GCDWebServer::preferredPort(), QStringLiteral(""));
+    if (!started) {
+        const QSignalBlocker quiet(mSwitch);
+        mSwitch->setChecked(false);
+    }
+    mFailureLabel->setText(started ? QString() : kFailureFormat.arg(mServer->startFailure()));
+    mFailureLabel->setVisible(!started);
 }
 
 void WiFiDriveViewController::updateAddress()
@@ -158,11 +177,10 @@ void WiFiDriveViewController::switchChanged(bool on)
     if (!mServer)
         return;
     if (on) {
-        // The empty Bonjour name publishes under this machine's own name.
-        if (!mServer->startWithPort(GCDWebServer::preferredPort(), QStringLiteral("")))
-            mSwitch->setChecked(false);
+        start();
     } else {
         mServer->stop();
+        mFailureLabel->hide();
     }
     updateAddress();
 }

@@ -29,6 +29,8 @@ public:
     QPushButton* removePasswordButton() const { return mRemovePasswordButton; }
     QLabel* passwordLabel() const { return mPasswordLabel; }
     QLabel* fingerprintLabel() const { return mFingerprintLabel; }
+    // Why the drive did not start when it was switched on; hidden otherwise.
+    QLabel* failureLabel() const { return mFailureLabel; }
     // The address as a QR code, for a phone's camera; hidden while there is no address.
     QrCodeView* qrCodeView() const { return mQrCode; }
 
@@ -40,6 +42,8 @@ private:
     void httpsChanged(bool on);
     void setPassword(const QString& password);
     void updatePassword();
+    // Starts the drive; when it does not start, the switch goes off and the screen says why.
+    void start();
 
     GCDWebUploader* mServer;
     QCheckBox* mSwitch;
@@ -50,6 +54,7 @@ private:
     QLabel* mPasswordLabel;
     QLabel* mFingerprintLabel;
     QLabel* mAddressLabel;
+    QLabel* mFailureLabel;
     QrCodeView* mQrCode;
     QPushButton* mCancelButton;
     platform::ScopedObserver mChangedObserver;

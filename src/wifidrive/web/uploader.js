@@ -7,9 +7,11 @@
   var kParallelUploads = 3;
   var kResumableBytes = 8 * 1024 * 1024;  // larger files go in pieces that survive a dropped connection
   var kPieceBytes = 8 * 1024 * 1024;
-  var kResumeRetries = 6;
+  var kResumeRetries = 10;       // about 45 s of waiting for a drive that went away
   var kResumeDelayMs = 1000;
+  var kResumeMaxDelays = 5;     // the wait grows by kResumeDelayMs up to this many times it
   var kSearchDelayMs = 250;
+  var kLargeListing = 500;  // rows beyond which those out of sight are not laid out
   var kPlayableTypes = {
     wav: "audio/wav", wave: "audio/wav", mp3: "audio/mpeg", m4a: "audio/mp4", aac: "audio/aac",
     flac: "audio/flac", ogg: "audio/ogg", oga: "audio/ogg", opus: "audio/ogg; codecs=opus",
@@ -115,8 +117,16 @@
   }
 
   function showFolder(path) {
+    // A folder opened (from a search result too) shows what it holds, not the search within it.
+    if (currentPath !== null && path !== currentPath) {
+      clearTimeout(searchTimer);
+      $("search").value = "";
+    }
     currentPath = path;
     $("location").textContent = path;
+    var folderName = path === "/" ? originalTitle : path.replace(/\/+$/, "").split("/").pop();
+    $("zip-folder").href = "/zip?path=" + encodeURIComponent(path === "/" ? "/" : path.replace(/\/+$/, ""));
+    $("zip-folder").setAttribute("download", folderName + ".zip");
     $("up-button").disabled = path === "/";
     document.title = path === "/" ? originalTitle : originalTitle + " \u2013 " + path;
     refresh();
@@ -124,13 +134,16 @@
 
   function isFolder(entry) { return entry.path.slice(-1) === "/"; }
 
+  // One collator for every comparison: made anew per call, it costs seconds on large folders.
+  var nameOrder = new Intl.Collator(undefined, { numeric: true, sensitivity: "base" });
+
   function compareEntries(a, b) {
     var folderA = isFolder(a), folderB = isFolder(b);
     if (folderA !== folderB) return folderA ? -1 : 1;
     var order = 0;
     if (sortKey === "date") order = (a.date || 0) - (b.date || 0);
     else if (sortKey === "size") order = (a.size || 0) - (b.size || 0);
-    if (order === 0) order = a.name.localeCompare(b.name, undefined, { numeric: true, sensitivity: "base" });
+    if (order === 0) order = nameOrder.compare(a.name, b.name);
     return descending ? -order : order;
   }
 
@@ -176,6 +189,7 @@
     shownEntries = entries;
     var body = $("listing");
     body.textContent = "";
+    body.classList.toggle("large", entries.length > kLargeListing);
     entries.slice().sort(compareEntries).forEach(function (entry) {
       var folder = isFolder(entry);
       var itemPath = folder ? entry.path.slice(0, -1) : entry.path;
@@ -206,9 +220,12 @@
         var target = window.prompt("New path for \u201c" + entry.name + "\u201d", itemPath);
         if (target && target !== itemPath) post("/move", { oldPath: itemPath, newPath: target });
       }));
-      actions.appendChild(button("Delete", "Delete", function () {
-        if (window.confirm("Delete \u201c" + entry.name + "\u201d?")) post("/delete", { path: itemPath });
-      }));
+      // The drive may keep folders from being deleted: then they offer no Delete that would only fail.
+      if (!folder || document.body.dataset.deletesFolders !== "no") {
+        actions.appendChild(button("Delete", "Delete", function () {
+          if (window.confirm("Delete \u201c" + entry.name + "\u201d?")) post("/delete", { path: itemPath });
+        }));
+      }
       row.appendChild(nameCell);
       row.appendChild(element("span", "date", formatDate(entry.date)));
       row.appendChild(element("span", "size", folder ? "" : formatSize(entry.size)));
@@ -258,7 +275,7 @@
 
   var queue = [];
   var running = 0;
-  var totals = { bytes: 0, done: 0, files: 0, finished: 0, failed: 0 };
+  var totals = { bytes: 0, done: 0, files: 0, finished: 0, failed: 0, skipped: 0 };
 
   function updateOverall() {
     var bar = $("overall");
@@ -266,15 +283,17 @@
     bar.value = totals.done;
     var text = totals.finished + " of " + totals.files + " files";
     if (totals.failed) text += ", " + totals.failed + " failed";
+    if (totals.skipped) text += ", " + totals.skipped + (totals.skipped === 1 ? " hidden item" : " hidden items") + " left out";
     $("overall-text").textContent = text;
-    $("transfers").hidden = totals.files === 0;
+    $("transfers").hidden = totals.files === 0 && totals.skipped === 0;
   }
 
-  // Each job: { file, folder } where folder is the destination's path ("/a/b/").
-  function enqueue(jobs) {
-    if (!jobs.length) return;
+  // Each job: { file, folder } where folder is the destination's path ("/a/b/"); skipped: how
+  // many items were left out of what the person chose.
+  function enqueue(jobs, skipped) {
+    if (!jobs.length && !skipped) return;
     if (running === 0 && queue.length === 0 && totals.finished === totals.files) {
-      totals = { bytes: 0, done: 0, files: 0, finished: 0, failed: 0 };
+      totals = { bytes: 0, done: 0, files: 0, finished: 0, failed: 0, skipped: 0 };
       $("uploads").textContent = "";
     }
     jobs.forEach(function (job) {
@@ -292,12 +311,54 @@
       totals.files++;
       queue.push(job);
     });
+    totals.skipped += skipped || 0;
     updateOverall();
     pump();
   }
 
   function pump() {
     while (running < kParallelUploads && queue.length) send(queue.shift());
+  }
+
+  function setProgress(job, loaded) {
+    loaded = Math.min(loaded, job.file.size);
+    totals.done += loaded - job.loaded;
+    job.loaded = loaded;
+    job.bar.value = loaded;
+    updateOverall();
+  }
+
+  function finishJob(job, ok, xhr) {
+    running--;
+    totals.finished++;
+    if (ok) {
+      setProgress(job, job.file.size);
+      job.bar.value = job.bar.max;
+      job.state.textContent = "Done";
+      job.state.className = "state done";
+    } else {
+      totals.failed++;
+      job.state.textContent = "Failed";
+      job.state.className = "state failed";
+      job.item.appendChild(job.retry = button("Retry", "Send this file again", function () { retry(job); }));
+      showError(failureText(xhr));
+    }
+    updateOverall();
+    if (ok && (job.folder === currentPath || searchText())) refresh();
+    pump();
+  }
+
+  // A large file goes on from what the drive already holds of it.
+  function retry(job) {
+    job.item.removeChild(job.retry);
+    totals.finished--;
+    totals.failed--;
+    setProgress(job, 0);
+    job.state.textContent = "Waiting";
+    job.state.className = "state";
+    queue.push(job);
+    updateOverall();
+    pump();
   }
 
   function send(job) {
@@ -312,97 +373,67 @@
     var xhr = new XMLHttpRequest();
     xhr.open("POST", "/upload");
     xhr.setRequestHeader("Accept", "application/json");
-    var progress = function (loaded) {
-      loaded = Math.min(loaded, job.file.size);
-      totals.done += loaded - job.loaded;
-      job.loaded = loaded;
-      job.bar.value = loaded;
-      updateOverall();
-    };
-    var finish = function (ok) {
-      running--;
-      totals.finished++;
-      if (ok) {
-        progress(job.file.size);
-        job.bar.value = job.bar.max;
-        job.state.textContent = "Done";
-        job.state.className = "state done";
-      } else {
-        totals.failed++;
-        job.state.textContent = "Failed";
-        job.state.className = "state failed";
-        showError(failureText(xhr));
-      }
-      updateOverall();
-      if (ok && (job.folder === currentPath || searchText())) refresh();
-      pump();
-    };
     xhr.upload.onprogress = function (e) {
       // The multipart envelope makes the total a little larger than the file.
-      if (e.lengthComputable && e.total) progress(job.file.size * e.loaded / e.total);
+      if (e.lengthComputable && e.total) setProgress(job, job.file.size * e.loaded / e.total);
     };
-    xhr.onload = function () { finish(xhr.status >= 200 && xhr.status < 300); };
-    xhr.onerror = function () { finish(false); };
+    xhr.onload = function () { finishJob(job, xhr.status >= 200 && xhr.status < 300, xhr); };
+    xhr.onerror = function () { finishJob(job, false, xhr); };
     job.state.textContent = "Sending";
     xhr.send(form);
   }
 
   // Large files go in pieces to /upload-chunk under an id of their own; when a connection
-  // drops, the page asks how much arrived and goes on from there.
+  // drops, the page asks how much arrived and goes on from there. The id is kept in the
+  // browser for the same file to the same folder, so sending it again after the drive was
+  // away longer, or after the page was closed, goes on too.
   function newUploadId() {
     var bytes = new Uint8Array(16);
     crypto.getRandomValues(bytes);
     return Array.prototype.map.call(bytes, function (b) { return (b < 16 ? "0" : "") + b.toString(16); }).join("");
   }
 
+  function keptUploadIds() {
+    try { return window.localStorage; } catch (e) { return null; }  // storage may be switched off
+  }
+
   function sendInPieces(job) {
-    var id = newUploadId();
+    var kept = keptUploadIds();
+    var key = "upload\n" + job.folder + "\n" + job.file.name + "\n" + job.file.size + "\n" + job.file.lastModified;
+    var stored = kept && kept.getItem(key);
+    var id = stored || newUploadId();
+    if (kept) kept.setItem(key, id);
     var offset = 0;
     var retries = 0;
     var base = "/upload-chunk?id=" + id;
-    var progress = function (loaded) {
-      loaded = Math.min(loaded, job.file.size);
-      totals.done += loaded - job.loaded;
-      job.loaded = loaded;
-      job.bar.value = loaded;
-      updateOverall();
-    };
     var finish = function (ok, xhr) {
-      running--;
-      totals.finished++;
-      if (ok) {
-        progress(job.file.size);
-        job.state.textContent = "Done";
-        job.state.className = "state done";
-      } else {
-        totals.failed++;
-        job.state.textContent = "Failed";
-        job.state.className = "state failed";
-        showError(failureText(xhr));
-      }
-      updateOverall();
-      if (ok && (job.folder === currentPath || searchText())) refresh();
-      pump();
+      // An answer of the drive settles the upload; only a drive out of reach leaves it to go on later.
+      if (kept && (ok || xhr.status !== 0)) kept.removeItem(key);
+      finishJob(job, ok, xhr);
     };
     var heldFrom = function (xhr) {
       try { return JSON.parse(xhr.responseText).offset; } catch (e) { return -1; }
+    };
+    // Where the upload stands on the drive, then on from there.
+    var ask = function () {
+      var xhr = new XMLHttpRequest();
+      xhr.open("GET", base);
+      xhr.setRequestHeader("Accept", "application/json");
+      xhr.onload = function () {
+        if (xhr.status !== 200 || heldFrom(xhr) < 0) { finish(false, xhr); return; }
+        offset = heldFrom(xhr);
+        setProgress(job, offset);
+        next();
+      };
+      xhr.onerror = function () { resume(xhr); };
+      job.state.textContent = "Resuming";
+      xhr.send();
     };
     // After a dropped connection: wait a little longer each time, then ask where it stands.
     var resume = function (xhr) {
       if (++retries > kResumeRetries) { finish(false, xhr); return; }
       job.state.textContent = "Resuming";
-      setTimeout(function () {
-        var ask = new XMLHttpRequest();
-        ask.open("GET", base);
-        ask.setRequestHeader("Accept", "application/json");
-        ask.onload = function () {
-          if (ask.status !== 200 || heldFrom(ask) < 0) { finish(false, ask); return; }
-          offset = heldFrom(ask);
-          next();
-        };
-        ask.onerror = function () { resume(ask); };
-        ask.send();
-      }, kResumeDelayMs * retries);
+      setTimeout(ask, kResumeDelayMs * Math.min(retries, kResumeMaxDelays));
     };
     var next = function () {
       var end = Math.min(offset + kPieceBytes, job.file.size);
@@ -411,16 +442,17 @@
         "&path=" + encodeURIComponent(job.folder) + "&name=" + encodeURIComponent(job.file.name));
       xhr.setRequestHeader("Accept", "application/json");
       xhr.setRequestHeader("Content-Type", "application/octet-stream");
-      xhr.upload.onprogress = function (e) { progress(offset + e.loaded); };
+      xhr.upload.onprogress = function (e) { setProgress(job, offset + e.loaded); };
       xhr.onload = function () {
         var held = heldFrom(xhr);
         if ((xhr.status === 200 || xhr.status === 409) && held >= 0) {
-          retries = xhr.status === 200 ? 0 : retries;
           offset = held;
-          progress(offset);
+          setProgress(job, offset);
           if (offset >= job.file.size) finish(true, xhr);
-          else if (xhr.status === 409 && ++retries > kResumeRetries) finish(false, xhr);
-          else next();
+          else if (xhr.status === 200) { retries = 0; next(); }
+          // The connection that dropped still holds the upload on the drive until the drive
+          // gives up on it: wait, as after a drop, rather than asking again at once.
+          else resume(xhr);
         } else {
           finish(false, xhr);
         }
@@ -429,7 +461,8 @@
       job.state.textContent = "Sending";
       xhr.send(job.file.slice(offset, end));
     };
-    next();
+    if (stored) ask();
+    else next();
   }
 
   // " (%i)" as the server names a taken folder, so the client knows the name it will get.
@@ -450,9 +483,33 @@
   // items: [{ file, relative }] where relative is "Top/sub/name.wav" (or just "name.wav").
   function uploadTree(items, folders) {
     var base = currentPath;
+    var skipped = 0;
+    // The drive takes no names that start with a point: such files and folders in what was
+    // chosen (".DS_Store", ".git") are left out, rather than failing one by one or stopping a
+    // whole folder.
+    if (document.body.dataset.hiddenItems === "no") {
+      var shown = function (relative) {
+        return !relative.split("/").some(function (part) { return part.charAt(0) === "."; });
+      };
+      // Counted as the person sees them: a hidden folder is one item, whatever it holds.
+      var hiddenItself = function (relative) {
+        var parts = relative.split("/");
+        return parts[parts.length - 1].charAt(0) === "." && shown(parts.slice(0, -1).join("/"));
+      };
+      skipped = items.filter(function (i) { return hiddenItself(i.relative); }).length + folders.filter(hiddenItself).length;
+      var inFolders = {};
+      items.forEach(function (i) {
+        var parts = i.relative.split("/");
+        for (var n = 1; n < parts.length; n++) inFolders[parts.slice(0, n).join("/")] = true;
+      });
+      // A folder known only from its files' paths (the folder picker gives no folders) counts too.
+      Object.keys(inFolders).forEach(function (f) { if (folders.indexOf(f) < 0 && hiddenItself(f)) skipped++; });
+      items = items.filter(function (i) { return shown(i.relative); });
+      folders = folders.filter(shown);
+    }
     var hasFolders = folders.length || items.some(function (i) { return i.relative.indexOf("/") >= 0; });
     if (!hasFolders) {
-      enqueue(items.map(function (i) { return { file: i.file, folder: base }; }));
+      enqueue(items.map(function (i) { return { file: i.file, folder: base }; }), skipped);
       return;
     }
     // A dropped folder whose name is taken arrives beside it under a free name.
@@ -478,7 +535,7 @@
         enqueue(items.map(function (i) {
           var relative = i.relative.indexOf("/") >= 0 ? mapped(i.relative) : i.relative;
           return { file: i.file, folder: base + parentOf("/" + relative).slice(1) };
-        }));
+        }), skipped);
         if (searchText()) search(); else list(currentPath);
       });
     });

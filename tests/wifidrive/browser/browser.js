@@ -4,13 +4,16 @@ const { chromium } = require("playwright-core");
 const fs = require("fs");
 const path = require("path");
 
-const kTimeoutMs = 15000;
+// Each step may wait this long; generous, since Chromium on a loaded 2-core machine can take many
+// seconds over a step. A step returns as soon as its condition holds.
+const kTimeoutMs = 45000;
 
 function expect(condition, what) {
   if (!condition) throw new Error("expected " + what);
 }
 
-async function withBrowser(workDir, run) {
+// moreArgs: further Chromium switches for one test.
+async function withBrowser(workDir, run, moreArgs = []) {
   const userDataDir = fs.mkdtempSync(path.join(workDir, "profile-"));
   const browser = await chromium.launchPersistentContext(userDataDir, {
     executablePath: "/usr/bin/chromium",
@@ -18,7 +21,7 @@ async function withBrowser(workDir, run) {
     acceptDownloads: true,
     args: ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
            "--disable-background-networking", "--disable-component-update", "--disable-sync",
-           "--autoplay-policy=no-user-gesture-required"],
+           "--autoplay-policy=no-user-gesture-required", ...moreArgs],
   });
   try {
     const page = browser.pages()[0] || (await browser.newPage());

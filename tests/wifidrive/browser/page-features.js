@@ -5,6 +5,7 @@
 // Usage: node page-features.js URL WORK_DIR [SCREENSHOT_DIR]
 "use strict";
 const { expect, withBrowser, runMain } = require("./browser");
+const { execFileSync } = require("child_process");
 const fs = require("fs");
 const path = require("path");
 
@@ -46,6 +47,10 @@ async function main() {
   fs.mkdirSync(path.join(kit, "drums"), { recursive: true });
   fs.writeFileSync(path.join(kit, "drums", "kick.wav"), Buffer.alloc(3 * 1024 * 1024, 7));
   fs.writeFileSync(path.join(kit, "snare.wav"), Buffer.from("snare"));
+  // What another computer leaves in folders: the drive takes no hidden names, so the page leaves them out.
+  fs.writeFileSync(path.join(kit, ".DS_Store"), Buffer.from("finder"));
+  fs.mkdirSync(path.join(kit, "drums", ".cache"));
+  fs.writeFileSync(path.join(kit, "drums", ".cache", "thumbs.db"), Buffer.from("thumbs"));
 
   await withBrowser(workDir, async (page, browser) => {
     const row = (name) => page.locator(`#listing .row[data-name="${name}"]`);
@@ -86,7 +91,8 @@ async function main() {
     await page.setInputFiles("#folder-input", kit);
     await page.locator("#overall-text", { hasText: /of 2 files/ }).waitFor();
     await shot(page, "uploading-1280.png");
-    await page.locator("#overall-text", { hasText: "2 of 2 files" }).waitFor();
+    await page.locator("#overall-text", { hasText: "2 of 2 files, 2 hidden items left out" }).waitFor();
+    expect(!(await page.locator("#error").isVisible()), "no error: " + (await page.locator("#error").textContent()));
     const seen = await page.evaluate(() => window.overallSeen);
     expect(seen.some((f) => f > 0.05 && f < 0.95), "the overall bar between its ends: " + seen.join(" "));
     expect(await page.locator("#overall").evaluate((b) => b.value === b.max), "the overall bar full at the end");
@@ -102,6 +108,14 @@ async function main() {
     await page.locator("#location", { hasText: "/Kit/" }).waitFor();
     expect(new URL(page.url()).hash === "#/Kit/", "the folder in the address, not " + page.url());
     await row("snare.wav").waitFor();
+    // The folder shown, downloaded whole as a zip.
+    const [zip] = await Promise.all([page.waitForEvent("download"), page.click("#zip-folder")]);
+    expect(zip.suggestedFilename() === "Kit.zip", "the zip named after the folder, not " + zip.suggestedFilename());
+    const archive = path.join(workDir, "Kit.zip");
+    await zip.saveAs(archive);
+    const listed = execFileSync("unzip", ["-Z1", archive]).toString().trim().split("\n").sort();
+    expect(listed.join() === "Kit/,Kit/drums/,Kit/drums/kick.wav,Kit/snare.wav", "the zip's entries: " + listed.join());
+    execFileSync("unzip", ["-tq", archive]);
     await page.reload();
     await page.locator("#location", { hasText: "/Kit/" }).waitFor();
     await row("drums").waitFor();
@@ -121,7 +135,13 @@ async function main() {
     await page.fill("#search", "KICK");
     await page.locator('#listing .row[data-path="/Kit (1)/drums/kick.wav"] .where', { hasText: "/Kit (1)/drums/" }).waitFor();
     expect((await names()).join() === "kick.wav,kick.wav", "both kicks found, not " + (await names()).join());
-    await page.fill("#search", "");
+    // A folder found opens with what it holds.
+    await page.fill("#search", "drums");
+    await page.locator('#listing .row[data-path="/Kit (1)/drums"] a.folder-link').click();
+    await row("kick.wav").waitFor();
+    expect((await page.inputValue("#search")) === "", "the search ended when the folder opened");
+    expect((await page.locator("#location").textContent()) === "/Kit (1)/drums/", "in the folder found");
+    await page.goto(url + "#/");
     await row("Seed.wav").waitFor();
 
     // A WAV plays in the page, served in ranges; its download stays one click away.
