@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <optional>
+#include <utility>
 
 namespace platform::AudioFileRepair {
 namespace {
@@ -183,11 +184,59 @@ bool repairCaf(QFile& file, QByteArray header, qint64 fileLength, QString* reaso
     return rewrite(file, header, length, reason);
 }
 
+// Where the last whole fragment (a moof box and the mdat after it) ends; nothing for a file
+// without fragments, 0 for one whose first fragment is cut. A take killed while a fragment was
+// being written ends inside that fragment's boxes: its index can point past the end of the
+// file, or stop halfway, and the demuxer then refuses the file or hands out half a packet.
+std::optional<qint64> endOfWholeFragments(QFile& file, qint64 fileLength)
+{
+    qint64 at = 0, end = 0;
+    bool fragmented = false, inFragment = false;
+    while (at + 8 <= fileLength) {
+        if (!file.seek(at))
+            break;
+        const QByteArray box = file.read(16);
+        if (box.size() < 8)
+            break;
+        const QByteArray type = box.mid(4, 4);
+        fragmented = fragmented || type == "moof";
+        uint64_t size = be32(box.constData());
+        qint64 headerSize = 8;
+        if (size == 1 && box.size() == 16) {
+            size = uint64_t(be32(box.constData() + 8)) << 32 | be32(box.constData() + 12);
+            headerSize = 16;
+        }
+        // A size of 0 (up to the end of the file) is never written for a fragment.
+        if (size < uint64_t(headerSize) || size > uint64_t(fileLength - at))
+            break;
+        at += qint64(size);
+        if (type == "moof")
+            inFragment = true;
+        else if (type == "mdat" && std::exchange(inFragment, false))
+            end = at;
+    }
+    if (!fragmented)
+        return std::nullopt;
+    return end;
+}
+
 bool repairM4a(const QString& path, QString* reason)
 {
     const CodecModule* codecs = codecModule(reason);
     if (!codecs)
         return false;
+    {
+        QFile file(path);
+        if (!file.open(QIODevice::ReadWrite))
+            return fail(reason, file.errorString());
+        const qint64 length = file.size();
+        const std::optional<qint64> whole = endOfWholeFragments(file, length);
+        // A file with no whole fragment is left as it is, for whoever can make more of it.
+        if (whole == 0)
+            return fail(reason, QStringLiteral("no complete fragment"));
+        if (whole && *whole < length && !file.resize(*whole))
+            return fail(reason, file.errorString());
+    }
     const QString plain = path + QStringLiteral(".plain");
     QString why;
     const int64_t frames = codecs->remuxToM4A(path, plain, -1, &why);

@@ -82,6 +82,7 @@ QString HostEngine::clientName() const
 
 bool HostEngine::setSessionActive(bool active)
 {
+    mSessionWanted = active;
     if (!active) {
         mRetry.stop();
         closeClient();
@@ -535,11 +536,21 @@ void HostEngine::setServerName(const QString& name)
     if (name == mServerName)
         return;
     mServerName = name;
-    if (!mClient)
-        return;  // the next open, or the running retry, goes to the new server
-    log(QStringLiteral("Moving to the JACK server '%1'").arg(name.isEmpty() ? QStringLiteral("default") : name));
-    leaveServer();
+    const QString shown = name.isEmpty() ? QStringLiteral("default") : name;
+    if (mClient) {
+        log(QStringLiteral("Moving to the JACK server '%1'").arg(shown));
+        leaveServer();
+        retryServer();
+        return;
+    }
+    // A session that is wanted but found no server goes looking for the new one now, and
+    // keeps looking until it appears; a closed session goes there when it next opens.
+    if (!mSessionWanted)
+        return;
+    log(QStringLiteral("Looking for the JACK server '%1'").arg(shown));
     retryServer();
+    if (!mClient)
+        mRetry.start();
 }
 
 void HostEngine::serverLost()
@@ -553,6 +564,7 @@ void HostEngine::leaveServer()
     const bool wasRouted = mReceiverConnected || mSenderConnected;
     closeClient();
     mRetry.start();
+    mInterrupted = true;
     NotificationCenter::defaultCenter().post(notifications::kInterruptionBegan, this);
     // Nothing is routed to a server that is gone: whoever follows the routing hears it now.
     if (wasRouted && onConnectionsChanged)
@@ -564,6 +576,11 @@ void HostEngine::retryServer()
     if (!openClient(true))
         return;
     mRetry.stop();
+    // Only a server that went away comes back; one found for the first time ends nothing.
+    if (!std::exchange(mInterrupted, false)) {
+        log(QStringLiteral("Reached the JACK server '%1'").arg(mServerName.isEmpty() ? QStringLiteral("default") : mServerName));
+        return;
+    }
     log(QStringLiteral("The JACK server is back"));
     NotificationCenter::defaultCenter().post(notifications::kInterruptionEnded, this);
 }

@@ -63,7 +63,8 @@ public:
     QString clientName() const;  // as the server knows it; empty without a session
     // The JACK server by name; empty is the default one (JACK_DEFAULT_SERVER, else "default").
     // A change with a session open moves the client there as if the old server went away:
-    // play pauses and goes on on the new server, or once it appears.
+    // play pauses and goes on on the new server, or once it appears. A session asked for
+    // but without a server looks for the new one at once, and until it appears.
     void setServerName(const QString& name);
     const QString& serverName() const { return mServerName; }
 
@@ -154,6 +155,8 @@ private:
     std::unique_ptr<Ports> mPorts;
     bool mRunning = false;
     bool mReportedNoServer = false;  // said once until a server is found
+    bool mSessionWanted = false;     // asked to be open, whether or not a server was found
+    bool mInterrupted = false;       // the server went away and its return is not yet posted
     int mInputChannels = 0;
     double mLastRate = kDefaultSampleRate;
     uint32_t mLastBufferSize = 0;

@@ -122,7 +122,7 @@ TEST(BatchTools, OverlayFollowsTheRunAndCancelStopsIt)
 
     // Cancel pressed as soon as the overlay shows: whatever was finished stays whole, the
     // rest never appears, and no part file is left.
-    ASSERT_TRUE(waitUntil([&] { return !batch.overlay(); }, 10000));
+    ASSERT_TRUE(waitUntil([&] { return !batch.overlay(); }));
     ConversionOptions wave;
     wave.samplerate = 48000;
     batch.convert(takes, wave);

@@ -28,8 +28,6 @@ namespace {
 
 constexpr int kRate = 8000;
 constexpr float kLevel = 0.5f;
-// Generous: the machine may be busy; every wait ends as soon as its condition holds.
-constexpr int kPatienceMs = 20000;
 
 // The editor beside a browser of the library, as the main window has them.
 struct Screens {
@@ -46,7 +44,7 @@ struct Screens {
         detail.resize(600, 500);
         detail.show();
         master->setFolder(folder);
-        EXPECT_TRUE(waitUntil([&] { return master->model()->isLoaded(); }, kPatienceMs));
+        EXPECT_TRUE(waitUntil([&] { return master->model()->isLoaded(); }));
     }
 
     void chooseTool(const QString& name)
@@ -67,14 +65,14 @@ struct Screens {
     // Waits for the overlay's final message and answers it.
     QString finalMessage(const QStringList& finals)
     {
-        waitUntil([&] { return overlay() && finals.contains(overlay()->message()); }, kPatienceMs);
+        waitUntil([&] { return overlay() && finals.contains(overlay()->message()); });
         return overlay() ? overlay()->message() : QString();
     }
 
     // A success message closes itself.
     bool overlayCloses()
     {
-        return waitUntil([&] { return !overlay(); }, kPatienceMs);
+        return waitUntil([&] { return !overlay(); });
     }
 
     QPushButton* okButton() const
@@ -91,7 +89,7 @@ struct Screens {
         return waitUntil([&] {
             const int row = master->rowForItemWithPath(path);
             return row >= 0 && master->tableView()->currentIndex().row() == row && detail.detailItem() == path;
-        }, kPatienceMs);
+        });
     }
 };
 
@@ -207,7 +205,7 @@ TEST(EditorTools, NormalizeReplacesItsResultAndAFailedConvertLeavesNothing)
     // and nothing new joins the library.
     const QString broken = lib + "/c.wav";
     writeFile(broken, QByteArray(4000, 'x'));
-    ASSERT_TRUE(waitUntil([&] { return s.master->rowForItemWithPath(broken) >= 0; }, kPatienceMs));
+    ASSERT_TRUE(waitUntil([&] { return s.master->rowForItemWithPath(broken) >= 0; }));
     const QStringList before = QDir(lib).entryList(QDir::Files, QDir::Name);
     s.master->showFile(broken);
     Utils::clearLastNewFile();

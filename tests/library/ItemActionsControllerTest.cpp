@@ -155,11 +155,11 @@ TEST(ItemActionsController, ZipAndUnzipFromTheMenuWithTheOverlay)
     browser->setFolder(lib);
     ASSERT_TRUE(waitUntil([&] { return browser->model()->isLoaded() && browser->model()->rowCount() == 1; }));
     browser->actions()->zipItem(browser->model()->itemAt(0));
-    ASSERT_TRUE(waitUntil([&] { return browser->rowForItemWithPath(lib + QStringLiteral("/Takes.zip")) >= 0; }, 10000));
+    ASSERT_TRUE(waitUntil([&] { return browser->rowForItemWithPath(lib + QStringLiteral("/Takes.zip")) >= 0; }));
 
     QDir(lib + QStringLiteral("/Takes")).removeRecursively();
     browser->actions()->unzipQuestion(lib + QStringLiteral("/Takes.zip"));
     ASSERT_TRUE(answer(&window, QStringLiteral("Unzip"), QStringLiteral("Yes")));
-    ASSERT_TRUE(waitUntil([&] { return readFile(lib + QStringLiteral("/Takes/a.wav")) == QByteArray(5000, 'a'); }, 10000));
+    ASSERT_TRUE(waitUntil([&] { return readFile(lib + QStringLiteral("/Takes/a.wav")) == QByteArray(5000, 'a'); }));
     EXPECT_TRUE(alerts.alerts().isEmpty()) << alerts.alerts().join('\n').toStdString();
 }

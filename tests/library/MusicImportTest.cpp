@@ -53,7 +53,7 @@ TEST(MusicImport, ListsTaggedSongsAndDecodesToStereoWav)
     callbacks.finished = [&](const QString& target) { done << target; };
     callbacks.failed = [&](const QString& message) { done << "failed: " + message; };
     import.start(tracks[2], lib, callbacks);
-    ASSERT_TRUE(waitUntil([&] { return done.size() == 1; }, 20000));
+    ASSERT_TRUE(waitUntil([&] { return done.size() == 1; }));
     EXPECT_EQ(done[0], lib + QStringLiteral("/AC_DC Song - Band.wav"));
     ASSERT_FALSE(progress.isEmpty());
     EXPECT_NEAR(progress.last(), 1.0f, 0.05f);
@@ -78,20 +78,20 @@ TEST(MusicImport, ListsTaggedSongsAndDecodesToStereoWav)
 
     // The same song again gets a free name; a cancelled import leaves nothing.
     import.start(tracks[2], lib, callbacks);
-    ASSERT_TRUE(waitUntil([&] { return done.size() == 2; }, 20000));
+    ASSERT_TRUE(waitUntil([&] { return done.size() == 2; }));
     EXPECT_EQ(done[1], lib + QStringLiteral("/AC_DC Song - Band(1).wav"));
 
     bool cancelled = false;
     callbacks.cancelled = [&] { cancelled = true; };
     import.start(tracks[1], lib, callbacks);
     import.cancelMusicImport();
-    ASSERT_TRUE(waitUntil([&] { return cancelled || done.size() == 3; }, 20000));
+    ASSERT_TRUE(waitUntil([&] { return cancelled || done.size() == 3; }));
     EXPECT_TRUE(cancelled);
     EXPECT_FALSE(QFileInfo::exists(lib + QStringLiteral("/Intro - Alpha.wav")));
     EXPECT_FALSE(QFileInfo::exists(platform::Locations::tempDir() + QStringLiteral("/temp-import")));
 
     MusicTrack gone{music + QStringLiteral("/gone.mp3"), QStringLiteral("Gone"), QStringLiteral("X"), 1};
     import.start(gone, lib, callbacks);
-    ASSERT_TRUE(waitUntil([&] { return done.size() == 3; }, 20000));
+    ASSERT_TRUE(waitUntil([&] { return done.size() == 3; }));
     EXPECT_EQ(done[2], QStringLiteral("failed: The song is not available on this computer"));
 }

@@ -7,6 +7,7 @@
 #include "support/TempTree.h"
 
 #include <QFile>
+#include <QProcess>
 #include <gtest/gtest.h>
 
 namespace {
@@ -125,5 +126,53 @@ TEST(AudioFileRepair, LeavesOtherFilesAlone)
         ASSERT_TRUE(testsupport::writeFile(path, bytes));
         EXPECT_FALSE(platform::AudioFileRepair::repair(path));
         EXPECT_EQ(testsupport::readFile(path), bytes);
+    }
+}
+
+// An M4A take killed while a fragment was being written: the fragment's box and its packets
+// stop anywhere. Repaired, it holds the whole fragments before, and nothing of the cut one
+// (a half packet would be noise, or a decoder error in every other program).
+TEST(AudioFileRepair, M4aTakeCutInsideAFragmentKeepsTheWholeOnes)
+{
+    testsupport::TempTree tree;
+    for (const int format : {Utils::kRecFormatAAC, Utils::kRecFormatALAC}) {
+        SCOPED_TRACE(format);
+        const QString path = tree.path(QStringLiteral("take%1.m4a").arg(format));
+        auto writer = recoverable(path, format, 16);
+        ASSERT_TRUE(writer);
+        ASSERT_TRUE(writer->write(signalFrames(0, 44100).data(), 44100));
+        ASSERT_TRUE(writer->checkpoint());
+        const qint64 firstEnd = QFile(path).size();
+        ASSERT_TRUE(writer->write(signalFrames(44100, 44100).data(), 44100));
+        ASSERT_TRUE(writer->checkpoint());
+        const QByteArray whole = testsupport::readFile(path);
+        writer.reset();
+        ASSERT_GT(whole.size(), firstEnd);
+
+        // What one fragment alone gives, as the reference.
+        const QString cut = tree.path(QStringLiteral("cut.m4a"));
+        ASSERT_TRUE(testsupport::writeFile(cut, whole.left(firstEnd)));
+        ASSERT_TRUE(platform::AudioFileRepair::repair(cut));
+        const auto one = testsupport::decodeFile(cut);
+        ASSERT_GT(one.frames(), 0);
+
+        const qint64 second = whole.size() - firstEnd;
+        for (const qint64 at : {qint64(1), qint64(8), qint64(100), second / 4, second / 2, second - 1000, second - 1}) {
+            SCOPED_TRACE(at);
+            ASSERT_TRUE(testsupport::writeFile(cut, whole.left(firstEnd + at)));
+            QString why;
+            ASSERT_TRUE(platform::AudioFileRepair::repair(cut, &why)) << why.toStdString();
+            const auto audio = testsupport::decodeFile(cut);
+            EXPECT_EQ(audio.samples, one.samples);
+            QProcess ffmpeg;
+            ffmpeg.start(QStringLiteral("ffmpeg"), {"-v", "error", "-i", cut, "-f", "null", "-"});
+            ASSERT_TRUE(ffmpeg.waitForFinished(60000));
+            EXPECT_EQ(ffmpeg.exitCode(), 0);
+            EXPECT_EQ(ffmpeg.readAllStandardError().trimmed(), QByteArray());
+        }
+        // Cut inside the first fragment: nothing whole to keep, and the file stays as it was.
+        ASSERT_TRUE(testsupport::writeFile(cut, whole.left(firstEnd - 100)));
+        EXPECT_FALSE(platform::AudioFileRepair::repair(cut));
+        EXPECT_EQ(testsupport::readFile(cut), whole.left(firstEnd - 100));
     }
 }

@@ -62,7 +62,7 @@ public:
     ScreenSaverBus()
     {
         mDaemon.start(QStringLiteral("dbus-daemon"), {"--session", "--nofork", "--print-address"});
-        if (!mDaemon.waitForReadyRead(5000))
+        if (!mDaemon.waitForReadyRead(testsupport::kPatienceMs))
             return;
         const QByteArray address = mDaemon.readLine().trimmed();
         qputenv("DBUS_SESSION_BUS_ADDRESS", address);
@@ -287,7 +287,7 @@ TEST_F(AudioEngineTest, SurvivesTheServerGoingAwayAndComingBack)
     EXPECT_TRUE(AudioEngine::start());  // logged and survived
     EXPECT_FALSE(controller->isRunning());
     ASSERT_TRUE(server.start());
-    ASSERT_TRUE(waitUntil([&] { return back; }, 8000));
+    ASSERT_TRUE(waitUntil([&] { return back; }));
     EXPECT_TRUE(AudioEngine::start());
     EXPECT_TRUE(controller->isRunning());
     EXPECT_FLOAT_EQ(freshPeak(*heard), 0.5f);
@@ -312,7 +312,7 @@ TEST_F(AudioEngineTest, AServerLostWithTheReceiverConnectedReturnsMutedAndConnec
     EXPECT_FALSE(AudioEngine::audiobusConnected());
 
     ASSERT_TRUE(server.start());
-    ASSERT_TRUE(waitUntil([&] { return back; }, 8000));
+    ASSERT_TRUE(waitUntil([&] { return back; }));
     // Back as it was before, without waiting for a play: running, hardware connected, the
     // input not heard through the speakers, the routing read from the new server.
     EXPECT_TRUE(controller->isRunning());

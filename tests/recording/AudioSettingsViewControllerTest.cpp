@@ -106,7 +106,7 @@ TEST(AudioSettingsViewController, BufferAndRateOnARealServer)
     EXPECT_TRUE(sheetAction(screen.openSheet(), "  64 frames"));
     EXPECT_FALSE(sheetAction(screen.openSheet(), "Cancel"));  // Escape leaves a desktop menu
     sheetAction(screen.openSheet(), "  256 frames")->trigger();
-    EXPECT_TRUE(waitUntil([&] { return !screen.settings()->bufferRequestPending(); }, 20000));
+    EXPECT_TRUE(waitUntil([&] { return !screen.settings()->bufferRequestPending(); }));
     EXPECT_EQ(screen.bufferButton()->text(), "256");
     EXPECT_EQ(opacity(screen.bufferButton()), 1.0);
     EXPECT_TRUE(alerts.alerts().isEmpty());
@@ -116,7 +116,7 @@ TEST(AudioSettingsViewController, BufferAndRateOnARealServer)
     QProcess bufsize;
     bufsize.start(QStringLiteral("jack_bufsize"), {QStringLiteral("1024")});
     ASSERT_TRUE(bufsize.waitForFinished(20000));
-    EXPECT_TRUE(waitUntil([&] { return screen.bufferButton()->text() == "1024"; }, 20000));
+    EXPECT_TRUE(waitUntil([&] { return screen.bufferButton()->text() == "1024"; }));
     EXPECT_NEAR(opacity(screen.bufferButton()), 0.3, 1e-9);
     EXPECT_TRUE(alerts.alerts().isEmpty());
 
@@ -125,7 +125,7 @@ TEST(AudioSettingsViewController, BufferAndRateOnARealServer)
         GreedyClient greedy(1024);
         ASSERT_TRUE(greedy.ok());
         screen.bufferSelected(1);  // 128
-        EXPECT_TRUE(waitUntil([&] { return alerts.alerts().contains(kBufferAlert); }, 20000));
+        EXPECT_TRUE(waitUntil([&] { return alerts.alerts().contains(kBufferAlert); }));
         EXPECT_EQ(screen.bufferButton()->text(), "1024");
         EXPECT_NEAR(opacity(screen.bufferButton()), 0.3, 1e-9);
     }

@@ -22,7 +22,7 @@ TEST(MediaKeys, PlayPausePreviousAndToggleRecordBecomeRemoteEvents)
     TempTree tree;
     QProcess daemon;
     daemon.start("dbus-daemon", {"--session", "--nofork", "--print-address"});
-    ASSERT_TRUE(daemon.waitForReadyRead(5000));
+    ASSERT_TRUE(daemon.waitForReadyRead(kPatienceMs));
     const QByteArray address = daemon.readLine().trimmed();
     qputenv("DBUS_SESSION_BUS_ADDRESS", address);
     qputenv("JACK_DEFAULT_SERVER", "wltest-nobody-home");

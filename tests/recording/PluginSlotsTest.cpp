@@ -156,7 +156,7 @@ TEST_F(PluginSlotsTest, AnEffectChangesTheTakeExactlyAsTheReferenceHostComputesI
 
     recorder->armed = true;
     player->play();
-    ASSERT_TRUE(waitUntil([&] { return !player->isPlaying(); }, 10000));
+    ASSERT_TRUE(waitUntil([&] { return !player->isPlaying(); }));
     settle();
     recorder->armed = false;
 
@@ -214,7 +214,7 @@ TEST_F(PluginSlotsTest, ABufferSizeChangeReachesRunningPluginsAndTheTakeStaysExa
     ASSERT_TRUE(bufsize.waitForFinished(20000));
     ASSERT_TRUE(waitUntil([&] { return probe.portValue(nominal) == 1024.0f && probe.portValue(largest) == 1024.0f; }));
     EXPECT_EQ(AudioEngine::iaaAtSlot(2)->plugin().blockLength(), 1024u);
-    ASSERT_TRUE(waitUntil([&] { return !player->isPlaying(); }, 10000));
+    ASSERT_TRUE(waitUntil([&] { return !player->isPlaying(); }));
     settle();
     recorder->armed = false;
     EXPECT_EQ(AudioEngine::audioController()->bufferSize(), 1024u);
@@ -282,7 +282,7 @@ TEST_F(PluginSlotsTest, AGeneratorAndAnInstrumentPlayedFromJackMidiAreRecorded)
     ASSERT_TRUE(sequencer.waitForStarted());
     ASSERT_TRUE(waitUntil([&] { return server.ports().contains("wltestseq:out"); }));
     ASSERT_TRUE(server.connect("wltestseq:out", midiIn));
-    ASSERT_TRUE(waitUntil([&] { return take->peak() > 0.01f; }, 5000));
+    ASSERT_TRUE(waitUntil([&] { return take->peak() > 0.01f; }));
     sequencer.kill();
     sequencer.waitForFinished();
     AudioEngine::setRecorder(recorder);

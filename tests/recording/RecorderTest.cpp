@@ -215,11 +215,11 @@ TEST_F(RecorderTest, StopCancelAndRestart)
     ASSERT_TRUE(recorder->setRecState(true));
     EXPECT_TRUE(AudioEngine::recState());
     EXPECT_FALSE(AudioEngine::maybeStop());  // audio keeps running while recording
-    ASSERT_TRUE(waitUntil([&] { return recorder->recDuration() > 0.5; }, 20000));
+    ASSERT_TRUE(waitUntil([&] { return recorder->recDuration() > 0.5; }));
     recorder->setRecState(false);
     EXPECT_FALSE(AudioEngine::recState());
     EXPECT_FALSE(recorder->setRecState(true));  // the old take is not closed yet
-    ASSERT_TRUE(waitUntil([&] { return recorder->state() == Recorder::State::Idle; }, 20000));
+    ASSERT_TRUE(waitUntil([&] { return recorder->state() == Recorder::State::Idle; }));
     EXPECT_EQ(take.calls, 1);
     EXPECT_TRUE(QFile::exists(take.path));
     testsupport::waitUntil([] { return false; }, 300);
@@ -228,9 +228,9 @@ TEST_F(RecorderTest, StopCancelAndRestart)
     take = {};
     ASSERT_TRUE(recorder->setRecState(true));
     const QString path = recorder->recordURL();
-    ASSERT_TRUE(waitUntil([&] { return recorder->recDuration() > 0.3; }, 20000));
+    ASSERT_TRUE(waitUntil([&] { return recorder->recDuration() > 0.3; }));
     EXPECT_FALSE(recorder->cancel());
-    ASSERT_TRUE(waitUntil([&] { return recorder->state() == Recorder::State::Idle; }, 20000));
+    ASSERT_TRUE(waitUntil([&] { return recorder->state() == Recorder::State::Idle; }));
     testsupport::waitUntil([] { return false; }, 200);
     EXPECT_EQ(take.calls, 0);
     EXPECT_FALSE(QFile::exists(path));
@@ -246,7 +246,7 @@ TEST_F(RecorderTest, StopCancelAndRestart)
     ASSERT_TRUE(recorder->setRecState(true));
     const QString left = recorder->recordURL();
     EXPECT_TRUE(Recorder::hasUnfinishedRecording().isEmpty());  // held while recorded
-    ASSERT_TRUE(waitUntil([&] { return recorder->recDuration() > 0.3; }, 20000));
+    ASSERT_TRUE(waitUntil([&] { return recorder->recDuration() > 0.3; }));
     recorder.reset();
     EXPECT_EQ(take.calls, 0);
     EXPECT_EQ(Recorder::hasUnfinishedRecording(), left);
@@ -292,7 +292,7 @@ TEST_F(RecorderTest, FilePlayerAsSource)
     ASSERT_TRUE(waitUntil([&] { return !player->isPlaying(); }, 30000));
     ASSERT_TRUE(waitUntil([&] { return recorder->recDuration() > 1.2; }, 30000));
     recorder->setRecState(false);
-    ASSERT_TRUE(waitUntil([&] { return recorder->state() == Recorder::State::Idle; }, 20000));
+    ASSERT_TRUE(waitUntil([&] { return recorder->state() == Recorder::State::Idle; }));
     ASSERT_EQ(take.calls, 1);
     EXPECT_EQ(take.name, QStringLiteral("Guitar Take"));
     EXPECT_FALSE(AudioEngine::rauAtSlot(0));
@@ -357,11 +357,11 @@ TEST_F(RecorderTest, LowDiskWarningAndAnUnwritableFolder)
         double warned = -1;
         QObject::connect(recorder.get(), &Recorder::diskSpaceLow, [&](double left) { warned = left; });
         ASSERT_TRUE(recorder->setRecState(true));
-        ASSERT_TRUE(waitUntil([&] { return warned >= 0; }, 20000));
+        ASSERT_TRUE(waitUntil([&] { return warned >= 0; }));
         EXPECT_LT(warned, Recorder::kLowDiskSeconds);
         EXPECT_GT(recorder->secondsLeftOnDisk(), 0);
         recorder->setRecState(false);
-        ASSERT_TRUE(waitUntil([&] { return recorder->state() == Recorder::State::Idle; }, 20000));
+        ASSERT_TRUE(waitUntil([&] { return recorder->state() == Recorder::State::Idle; }));
         EXPECT_EQ(take.calls, 1);
         QFile::remove(take.path);
     }
@@ -385,7 +385,7 @@ TEST_F(RecorderTest, ServerGoneKeepsTheTake)
     makeRecorder();
     storeSettings(2, 24, 2);
     ASSERT_TRUE(recorder->setRecState(true));
-    ASSERT_TRUE(waitUntil([&] { return recorder->recDuration() > 0.5; }, 20000));
+    ASSERT_TRUE(waitUntil([&] { return recorder->recDuration() > 0.5; }));
     const uint64_t played = signal.framesPlayed();
     server.stop();
     ASSERT_TRUE(waitUntil([&] { return recorder->state() == Recorder::State::Idle; }, 30000));

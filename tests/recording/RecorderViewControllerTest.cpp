@@ -181,14 +181,14 @@ TEST_F(RecorderViewControllerTest, InstantStopAndCancelEndTheTake)
         screen.recPress();
         ASSERT_TRUE(screen.recorder()->isRecording());
         screen.recPress();
-        ASSERT_TRUE(waitUntil([&] { return screen.recorder()->state() == Recorder::State::Idle; }, 20000))
+        ASSERT_TRUE(waitUntil([&] { return screen.recorder()->state() == Recorder::State::Idle; }))
             << "round " << round;
         EXPECT_EQ(calls, round);
     }
     screen.recPress();
     const QString take = screen.recorder()->recordURL();
     screen.cancelPress();
-    ASSERT_TRUE(waitUntil([&] { return screen.recorder()->state() == Recorder::State::Idle; }, 20000));
+    ASSERT_TRUE(waitUntil([&] { return screen.recorder()->state() == Recorder::State::Idle; }));
     EXPECT_EQ(calls, 4);
     EXPECT_FALSE(QFileInfo::exists(take));
     EXPECT_EQ(screen.recButton()->isChecked(), false);

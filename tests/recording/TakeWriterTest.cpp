@@ -128,7 +128,7 @@ TEST(TakeWriter, OverflowEndsTheTakeKeepingWhatWasAccepted)
     float silence[64] = {};
     const float* buffers[] = {silence, silence};
     EXPECT_FALSE(take->push(const_cast<float* const*>(buffers), 64));  // nothing after the overflow
-    ASSERT_TRUE(testsupport::waitUntil([&] { return failures.load() > 0; }, 20000));
+    ASSERT_TRUE(testsupport::waitUntil([&] { return failures.load() > 0; }));
     EXPECT_EQ(seen, TakeWriter::Failure::Overflow);
     EXPECT_TRUE(take->finish());
     EXPECT_EQ(failures.load(), 1);

@@ -98,7 +98,7 @@ TEST(AppDelegateEngine, InterruptionStopsAndResumesWhatPlayed)
 
     // It comes back: the engine restarts and play goes on from where it was.
     ASSERT_TRUE(server.start());
-    ASSERT_TRUE(waitUntil([&] { return logs.contains("Audio session interruption end"); }, 10000));
+    ASSERT_TRUE(waitUntil([&] { return logs.contains("Audio session interruption end"); }));
     EXPECT_TRUE(logs.contains("Resuming player"));
     EXPECT_TRUE(message->text().startsWith("The audio server came back at ")) << message->text().toStdString();
     EXPECT_FALSE(message->isHidden());
@@ -112,7 +112,7 @@ TEST(AppDelegateEngine, InterruptionStopsAndResumesWhatPlayed)
     server.stop();
     ASSERT_TRUE(waitUntil([&] { return logs.lines().count("Audio session interruption begin") == 2; }));
     ASSERT_TRUE(server.start());
-    ASSERT_TRUE(waitUntil([&] { return logs.lines().count("Audio session interruption end") == 2; }, 10000));
+    ASSERT_TRUE(waitUntil([&] { return logs.lines().count("Audio session interruption end") == 2; }));
     EXPECT_EQ(logs.lines().count("Resuming player"), 1);
     EXPECT_TRUE(engine->isSessionActive());
     EXPECT_FALSE(engine->isRunning());

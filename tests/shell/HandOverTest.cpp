@@ -232,7 +232,7 @@ TEST(HandOver, PasteCommandImportsWhatAnotherProgramCopied)
 
     EXPECT_EQ(handOver({"wavelockercmd://addFromPaste?My%2FLoop"}).exitCode, 0);
     // The paste runs a second after the answer, under the name with "/" made "_".
-    ASSERT_TRUE(waitUntil([&] { return QFileInfo::exists(lib + "/My_Loop.wav"); }, 20000)) << instance.log().toStdString();
+    ASSERT_TRUE(waitUntil([&] { return QFileInfo::exists(lib + "/My_Loop.wav"); })) << instance.log().toStdString();
     EXPECT_EQ(readFile(lib + "/My_Loop.wav"), readFile(tree.path("Source.wav")));
     // A name holding a NUL is refused; nothing else arrives.
     EXPECT_EQ(handOver({"wavelockercmd://addFromPaste?A%00B"}).exitCode, 0);

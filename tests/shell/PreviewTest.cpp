@@ -207,12 +207,12 @@ TEST_F(PreviewTest, PreviewLivesThroughTheServerGoingAwayAndComingBack)
     EXPECT_FALSE(player->isPlaying());
     EXPECT_TRUE(rowPlaying("5 long.wav"));
     ASSERT_TRUE(server.start());
-    ASSERT_TRUE(waitUntil([&] { return logs.contains("Audio session interruption end"); }, 10000));
+    ASSERT_TRUE(waitUntil([&] { return logs.contains("Audio session interruption end"); }));
     EXPECT_TRUE(playingFile("5 long.wav"));
     EXPECT_FALSE(player->loop());
 
     // It ends as a preview does, and the editor's loop comes back.
-    ASSERT_TRUE(waitUntil([&] { return quiet(); }, 10000));
+    ASSERT_TRUE(waitUntil([&] { return quiet(); }));
     EXPECT_FALSE(rowPlaying("5 long.wav"));
     EXPECT_TRUE(player->loop());
 }

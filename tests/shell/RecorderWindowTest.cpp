@@ -51,7 +51,7 @@ TEST(RecorderWindow, RecordButtonTakeArrivesNormalizedAndOpens)
     EXPECT_TRUE(waitUntil([&] { return app.detailViewController()->detailItem() == expected; }, 60000))
         << app.detailViewController()->detailItem().toStdString();
     EXPECT_TRUE(QFileInfo::exists(expected));
-    EXPECT_TRUE(waitUntil([&] { return !app.recorderViewController(); }, 10000));
+    EXPECT_TRUE(waitUntil([&] { return !app.recorderViewController(); }));
     EXPECT_EQ(Recorder::currentRecorder(), nullptr);
 
     // The remote toggle opens the recorder on the last browser and starts a take. A compressed

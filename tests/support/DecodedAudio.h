@@ -20,4 +20,12 @@ struct DecodedAudio {
 // Empty (no channels) when the file can't be opened; that also fails the running test.
 DecodedAudio decodeFile(const QString& path);
 
+// Frames of a take that is still being written, as a kill now would leave them: a copy at
+// `scratch`, repaired as the next start would. 0 while nothing is recoverable yet.
+int64_t framesOnDisk(const QString& take, const QString& scratch);
+// Looks a few times a second until the take holds `atLeast` frames or `timeoutMs` pass;
+// answers the frames seen last. Each look reads the whole take: in a tight loop it would
+// starve the audio clients of the very recording it watches.
+int64_t waitForFramesOnDisk(const QString& take, const QString& scratch, int64_t atLeast, int timeoutMs);
+
 }  // namespace testsupport

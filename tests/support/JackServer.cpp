@@ -50,7 +50,7 @@ bool JackServer::startOnce()
                    {QStringLiteral("-n"), mName, QStringLiteral("--no-realtime"), QStringLiteral("-d"),
                     QStringLiteral("dummy"), QStringLiteral("-r"), QString::number(mRate), QStringLiteral("-p"),
                     QString::number(mPeriod)});
-    if (!mServer->waitForStarted(5000))
+    if (!mServer->waitForStarted(kWaitSeconds * 1000))
         return false;
     bool ok = false;
     runClient(QStringLiteral("jack_wait"),
@@ -66,6 +66,12 @@ void JackServer::stop()
 {
     if (!mServer)
         return;
+    // A server that ended by itself says why: a test that lost it mid-way otherwise shows
+    // only its clients' complaints.
+    if (mServer->state() == QProcess::NotRunning && mServer->exitStatus() == QProcess::CrashExit)
+        qWarning("jackd crashed: %s", mServer->readAll().constData());
+    else if (mServer->state() == QProcess::NotRunning && mServer->exitCode() != 0)
+        qWarning("jackd ended with %d: %s", mServer->exitCode(), mServer->readAll().constData());
     if (mServer->state() != QProcess::NotRunning) {
         mServer->terminate();
         if (!mServer->waitForFinished(5000)) {

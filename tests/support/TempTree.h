@@ -46,8 +46,14 @@ private:
     QStringList mAlerts;
 };
 
-// Spins the event loop until pred holds or the time runs out; answers pred().
-bool waitUntil(const std::function<bool()>& pred, int timeoutMs = 5000);
+// How long a wait for something that should happen may take. It returns as soon as the
+// condition holds, so only a failing test waits this long; generous, since on a loaded 2-core
+// machine a jackd, a child process or a background job can take many seconds to get going.
+constexpr int kPatienceMs = 30000;
+
+// Spins the event loop until pred holds or the time runs out; answers pred(). A wait for
+// something that must NOT happen gives its own short time instead.
+bool waitUntil(const std::function<bool()>& pred, int timeoutMs = kPatienceMs);
 
 bool writeFile(const QString& path, const QByteArray& bytes);
 QByteArray readFile(const QString& path);

@@ -10,7 +10,7 @@ using namespace testsupport;
 
 namespace {
 const QString kBrowserDir = (testsupport::sourceDir() + QStringLiteral("/tests/wifidrive/browser"));
-constexpr int kBrowserTimeoutMs = 120000;
+constexpr int kBrowserTimeoutMs = 240000;  // the whole script; below the test's own time limit
 
 // Runs one page script against the started uploader; its output when it fails.
 QString runPageScript(const QString& script, int port, const QString& workDir, const QStringList& more = {})

@@ -4,7 +4,9 @@ const { chromium } = require("playwright-core");
 const fs = require("fs");
 const path = require("path");
 
-const kTimeoutMs = 15000;
+// Each step may wait this long; generous, since Chromium on a loaded 2-core machine can take many
+// seconds over a step. A step returns as soon as its condition holds.
+const kTimeoutMs = 45000;
 
 function expect(condition, what) {
   if (!condition) throw new Error("expected " + what);
