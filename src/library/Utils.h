@@ -26,6 +26,8 @@ bool pathIsLibraryRoot(const QString& path);
 bool pathIsInbox(const QString& path);
 bool pathIsLocalDocumentsLink(const QString& path);
 bool pathIsTrashcan(const QString& path);
+// Either of the two, resolved once.
+bool pathIsLocalDocumentsLinkOrTrashcan(const QString& path);
 bool pathIsSystemItem(const QString& path);
 // The same for a listing that already knows whether path is a symbolic link.
 bool pathIsSystemItem(const QString& path, bool isSymLink);

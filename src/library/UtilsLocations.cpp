@@ -154,6 +154,11 @@ SystemItem systemItemAt(const QString& path, std::optional<bool> knownLink = std
 bool pathIsLibraryRoot(const QString& path) { return systemItemAt(path) == SystemItem::Library; }
 bool pathIsLocalDocumentsLink(const QString& path) { return systemItemAt(path) == SystemItem::Link; }
 bool pathIsTrashcan(const QString& path) { return systemItemAt(path) == SystemItem::Trash; }
+bool pathIsLocalDocumentsLinkOrTrashcan(const QString& path)
+{
+    const SystemItem item = systemItemAt(path);
+    return item == SystemItem::Link || item == SystemItem::Trash;
+}
 bool pathIsSystemItem(const QString& path) { return systemItemAt(path) != SystemItem::None; }
 bool pathIsSystemItem(const QString& path, bool isSymLink) { return systemItemAt(path, isSymLink) != SystemItem::None; }
 

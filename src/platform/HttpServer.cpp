@@ -1,9 +1,11 @@
 #include "platform/HttpServer.h"
 
+#include "platform/HttpRequestHead.h"
 #include "platform/HttpServerFront.h"
 #include "platform/HttpUploadSpool.h"
 #include "platform/Log.h"
 #include "platform/MultipartReader.h"
+#include "platform/SpareFiles.h"
 
 #include <QFile>
 #include <QUrl>
@@ -11,6 +13,8 @@
 #include <atomic>
 #include <cstdlib>
 #include <limits>
+#include <map>
+#include <string_view>
 #include <cerrno>
 #include <fcntl.h>
 #include <httplib.h>
@@ -290,6 +294,58 @@ void removeTemporaryFiles(const HttpRequest& request)
             ::unlink(QFile::encodeName(f.temporaryPath).constData());
 }
 
+const char* reasonPhrase(int status)
+{
+    switch (status) {
+    case 200: return "OK";
+    case 201: return "Created";
+    case 204: return "No Content";
+    case 303: return "See Other";
+    case 400: return "Bad Request";
+    case 401: return "Unauthorized";
+    case 403: return "Forbidden";
+    case 404: return "Not Found";
+    case 409: return "Conflict";
+    case 411: return "Length Required";
+    case 413: return "Payload Too Large";
+    case 416: return "Range Not Satisfiable";
+    case 429: return "Too Many Requests";
+    case 500: return "Internal Server Error";
+    case 503: return "Service Unavailable";
+    default: return status < 400 ? "OK" : "Error";
+    }
+}
+
+// An answer held in memory, written whole; the front sends it in one piece with what follows.
+bool writeAnswer(httplib::Stream& stream, const HttpResponse& r, bool close)
+{
+    std::string head = "HTTP/1.1 " + std::to_string(r.status) + ' ' + reasonPhrase(r.status) + "\r\n";
+    head.reserve(head.size() + 160);
+    if (!r.contentType.isEmpty())
+        head.append("Content-Type: ").append(r.contentType.constData(), size_t(r.contentType.size())).append("\r\n");
+    head.append("Content-Length: ").append(std::to_string(r.body.size())).append("\r\n");
+    for (const auto& [name, value] : r.headers)
+        head.append(name.constData(), size_t(name.size())).append(": ").append(value.constData(), size_t(value.size())).append("\r\n");
+    if (close)
+        head.append("Connection: close\r\n");
+    head.append("\r\n");
+    return stream.write(head.data(), head.size()) == ssize_t(head.size())
+           && (r.body.isEmpty() || stream.write(r.body.constData(), size_t(r.body.size())) == ssize_t(r.body.size()));
+}
+
+// Takes the header's bytes off the stream: the body follows.
+bool skip(httplib::Stream& stream, size_t bytes)
+{
+    char scratch[4096];
+    while (bytes > 0) {
+        const ssize_t n = stream.read(scratch, std::min(bytes, sizeof scratch));
+        if (n <= 0)
+            return false;
+        bytes -= size_t(n);
+    }
+    return true;
+}
+
 }  // namespace
 
 struct HttpServer::Impl {
@@ -301,8 +357,11 @@ struct HttpServer::Impl {
     std::atomic<int> logLevel{Info};
     std::shared_ptr<TlsContext> tls;
     int transferWindow = HttpServerFront::kTransferWindowSeconds;
+    std::unique_ptr<SpareFiles> spares;  // outlives the front's workers
     std::unique_ptr<RoutedServer> server;
     std::unique_ptr<HttpServerFront> front;
+    // The form routes of POST by path, for the short path; filled before start.
+    std::map<std::string, Handler, std::less<>> formRoutes;
     std::atomic<int> port{0};
 
     void handle(const Handler& handler, const httplib::Request& req, httplib::Response& res)
@@ -316,36 +375,42 @@ struct HttpServer::Impl {
         return QStringLiteral("Upload larger than the allowed %1 bytes").arg(quota);
     }
 
-    void refuseBody(const httplib::Request& req, httplib::Response& res, int status, const QString& text)
+    // An answer to a body that is not fully read: the connection cannot carry another request.
+    HttpResponse refuseBody(const HttpRequest& request, int status, const QString& text, bool* close) const
     {
-        // The body is not fully read: the connection cannot carry another request.
-        res.set_header("Connection", "close");
         HttpServerFront::closeAfterThisResponse();
-        res.status = status;
-        res.set_content(text.toStdString(), kTextType);
+        *close = true;
         if (logLevel <= Warning)
-            log(QStringLiteral("Web server: %1 %2 body refused or cut off: %3").arg(fromStd(req.method), fromStd(req.path), text));
+            log(QStringLiteral("Web server: %1 %2 body refused or cut off: %3")
+                    .arg(QString::fromLatin1(request.method), request.path, text));
+        return HttpResponse::text(status, text);
     }
 
-    void handlePost(const Handler& handler, const httplib::Request& req, httplib::Response& res,
-                    const httplib::ContentReader& reader)
+    // A POST body as it comes: of a known length (read straight from the connection), or
+    // through the HTTP library's reader.
+    struct PostBody {
+        std::optional<uint64_t> declaredLength;  // what Content-Length says, framing or not
+        std::optional<uint64_t> length;          // when the body is framed by it
+        std::string contentType;
+        const httplib::ContentReader* reader = nullptr;
+    };
+
+    // Reads the body into a spool, then lets handler answer. close: the connection must end
+    // after the answer.
+    HttpResponse answerPost(const Handler& handler, HttpRequest request, const PostBody& body, bool* close)
     {
         const qint64 quota = uploadQuota;
         // Multipart framing and fields come on top of the files.
-        if (quota > 0 && req.has_header("Content-Length")
-            && qint64(std::strtoull(req.get_header_value("Content-Length").c_str(), nullptr, 10))
-                   > quota + HttpUploadSpool::kMaxFieldBytes * 2) {
-            refuseBody(req, res, 413, tooLarge(quota));
-            return;
-        }
-        HttpUploadSpool spool(uploadFolder, quota);
+        if (quota > 0 && body.declaredLength && qint64(*body.declaredLength) > quota + HttpUploadSpool::kMaxFieldBytes * 2)
+            return refuseBody(request, 413, tooLarge(quota), close);
+        HttpUploadSpool spool(uploadFolder, quota, spares.get());
         bool withinLimits = true;
         bool complete = false;
-        const std::optional<uint64_t> length = bodyLength(req);
-        const std::string boundary = MultipartReader::boundaryOf(req.get_header_value("Content-Type"));
-        if (req.is_multipart_form_data() && length && !boundary.empty()) {
-            MultipartReader body(boundary, *length, [](char* data, size_t size) { return tStream->read(data, size); });
-            complete = body.run(
+        const bool multipart = body.contentType.rfind("multipart/form-data", 0) == 0;
+        const std::string boundary = multipart ? MultipartReader::boundaryOf(body.contentType) : std::string();
+        if (multipart && body.length && !boundary.empty()) {
+            MultipartReader reader(boundary, *body.length, [](char* data, size_t size) { return tStream->read(data, size); });
+            complete = reader.run(
                            [&](const MultipartReader::PartHeader& part) {
                                withinLimits = spool.beginPart(fromStd(part.name), fromStd(part.filename),
                                                               fromStd(part.contentType));
@@ -353,8 +418,8 @@ struct HttpServer::Impl {
                            },
                            [&](const char* data, size_t size) { return withinLimits = spool.write(data, size); })
                        == MultipartReader::Result::Complete;
-        } else if (req.is_multipart_form_data()) {
-            complete = reader(
+        } else if (multipart && body.reader) {
+            complete = (*body.reader)(
                 [&](const httplib::MultipartFormData& part) {
                     withinLimits = spool.beginPart(fromStd(part.name), fromStd(part.filename),
                                                    fromStd(part.content_type));
@@ -362,25 +427,105 @@ struct HttpServer::Impl {
                 },
                 [&](const char* data, size_t length) { return withinLimits = spool.write(data, length); });
         } else {
-            const bool urlEncoded = req.get_header_value("Content-Type").find("application/x-www-form-urlencoded")
-                                    != std::string::npos;
-            complete = reader([&](const char* data, size_t length) {
+            const bool urlEncoded = body.contentType.find("application/x-www-form-urlencoded") != std::string::npos;
+            const auto receive = [&](const char* data, size_t length) {
                 return withinLimits = !urlEncoded || spool.writeUrlEncoded(data, length);
-            });
+            };
+            if (body.length)
+                complete = readBody(*body.length, receive);
+            else if (body.reader)
+                complete = (*body.reader)(receive);
         }
         if (!withinLimits || !complete) {
             if (spool.overQuota())
-                refuseBody(req, res, 413, tooLarge(quota));
-            else
-                refuseBody(req, res, withinLimits ? 400 : 413,
-                           withinLimits ? QStringLiteral("Incomplete request body") : QStringLiteral("Request fields too large"));
-            return;
+                return refuseBody(request, 413, tooLarge(quota), close);
+            return refuseBody(request, withinLimits ? 400 : 413,
+                              withinLimits ? QStringLiteral("Incomplete request body") : QStringLiteral("Request fields too large"),
+                              close);
         }
-        HttpRequest request = takeRequest(req);
         spool.finish(request);
-        const HttpResponse response = handler(request);
+        HttpResponse response = handler(request);
         removeTemporaryFiles(request);
+        if (!response.filePath.isEmpty() || response.producer) {
+            log(QStringLiteral("Web server: %1 answered with a file or a stream, which only GET routes may").arg(request.path));
+            return HttpResponse::text(500, QStringLiteral("Internal server error"));
+        }
+        return response;
+    }
+
+    void handlePost(const Handler& handler, const httplib::Request& req, httplib::Response& res,
+                    const httplib::ContentReader& reader)
+    {
+        PostBody body;
+        if (req.has_header("Content-Length"))
+            body.declaredLength = std::strtoull(req.get_header_value("Content-Length").c_str(), nullptr, 10);
+        body.length = bodyLength(req);
+        body.contentType = req.get_header_value("Content-Type");
+        body.reader = &reader;
+        bool close = false;
+        const HttpResponse response = answerPost(handler, takeRequest(req), body, &close);
+        if (close)
+            res.set_header("Connection", "close");
         apply(req, res, response);
+    }
+
+    // The short path for the requests that come most often one after another (uploads, moves,
+    // deletions): a POST to a form route, framed by Content-Length, parsed from the header the
+    // front holds and answered here, without the HTTP library's general parsing and routing.
+    // Nothing when the request is anything else, or anything unusual: then nothing of it has
+    // been read, and the library serves it as before.
+    std::optional<bool> serveDirect(httplib::Stream& stream, std::string_view head, bool closeConnection,
+                                    bool& connectionClosed)
+    {
+        if (!head.starts_with("POST "))
+            return std::nullopt;
+        const std::optional<HttpRequestHead> parsed = HttpRequestHead::parse(head);
+        if (!parsed || !parsed->contentLength || parsed->transferEncoding || parsed->expectsContinue
+            || !parsed->query.empty() || parsed->path.find('%') != std::string_view::npos)
+            return std::nullopt;
+        const auto route = formRoutes.find(parsed->path);
+        if (route == formRoutes.end())
+            return std::nullopt;
+        PostBody body;
+        body.declaredLength = parsed->contentLength;
+        body.length = parsed->contentLength;
+        HttpRequest request;
+        request.method = QByteArrayLiteral("POST");
+        request.path = QString::fromUtf8(parsed->path.data(), qsizetype(parsed->path.size()));
+        for (const auto& [name, value] : parsed->headers) {
+            const QByteArray key = QByteArray(name.data(), qsizetype(name.size())).toLower();
+            const QByteArray v(value.data(), qsizetype(value.size()));
+            const auto known = request.headers.find(key);
+            if (known == request.headers.end())
+                request.headers.insert(key, v);
+            else
+                *known += ", " + v;
+            if (key == "content-type" && body.contentType.empty())
+                body.contentType = std::string(value);
+        }
+        std::string ip;
+        int port = 0;
+        stream.get_remote_ip_and_port(ip, port);
+        request.remoteAddress = fromStd(ip);
+        bool close = closeConnection || !parsed->keepAlive;
+        if (!skip(stream, head.size()))
+            return false;
+
+        HttpResponse response;
+        std::optional<HttpResponse> refusal = gate ? gate(request) : std::nullopt;
+        if (refusal) {
+            // A refused body is never read: the connection cannot carry another request.
+            HttpServerFront::closeAfterThisResponse();
+            close = true;
+            response = std::move(*refusal);
+        } else {
+            response = answerPost(route->second, std::move(request), body, &close);
+        }
+        if (logLevel <= Verbose)
+            log(QStringLiteral("Web server: POST %1 %2").arg(QString::fromUtf8(parsed->path.data(), qsizetype(parsed->path.size())))
+                    .arg(response.status));
+        connectionClosed = close;
+        return writeAnswer(stream, response, close);
     }
 
     void handleRawPost(const RawHandler& handler, const httplib::Request& req, httplib::Response& res,
@@ -408,6 +553,7 @@ struct HttpServer::Impl {
 
     void install(httplib::Server& s)
     {
+        formRoutes.clear();
         for (const Route& route : routes) {
             const Handler handler = route.handler;
             const std::string pattern = exactPattern(route.path);
@@ -418,6 +564,7 @@ struct HttpServer::Impl {
                     handleRawPost(raw, req, res, reader);
                 });
             } else if (route.method == "POST") {
+                formRoutes.emplace(route.path.toStdString(), handler);
                 s.Post(pattern, [this, handler](const httplib::Request& req, httplib::Response& res,
                                                 const httplib::ContentReader& reader) {
                     handlePost(handler, req, res, reader);
@@ -486,13 +633,17 @@ bool HttpServer::start(const QString& host, const QList<int>& ports)
     auto server = std::make_unique<RoutedServer>();
     d->install(*server);
     RoutedServer* raw = server.get();
-    auto front = std::make_unique<HttpServerFront>([raw](httplib::Stream& stream, bool close, bool& closed) {
+    Impl* impl = d.get();
+    auto front = std::make_unique<HttpServerFront>([impl, raw](httplib::Stream& stream, std::string_view head, bool close,
+                                                               bool& closed) {
         tStream = &stream;
         tChecked.reset();
-        const bool served = raw->serve(stream, close, closed);
+        std::optional<bool> served = impl->serveDirect(stream, head, close, closed);
+        if (!served)
+            served = raw->serve(stream, close, closed);
         tStream = nullptr;
         tChecked.reset();
-        return served;
+        return *served;
     });
     front->setTls(d->tls);
     front->setTransferWindow(d->transferWindow);
@@ -505,8 +656,14 @@ bool HttpServer::start(const QString& host, const QList<int>& ports)
         if (d->logLevel <= Info)
             log(QStringLiteral("Web server: could not listen on port %1").arg(port));
     }
-    if (bound <= 0 || !front->start())
+    if (!d->uploadFolder.isEmpty()) {
+        d->spares = std::make_unique<SpareFiles>(d->uploadFolder);
+        front->setAfterAnswer([spares = d->spares.get()] { spares->refill(); });
+    }
+    if (bound <= 0 || !front->start()) {
+        d->spares.reset();
         return false;
+    }
     d->server = std::move(server);
     d->front = std::move(front);
     d->port = bound;
@@ -520,6 +677,7 @@ void HttpServer::stop()
     d->front->stop();
     d->front.reset();
     d->server.reset();
+    d->spares.reset();
     d->port = 0;
 }
 

@@ -92,6 +92,7 @@ struct Connection {
     uint64_t serial;              // arrival order: the oldest waiting one goes first
     std::string buffer;           // bytes read and not yet handed to the request parser
     size_t scanned = 0;           // bytes of buffer already searched for the header's end
+    size_t headerBytes = 0;       // the whole header's length, once it is there
     int lines = 0;
     Clock::time_point deadline;
     int requests = 0;
@@ -368,6 +369,7 @@ void HttpServerFront::closeAfterThisResponse() { tCloseAfterResponse = true; }
 
 struct HttpServerFront::Impl {
     Serve serve;
+    std::function<void()> afterAnswer;
     Descriptor listener;
     Descriptor poller;
     Descriptor wake;
@@ -481,6 +483,7 @@ struct HttpServerFront::Impl {
                 continue;
             ++c.lines;
             if (i >= 3 && b.compare(i - 3, 4, "\r\n\r\n") == 0) {
+                c.headerBytes = i + 1;
                 c.scanned = 0;
                 c.lines = 0;
                 return 1;
@@ -562,9 +565,11 @@ struct HttpServerFront::Impl {
             bool ok;
             {
                 ConnectionStream stream(*c, transferWindowSeconds);
-                ok = serve(stream, last, closed);
+                ok = serve(stream, std::string_view(c->buffer).substr(0, c->headerBytes), last, closed);
                 ok = stream.flush() && ok;
             }
+            if (afterAnswer)
+                afterAnswer();
             const bool keep = ok && !closed && !last && !tCloseAfterResponse && !stopping;
             if (keep && nextHeaderArrived(*c))
                 continue;
@@ -646,6 +651,8 @@ HttpServerFront::HttpServerFront(Serve serve) : d(std::make_unique<Impl>()) { d-
 HttpServerFront::~HttpServerFront() { stop(); }
 
 void HttpServerFront::setTransferWindow(int seconds) { d->transferWindowSeconds = std::max(1, seconds); }
+
+void HttpServerFront::setAfterAnswer(std::function<void()> afterAnswer) { d->afterAnswer = std::move(afterAnswer); }
 
 void HttpServerFront::setTls(std::shared_ptr<TlsContext> context) { d->tls = std::move(context); }
 

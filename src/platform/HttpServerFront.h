@@ -2,6 +2,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace httplib {
 class Stream;
@@ -17,8 +18,10 @@ class TlsContext;
 // client address and in total: a new one pushes out the oldest that is still only waiting.
 class HttpServerFront {
 public:
-    // Handles one request read from stream; false or connectionClosed ends the connection.
-    using Serve = std::function<bool(httplib::Stream& stream, bool closeConnection, bool& connectionClosed)>;
+    // Handles one request read from stream, whose header (head, up to its empty line) has
+    // arrived whole and is still unread there; false or connectionClosed ends the connection.
+    using Serve = std::function<bool(httplib::Stream& stream, std::string_view head, bool closeConnection,
+                                     bool& connectionClosed)>;
 
     static constexpr size_t kMaxHeaderBytes = 64 * 1024;
     static constexpr int kMaxHeaderLines = 200;
@@ -42,6 +45,10 @@ public:
     int bind(const std::string& host, int port);
     bool start();
     void stop();
+
+    // Runs on the worker after each answer has left: work that need not delay the answer.
+    // Set before start.
+    void setAfterAnswer(std::function<void()> afterAnswer);
 
     // A handler that answered without reading the whole body marks its connection for closing.
     static void closeAfterThisResponse();

@@ -1,6 +1,7 @@
 #include "platform/HttpUploadSpool.h"
 
 #include "platform/PartFile.h"
+#include "platform/SpareFiles.h"
 
 #include <QFile>
 #include <QUrl>
@@ -18,7 +19,10 @@ UnnamedFile::~UnnamedFile()
         ::close(mFd);
 }
 
-HttpUploadSpool::HttpUploadSpool(QString uploadFolder, qint64 quota) : mFolder(std::move(uploadFolder)), mQuota(quota) {}
+HttpUploadSpool::HttpUploadSpool(QString uploadFolder, qint64 quota, SpareFiles* spares)
+    : mFolder(std::move(uploadFolder)), mQuota(quota), mSpares(spares)
+{
+}
 
 // The part files remove themselves unless a handler moved them away.
 HttpUploadSpool::~HttpUploadSpool() = default;
@@ -39,7 +43,8 @@ bool HttpUploadSpool::beginPart(const QString& name, const QString& fileName, co
     mCurrent = UploadedFile{name, fileName, contentType, {}, 0, {}};
     mInFile = true;
     // Without a name, nothing of it can be left behind; the handler links it into place.
-    if (const int fd = PartFile::createUnnamed(mFolder); fd >= 0) {
+    const int spare = mSpares ? mSpares->take() : -1;
+    if (const int fd = spare >= 0 ? spare : PartFile::createUnnamed(mFolder); fd >= 0) {
         mUnnamed = std::make_shared<UnnamedFile>(fd);
         mCurrent.unnamed = mUnnamed;
         mFd = fd;

@@ -10,6 +10,8 @@ class PartFile;
 
 namespace platform {
 
+class SpareFiles;
+
 // Collects a POST body part by part: fields into memory up to a small cap, file parts into
 // part files of the upload folder. A failed write (disk full) drops that file but keeps
 // reading, so the client still gets an answer.
@@ -18,10 +20,11 @@ public:
     static constexpr qsizetype kMaxFieldBytes = 64 * 1024;
     static constexpr int kMaxFileParts = 32;
     static constexpr qsizetype kFlushBytes = 1 << 20;
-    static constexpr qsizetype kDirectBytes = 64 * 1024;  // written without gathering
+    static constexpr qsizetype kDirectBytes = 16 * 1024;  // written without gathering
 
-    // quota: the most file bytes one request may bring (0: no limit).
-    explicit HttpUploadSpool(QString uploadFolder, qint64 quota = 0);
+    // quota: the most file bytes one request may bring (0: no limit); spares: files of no name
+    // made ahead in uploadFolder, taken before making one.
+    explicit HttpUploadSpool(QString uploadFolder, qint64 quota = 0, SpareFiles* spares = nullptr);
     ~HttpUploadSpool();  // removes every temporary file not handed over
     HttpUploadSpool(const HttpUploadSpool&) = delete;
     HttpUploadSpool& operator=(const HttpUploadSpool&) = delete;
@@ -46,6 +49,7 @@ private:
 
     QString mFolder;
     qint64 mQuota = 0;
+    SpareFiles* mSpares = nullptr;
     qint64 mFileBytes = 0;
     bool mOverQuota = false;
     QString mFieldName;

@@ -119,18 +119,20 @@ MultipartReader::MultipartReader(std::string boundary, uint64_t length, Read rea
     // delimiter looks the same.
     // A small body gets a buffer of its own size: many small uploads come one after another.
     mSize = size_t(std::min<uint64_t>(length, kBufferBytes)) + mDelimiter.size() + 2;
+    mWhole = length <= kBufferBytes;
     mBuffer = std::make_unique_for_overwrite<char[]>(mSize);
     mBuffer[0] = '\r';
     mBuffer[1] = '\n';
     mEnd = 2;
 }
 
-// Moves what is left to the front and reads more behind it; false when nothing more came.
+// Reads more behind what is there, first moving that to the front when the end is reached;
+// false when nothing more came.
 bool MultipartReader::fill()
 {
     if (mLeft == 0)
         return false;
-    if (mBegin > 0) {
+    if (mBegin > 0 && mEnd == mSize) {
         std::memmove(mBuffer.get(), mBuffer.get() + mBegin, available());
         mEnd -= mBegin;
         mBegin = 0;
@@ -226,9 +228,10 @@ MultipartReader::Result MultipartReader::run(const Begin& begin, const Data& dat
 
         // The part's bytes: all up to the next delimiter; a tail that could be the start of
         // one waits for more.
+        size_t searched = 0;  // bytes before this have been searched, and hold no delimiter start
         for (;;) {
             const auto first = mBuffer.get() + mBegin;
-            const auto at = std::search(first, mBuffer.get() + mEnd, find);
+            const auto at = std::search(mBuffer.get() + std::max(mBegin, searched), mBuffer.get() + mEnd, find);
             if (at != mBuffer.get() + mEnd) {
                 const size_t length = size_t(at - first);
                 if (length > 0 && !data(mBuffer.get() + mBegin, length))
@@ -236,6 +239,17 @@ MultipartReader::Result MultipartReader::run(const Begin& begin, const Data& dat
                 mBegin += length + delimiter;
                 break;
             }
+            // A body that fits the buffer is read whole first: its parts arrive in one piece
+            // each (and are written to their files in one go). Larger ones stream as they come.
+            if (mWhole && mLeft > 0) {
+                // Nothing moves while there is room: the next search starts where a delimiter
+                // could still begin.
+                searched = mEnd >= delimiter ? mEnd - delimiter + 1 : 0;
+                if (!fill())
+                    return Result::Cut;
+                continue;
+            }
+            searched = 0;
             const size_t safe = available() >= delimiter ? available() - delimiter + 1 : 0;
             if (safe > 0) {
                 if (!data(mBuffer.get() + mBegin, safe))

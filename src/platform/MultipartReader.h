@@ -52,6 +52,7 @@ private:
     size_t mSize = 0;
     size_t mBegin = 0;
     size_t mEnd = 0;
+    bool mWhole = false;  // the whole body fits the buffer
 };
 
 }  // namespace platform

@@ -472,7 +472,7 @@ std::optional<HttpResponse> GCDWebUploader::storeUpload(platform::UploadedFile& 
     if (!file.received())
         return refuse(file.status, failed, file.error);
     QString error;
-    std::optional<QString> arrived = file.unnamed ? linkUpload(*file.unnamed, wanted) : std::nullopt;
+    std::optional<QString> arrived = file.unnamed ? linkUpload(*file.unnamed, wanted, destination) : std::nullopt;
     if (!arrived) {
         // A file of no name that could not be linked there (another file system inside the
         // library, one without links) takes the library's own move, from a name in the spool.
@@ -496,11 +496,12 @@ std::optional<HttpResponse> GCDWebUploader::storeUpload(platform::UploadedFile& 
     return std::nullopt;
 }
 
-std::optional<QString> GCDWebUploader::linkUpload(const platform::UnnamedFile& file, const QString& wanted)
+std::optional<QString> GCDWebUploader::linkUpload(const platform::UnnamedFile& file, const QString& wanted,
+                                                  const QString& firstFree)
 {
     // A link never replaces: a name taken meanwhile, by another upload too, moves on to the next.
     for (int attempt = 0; attempt < kMaxLinkAttempts; ++attempt) {
-        const QString destination = WebPaths::uniquePathForPath(wanted);
+        const QString destination = attempt == 0 ? firstFree : WebPaths::uniquePathForPath(wanted);
         if (PartFile::linkUnnamed(file.fd(), destination))
             return destination;
         if (errno != EEXIST)

@@ -113,10 +113,20 @@ private:
     std::optional<platform::HttpResponse> storeUpload(platform::UploadedFile& file, const QString& relativePath,
                                                       QString* arrived = nullptr);
     // Links a received file of no name into the library under wanted's first free name.
-    static std::optional<QString> linkUpload(const platform::UnnamedFile& file, const QString& wanted);
+    // firstFree: the free name for wanted that the checks saw, tried first.
+    static std::optional<QString> linkUpload(const platform::UnnamedFile& file, const QString& wanted,
+                                             const QString& firstFree);
     platform::HttpResponse loginPage(int status, const QString& message) const;
     // Where resumable upload id collects (empty for an id that is not one of ours).
     QString resumablePartPath(const QString& id) const;
+    // An upload that completed: its size, name and where it landed, kept beside its part's name
+    // for a day, so that a client that missed the answer of the last piece learns it.
+    struct CompletedUpload {
+        qint64 size = 0;
+        QString name;
+        QString path;
+    };
+    std::optional<CompletedUpload> completedUpload(const QString& partPath) const;
     void removeStaleResumableParts();
     platform::HttpResponse refuse(int status, const QString& message, const QString& error = {}) const;
     void tellDelegate(std::function<void(GCDWebUploaderDelegate*)> call);

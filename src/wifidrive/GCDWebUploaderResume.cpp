@@ -8,6 +8,8 @@
 // a piece is kept even when its connection drops, so the page asks for the offset and goes on.
 // Each piece answers {"offset": bytes held}; the one that completes TOTAL stores the file as
 // "/upload" would (same name rules, vetoes and free names) and adds "path": where it landed.
+// For a day after, the id answers as that last piece did (to GET, and to the last piece sent
+// again), so a client that lost the answer does not send the file a second time.
 // The bytes wait in the upload folder, on the library's file system; an upload left unfinished
 // is removed after a day.
 #include "wifidrive/GCDWebUploader.h"
@@ -23,6 +25,8 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QSaveFile>
+#include <QUrl>
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -37,6 +41,7 @@ using platform::HttpResponse;
 namespace {
 
 const QString kPartPrefix = QStringLiteral(".resume-");
+const QString kCompletedSuffix = QStringLiteral(".done");
 const QByteArray kJsonType = QByteArrayLiteral("application/json");
 
 class Descriptor {
@@ -96,11 +101,25 @@ void GCDWebUploader::removeStaleResumableParts()
     }
 }
 
+std::optional<GCDWebUploader::CompletedUpload> GCDWebUploader::completedUpload(const QString& partPath) const
+{
+    QFile record(partPath + kCompletedSuffix);
+    if (!QFileInfo(record.fileName()).isFile() || QFileInfo(record.fileName()).isSymLink() || !record.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    const QStringList lines = QString::fromUtf8(record.read(64 * 1024)).split(QLatin1Char('\n'));
+    const std::optional<qint64> size = number(lines.value(0));
+    if (lines.size() < 3 || !size)
+        return std::nullopt;
+    return CompletedUpload{*size, QUrl::fromPercentEncoding(lines.value(1).toLatin1()), QUrl::fromPercentEncoding(lines.value(2).toLatin1())};
+}
+
 HttpResponse GCDWebUploader::uploadOffset(const HttpRequest& request)
 {
     const QString part = resumablePartPath(request.query.value(QStringLiteral("id")));
     if (part.isEmpty())
         return refuse(400, QStringLiteral("Invalid upload id"));
+    if (const std::optional<CompletedUpload> done = completedUpload(part))
+        return offsetReply(done->size, 200, done->path);
     struct stat st {};
     const bool held = ::lstat(QFile::encodeName(part).constData(), &st) == 0 && S_ISREG(st.st_mode);
     return offsetReply(held ? st.st_size : 0);
@@ -125,6 +144,12 @@ HttpResponse GCDWebUploader::uploadChunk(HttpRequest& request, const platform::H
     const qint64 quota = http().uploadQuota();
     if (quota > 0 && *size > quota)
         return refuse(413, QStringLiteral("Upload larger than the allowed %1 bytes").arg(quota));
+    // The last piece again, from a client that missed its answer: the same answer, nothing stored twice.
+    if (const std::optional<CompletedUpload> done = completedUpload(part)) {
+        if (done->size == *size && done->name == name)
+            return offsetReply(done->size, 200, done->path);
+        QFile::remove(part + kCompletedSuffix);
+    }
 
     // Our own folder, and no link followed: the bytes go nowhere else.
     const Descriptor fd(::open(QFile::encodeName(part).constData(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0644));
@@ -169,5 +194,11 @@ HttpResponse GCDWebUploader::uploadChunk(HttpRequest& request, const platform::H
         QFile::remove(part);
         return *refused;
     }
-    return offsetReply(held, 200, WebPaths::appendComponent(relativePath, QFileInfo(arrived).fileName()));
+    const QString landed = WebPaths::appendComponent(relativePath, QFileInfo(arrived).fileName());
+    QSaveFile record(part + kCompletedSuffix);
+    if (!record.open(QIODevice::WriteOnly)
+        || record.write(QByteArray::number(held) + '\n' + QUrl::toPercentEncoding(name) + '\n' + QUrl::toPercentEncoding(landed) + '\n') < 0
+        || !record.commit())
+        platform::log(QStringLiteral("Web uploader: could not keep the answer of upload %1").arg(QFileInfo(part).fileName()));
+    return offsetReply(held, 200, landed);
 }

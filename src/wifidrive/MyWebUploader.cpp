@@ -15,7 +15,7 @@ bool MyWebUploader::shouldDeleteItemAtPath(const QString& path)
 
 bool MyWebUploader::isSystemItem(const QString& path) const
 {
-    return Utils::pathIsLocalDocumentsLink(path) || Utils::pathIsTrashcan(path);
+    return Utils::pathIsLocalDocumentsLinkOrTrashcan(path);
 }
 
 bool MyWebUploader::shouldMoveItemFromPath(const QString& fromPath, const QString& toPath)

@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QStringList>
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <memory>
 #include <mutex>
@@ -70,15 +71,17 @@ protected:
     {
         return QDir(uploadFolder()).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
     }
-    // The size of a file of no name that this process holds open in the spool folder (an
-    // upload being received), or -1 when it holds none.
+    // The size of the largest file of no name that this process holds open in the spool
+    // folder (an upload being received), or -1 when it holds none with bytes in it: files
+    // made ahead for the next uploads are empty.
     qint64 receiving() const
     {
         const QString spool = QFileInfo(uploadFolder()).canonicalFilePath() + QStringLiteral("/#");
+        qint64 largest = -1;
         for (const QFileInfo& fd : QDir(QStringLiteral("/proc/self/fd")).entryInfoList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot))
             if (fd.symLinkTarget().startsWith(spool))
-                return QFileInfo(fd.absoluteFilePath()).size();
-        return -1;
+                largest = std::max(largest, QFileInfo(fd.absoluteFilePath()).size());
+        return largest > 0 ? largest : -1;
     }
     bool waitForCall(const QString& call) { return waitUntil([&] { return delegate.calls().contains(call); }); }
 

@@ -1,7 +1,8 @@
 // A drive with a password in headless Chromium: the login page (a wrong password, then the
 // right one) opened from a shared link that names a folder, the session kept across a reload,
 // a large upload that goes in pieces and survives a piece whose connection drops, another that
-// goes on from where it stood when the page was closed, Retry after a failed upload, and Log Out.
+// goes on from where it stood when the page was closed, one whose last answer is lost, Retry after
+// a failed upload, and Log Out.
 // Usage: node login-resume.js URL WORK_DIR PASSWORD
 "use strict";
 const { expect, withBrowser, runMain } = require("./browser");
@@ -108,6 +109,26 @@ async function main() {
     await again.locator('#listing .row[data-name="Held.wav"]').waitFor({ timeout: 60000 });
     expect(conflicts >= 1, "the page met the held upload");
     expect(!(await again.locator("#uploads .state.failed").count()), "no failed upload");
+
+    // The last piece arrives and the file is stored, but its answer is lost on the way back:
+    // the page learns it is done instead of sending the file again.
+    const lastPath = path.join(workDir, "Last.wav");
+    fs.writeFileSync(lastPath, crypto.randomBytes(10 * 1024 * 1024));
+    let lostAnswers = 0;
+    await again.route("**/upload-chunk?**", async (route) => {
+      const request = route.request();
+      if (request.method() === "POST" && new URL(request.url()).searchParams.get("offset") === String(8 * 1024 * 1024) && !lostAnswers++) {
+        await route.fetch();
+        await route.abort("connectionreset");
+        return;
+      }
+      await route.continue();
+    });
+    await again.setInputFiles("#file-input", lastPath);
+    await again.locator('#listing .row[data-name="Last.wav"]').waitFor({ timeout: 60000 });
+    await again.locator("#uploads .state.done").waitFor();
+    expect(lostAnswers >= 1, "the last piece's answer was lost");
+    await again.unroute("**/upload-chunk?**");
 
     // A failed upload offers Retry, which sends it again.
     let refused = 0;
