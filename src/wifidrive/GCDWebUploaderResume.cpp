@@ -144,9 +144,10 @@ HttpResponse GCDWebUploader::uploadChunk(HttpRequest& request, const platform::H
     const qint64 quota = http().uploadQuota();
     if (quota > 0 && *size > quota)
         return refuse(413, QStringLiteral("Upload larger than the allowed %1 bytes").arg(quota));
-    // The last piece again, from a client that missed its answer: the same answer, nothing stored twice.
+    // The last piece again, from a client that missed its answer: the same answer, nothing stored
+    // twice. A first piece starts the id afresh: the same file sent again is a new upload.
     if (const std::optional<CompletedUpload> done = completedUpload(part)) {
-        if (done->size == *size && done->name == name)
+        if (*offset > 0 && done->size == *size && done->name == name)
             return offsetReply(done->size, 200, done->path);
         QFile::remove(part + kCompletedSuffix);
     }

@@ -99,6 +99,11 @@ TEST_F(UploaderFixture, ResumableUploadSurvivesADroppedConnectionAndArrivesWhole
     EXPECT_EQ(curlPiece(uploader->port(), chunkTarget(kId, 0, 12, "/Takes", "Other.wav"), tree.path("other")),
               "{\"offset\":12,\"path\":\"/Takes/Other.wav\"}");
     EXPECT_EQ(readFile(lib + "/Takes/Other.wav"), "another take");
+    // The same file again from its first piece, under the same id, is a new upload too: it is
+    // not answered from the record of the first one.
+    EXPECT_EQ(curlPiece(uploader->port(), chunkTarget(kId, 0, 12, "/Takes", "Other.wav"), tree.path("other")),
+              "{\"offset\":12,\"path\":\"/Takes/Other (1).wav\"}");
+    EXPECT_EQ(readFile(lib + "/Takes/Other (1).wav"), "another take");
 }
 
 TEST_F(UploaderFixture, ResumableUploadRefusesHostileIdsNamesAndSizes)
