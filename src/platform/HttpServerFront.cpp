@@ -87,6 +87,7 @@ struct Connection {
     Descriptor socket;
     std::unique_ptr<SSL, decltype(&SSL_free)> ssl{nullptr, &SSL_free};  // freed before the socket closes
     bool handshaken = false;
+    bool plainOnTls = false;      // a browser speaking plain HTTP to the HTTPS port
     std::string peer;
     Counts& counts;
     uint64_t serial;              // arrival order: the oldest waiting one goes first
@@ -363,6 +364,40 @@ void answerAndClose(Connection& c, const char* statusLine)
     ::shutdown(c.socket.get(), SHUT_WR);
 }
 
+// An address typed without "https://" for the HTTPS drive: the browser is sent to the same
+// path over HTTPS, on the address it reached (never a host name the request chose). Only a page
+// is redirected; anything else is refused.
+void redirectToHttps(Connection& c)
+{
+    const std::string& h = c.buffer;
+    const size_t space = h.find(' ');
+    const size_t end = space == std::string::npos ? std::string::npos : h.find(' ', space + 1);
+    const std::string method = h.substr(0, space);
+    std::string target = end == std::string::npos ? std::string() : h.substr(space + 1, end - space - 1);
+    const bool page = method == "GET" || method == "HEAD";
+    if (!page || target.empty() || target[0] != '/' || target.size() > 2048
+        || target.find_first_of("\r\n\t\"<>\\") != std::string::npos)
+        target = "/";
+    sockaddr_storage address{};
+    socklen_t length = sizeof address;
+    int port = 0;
+    if (!page || ::getsockname(c.socket.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+        answerAndClose(c, "400 This drive speaks HTTPS only");
+        return;
+    }
+    std::string host = addressText(address, &port);
+    if (address.ss_family == AF_INET6)
+        host = "[" + host + "]";
+    const std::string location = "https://" + host + ":" + std::to_string(port) + target;
+    const std::string body = "This drive speaks HTTPS only: " + location + "\n";
+    const std::string reply = "HTTP/1.1 302 Found\r\nLocation: " + location
+                              + "\r\nContent-Type: text/plain; charset=utf-8\r\nConnection: close\r\nContent-Length: "
+                              + std::to_string(body.size()) + "\r\n\r\n" + (method == "HEAD" ? std::string() : body);
+    short wait = 0;
+    (void)sendSome(c, reply.data(), reply.size(), &wait);
+    ::shutdown(c.socket.get(), SHUT_WR);
+}
+
 }  // namespace
 
 void HttpServerFront::closeAfterThisResponse() { tCloseAfterResponse = true; }
@@ -502,6 +537,14 @@ struct HttpServerFront::Impl {
             return;
         Connection& c = *it->second;
         if (c.ssl && !c.handshaken) {
+            // A TLS client opens with a handshake record; a letter is a plain HTTP request line.
+            unsigned char first = 0;
+            if (::recv(fd, &first, 1, MSG_PEEK) == 1 && first >= 'A' && first <= 'Z') {
+                c.ssl.reset();
+                c.plainOnTls = true;
+            }
+        }
+        if (c.ssl && !c.handshaken) {
             // The handshake runs here, within the header's time: a client that stalls in it
             // holds no worker either.
             ERR_clear_error();
@@ -544,6 +587,10 @@ struct HttpServerFront::Impl {
 
     void finishHeader(std::unique_ptr<Connection> c)
     {
+        if (c->plainOnTls) {
+            redirectToHttps(*c);
+            return;
+        }
         if (!bodyIsFramed(c->buffer)) {
             answerAndClose(*c, "411 Length required");
             return;

@@ -261,8 +261,16 @@ TEST_F(UploaderFixture, HttpsServesWithACertificateMadeOnceAndRefusesPlainReques
     c = curl({"-k", "-o", "/dev/null", "-w", "%{http_code}", "-H", "Origin: " + base, "-d", "path=up.wav", base + "/delete"});
     EXPECT_EQ(c.out, "200");
 
-    // Plain HTTP, and clients that never finish the handshake, get nothing and block nobody.
-    EXPECT_EQ(client->get("/list?path=/").status, 0);
+    // A page asked for over plain HTTP is sent to the same path over HTTPS on the address the
+    // request reached, whatever Host it named; anything else is refused. Clients that never
+    // finish the handshake get nothing and block nobody.
+    HttpReply plain = client->raw("GET /list?path=/ HTTP/1.1\r\nHost: evil.example\r\n\r\n");
+    EXPECT_EQ(plain.status, 302);
+    EXPECT_EQ(plain.header("location"), (base + "/list?path=/").toUtf8());
+    plain = client->raw("GET /a\"b HTTP/1.1\r\nHost: x\r\n\r\n");
+    EXPECT_EQ(plain.header("location"), (base + "/").toUtf8());
+    EXPECT_EQ(client->raw("POST /delete HTTP/1.1\r\nHost: x\r\nContent-Length: 6\r\n\r\npath=a").status, 400);
+    EXPECT_EQ(readFile(lib + "/a.wav"), "A");
     std::vector<int> silent;
     for (int i = 0; i < 50; ++i)
         silent.push_back(client->connectSocket());
