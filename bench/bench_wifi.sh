@@ -55,7 +55,6 @@ wait_for_port() {
 }
 mib_per_s() { printf '%.1f' "$(echo "$1 / $2" | bc -l)"; }
 requests_per_s() { wrk -t2 -c"$CLIENTS" -d"${LIST_SECONDS}s" "$1" | awk '/Requests\/sec/ {print $2}'; }
-rss_kib() { awk '/VmRSS/ {print $2}' "/proc/$1/status"; }
 
 if [ "$SMALL_ROUNDS" -eq 0 ]; then
   head -c "${BIG_MIB}M" /dev/urandom > "$LIB/big.bin"
@@ -202,18 +201,13 @@ echo "list ${LIST_ENTRIES} entries, ${CLIENTS} clients: wavelocker ${r_ours} req
 # Memory while bodies of 10 MiB to 2 GiB stream in: they go to disk, so resident memory stays
 # flat whatever the size.
 upload_memory() {
-  local mib=$1 before peak now upload_pid
+  local mib=$1 before peak upload_pid
   rm -f "$LIB"/up/*
   truncate -s "${mib}M" "$W/sized.bin"
   before=$(rss_kib "$SERVER_PID")
   curl -sf -o /dev/null -F "path=/up/" -F "files[]=@$W/sized.bin" "$OURS/upload" &
   upload_pid=$!
-  peak=$before
-  while kill -0 "$upload_pid" 2>/dev/null; do
-    now=$(rss_kib "$SERVER_PID")
-    [ "$now" -gt "$peak" ] && peak=$now
-    sleep 0.05
-  done
+  peak=$(peak_rss_kib_while "$SERVER_PID" "$upload_pid")
   wait "$upload_pid"
   [ "$(stat -c %s "$LIB/up/sized.bin")" -eq $((mib << 20)) ]
   rm -f "$LIB"/up/* "$W/sized.bin"

@@ -23,7 +23,6 @@ cleanup() {
   rm -rf "$W"
 }
 trap cleanup EXIT
-rss_kib() { awk '/VmRSS/ {print $2}' "/proc/$1/status"; }
 
 for i in $(seq 1 "$BIG_FILES"); do head -c "${BIG_MIB}M" /dev/urandom > "$LIB/Folder/take $i.wav"; done
 head -c "${SMALL_KB}K" /dev/urandom > "$W/small"
@@ -51,12 +50,7 @@ echo "zip of a ${mib} MiB folder ($((BIG_FILES + SMALL_FILES)) files): wavelocke
 before=$(rss_kib "$SERVER_PID")
 curl -sf -o /dev/null "$URL" &
 download_pid=$!
-peak=$before
-while kill -0 "$download_pid" 2>/dev/null; do
-  now=$(rss_kib "$SERVER_PID")
-  [ "$now" -gt "$peak" ] && peak=$now
-  sleep 0.1
-done
+peak=$(peak_rss_kib_while "$SERVER_PID" "$download_pid")
 wait "$download_pid"
 echo "zip of a ${mib} MiB folder: server resident memory $((before / 1024)) MiB before, peak $((peak / 1024)) MiB" \
      "(+$(((peak - before) / 1024)) MiB)"

@@ -24,6 +24,20 @@ once() {
 ratio() { printf '%.3f' "$(echo "$1 / $2" | bc -l)"; }
 # peak_kib CMD...: peak resident memory of one run, in KiB
 peak_kib() { /usr/bin/time -f '%M' "$@" 2>&1 >/dev/null | tail -n 1; }
+# rss_kib PID: resident memory of a running process, in KiB
+rss_kib() { awk '/VmRSS/ {print $2}' "/proc/$1/status"; }
+# peak_rss_kib_while SERVER CLIENT: the server's peak resident memory (KiB) until the client
+# process ends (the caller then waits for the client: a subshell cannot)
+peak_rss_kib_while() {
+  local peak now
+  peak=$(rss_kib "$1")
+  while kill -0 "$2" 2>/dev/null; do
+    now=$(rss_kib "$1")
+    [ "$now" -gt "$peak" ] && peak=$now
+    sleep 0.05
+  done
+  echo "$peak"
+}
 # private_xdg DIR: the tool's settings, caches and data stay inside DIR for the run
 private_xdg() {
   mkdir -p "$1/cache" "$1/config" "$1/data"
